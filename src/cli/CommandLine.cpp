@@ -1,0 +1,44 @@
+#include "CommandLine.h"
+
+#include "support/BundleInfo.h"
+#include "support/LocalizedStrings.h"
+
+#include <utility>
+
+CommandLine::CommandLine(QStringList arguments, std::FILE* out, std::FILE* err)
+    : mArguments(std::move(arguments)), mOut(out), mErr(err)
+{
+}
+
+int CommandLine::run()
+{
+    const QStringList args = mArguments.mid(1);
+    if (args.isEmpty() || args.first() == QStringLiteral("--help") || args.first() == QStringLiteral("-h") ||
+        args.first() == QStringLiteral("help"))
+        return printHelp();
+    if (args.first() == QStringLiteral("--version") || args.first() == QStringLiteral("-v"))
+        return printVersion();
+    print(mErr, LocalizedStrings::format(QStringLiteral("CliUnknownCommand"), args.first()) +
+                    QLatin1Char('\n'));
+    return 2;
+}
+
+int CommandLine::printHelp()
+{
+    print(mOut, LocalizedStrings::format(QStringLiteral("CliHelp"), BundleInfo::shortVersion()) +
+                    QLatin1Char('\n'));
+    return 0;
+}
+
+int CommandLine::printVersion()
+{
+    print(mOut, QStringLiteral("quillbeat-cli %1 (%2)\n").arg(BundleInfo::shortVersion(), BundleInfo::version()));
+    return 0;
+}
+
+void CommandLine::print(std::FILE* to, const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), to);
+    std::fflush(to);
+}

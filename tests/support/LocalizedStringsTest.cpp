@@ -1,0 +1,24 @@
+#include "support/BundleInfo.h"
+#include "support/LocalizedStrings.h"
+
+#include <QRegularExpression>
+
+#include <gtest/gtest.h>
+
+TEST(LocalizedStrings, LooksUpTextsByKey)
+{
+    EXPECT_EQ(LocalizedStrings::format(QStringLiteral("ErrorCannotModify"), QStringLiteral("/a/b.mp3")),
+              QStringLiteral("Could not modify /a/b.mp3"));
+    EXPECT_EQ(LocalizedStrings::text(QStringLiteral("NoSuchKeyAnywhere")), QStringLiteral("NoSuchKeyAnywhere"));
+    EXPECT_TRUE(LocalizedStrings::format(QStringLiteral("CliHelp"), BundleInfo::shortVersion())
+                    .contains(BundleInfo::shortVersion()));
+}
+
+TEST(BundleInfo, IsFilledAtConfigureTime)
+{
+    EXPECT_TRUE(QRegularExpression(QStringLiteral(R"(^\d+\.\d+\.\d+$)")).match(BundleInfo::shortVersion()).hasMatch());
+    bool numeric = false;
+    BundleInfo::version().toInt(&numeric);
+    EXPECT_TRUE(numeric);
+    EXPECT_EQ(BundleInfo::identifier(), QStringLiteral("com.wendmark.quillbeat"));
+}

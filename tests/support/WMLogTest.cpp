@@ -1,0 +1,152 @@
+#include "TestSupport.h"
+
+#include "support/WMLog.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QSettings>
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+#include <zip.h>
+
+namespace {
+
+const QRegularExpression kEntry(QStringLiteral(R"(^\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\] (.*)$)"),
+                                QRegularExpression::DotMatchesEverythingOption);
+
+class WMLogTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        mFolder = TestSupport::scratchFolder() + QStringLiteral("/wmlog-") +
+                  QString::fromUtf8(::testing::UnitTest::GetInstance()->current_test_info()->name());
+        QDir(mFolder).removeRecursively();
+        mPath = mFolder + QStringLiteral("/Quillbeat/Log-1.0-(7).txt");
+        WMLogSetLocation(mPath);
+    }
+    void TearDown() override
+    {
+        // Back to the suite's own log.
+        WMLogSetLocation(TestSupport::scratchFolder() + QStringLiteral("/log/Log-test.txt"));
+    }
+    QString contents() const { return QString::fromUtf8(TestSupport::readFile(mPath)); }
+
+    QString mFolder;
+    QString mPath;
+};
+
+} // namespace
+
+TEST_F(WMLogTest, EntriesAreSeparatedByLeadingNewlinesAcrossRuns)
+{
+    WMLog("first %d", 1);
+    WMLog("");
+    QString text = contents();
+    ASSERT_FALSE(text.startsWith(QLatin1Char('\n'))) << "the first entry of a new file has no newline";
+    ASSERT_FALSE(text.endsWith(QLatin1Char('\n')));
+    QStringList lines = text.split(QLatin1Char('\n'));
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_EQ(kEntry.match(lines[0]).captured(1), QStringLiteral("first 1"));
+    // An empty message leaves the date and one blank.
+    EXPECT_TRUE(kEntry.match(lines[1]).hasMatch());
+    EXPECT_TRUE(lines[1].endsWith(QStringLiteral("] ")));
+
+    // A second run of the same version appends to the same file.
+    WMLogSetLocation(mPath);
+    WMLog("second run");
+    text = contents();
+    lines = text.split(QLatin1Char('\n'));
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_EQ(kEntry.match(lines[2]).captured(1), QStringLiteral("second run"));
+}
+
+TEST_F(WMLogTest, EntriesFromTwoThreadsNeverInterleave)
+{
+    constexpr int kPerThread = 400;
+    const QString longText(300, QLatin1Char('x'));
+    auto writer = [&](int thread) {
+        for (int i = 0; i < kPerThread; ++i)
+            WMLog("thread %d entry %d %@", thread, i, longText);
+    };
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 2; ++t)
+        threads.emplace_back(writer, t);
+    for (auto& t : threads)
+        t.join();
+
+    const QStringList lines = contents().split(QLatin1Char('\n'));
+    ASSERT_EQ(lines.size(), 2 * kPerThread);
+    int next[2] = {0, 0};
+    static const QRegularExpression body(QStringLiteral(R"(^thread (\d) entry (\d+) x{300}$)"));
+    for (const QString& line : lines) {
+        const auto entry = kEntry.match(line);
+        ASSERT_TRUE(entry.hasMatch()) << line.toStdString();
+        const auto parts = body.match(entry.captured(1));
+        ASSERT_TRUE(parts.hasMatch()) << line.toStdString();
+        const int thread = parts.captured(1).toInt();
+        EXPECT_EQ(parts.captured(2).toInt(), next[thread]++) << "entries of one thread stay in order";
+    }
+}
+
+TEST_F(WMLogTest, FlushFinalPacksTheLogIntoAZipArchive)
+{
+    WMLog("before the pack");
+    WMLogFlushFinal(true);
+    const QString archive = mFolder + QStringLiteral("/Quillbeat/Log-1.0-(7).zip");
+    ASSERT_TRUE(QFileInfo::exists(archive));
+    EXPECT_FALSE(QFileInfo::exists(mPath)) << "the text file is removed once packed";
+
+    int error = 0;
+    zip_t* zip = zip_open(QFile::encodeName(archive).constData(), ZIP_RDONLY, &error);
+    ASSERT_NE(zip, nullptr);
+    ASSERT_EQ(zip_get_num_entries(zip, 0), 1);
+    EXPECT_STREQ(zip_get_name(zip, 0, 0), "Log-1.0-(7).txt");
+    zip_stat_t st;
+    ASSERT_EQ(zip_stat_index(zip, 0, 0, &st), 0);
+    QByteArray bytes(static_cast<qsizetype>(st.size), '\0');
+    zip_file_t* f = zip_fopen_index(zip, 0, 0);
+    ASSERT_NE(f, nullptr);
+    ASSERT_EQ(zip_fread(f, bytes.data(), st.size), static_cast<zip_int64_t>(st.size));
+    zip_fclose(f);
+    zip_close(zip);
+    const QStringList lines = QString::fromUtf8(bytes).split(QLatin1Char('\n'));
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_EQ(kEntry.match(lines[0]).captured(1), QStringLiteral("before the pack"));
+    EXPECT_EQ(kEntry.match(lines[1]).captured(1), QStringLiteral("WMLogFlushFinal 1"));
+
+    // A second pack in the same run packs the one-line file its own entry made.
+    WMLogFlushFinal(true);
+    zip = zip_open(QFile::encodeName(archive).constData(), ZIP_RDONLY, &error);
+    ASSERT_NE(zip, nullptr);
+    ASSERT_EQ(zip_stat_index(zip, 0, 0, &st), 0);
+    zip_close(zip);
+    EXPECT_LT(st.size, static_cast<zip_uint64_t>(50));
+
+    // Without packing the file stays and the entry says 0.
+    WMLog("after");
+    WMLogFlushFinal(false);
+    EXPECT_TRUE(contents().endsWith(QStringLiteral("WMLogFlushFinal 0")));
+}
+
+TEST_F(WMLogTest, UnwritableFolderFallsBackToStandardError)
+{
+    const QString blocker = mFolder + QStringLiteral("/blocker");
+    ASSERT_TRUE(TestSupport::writeFile(blocker, "a file where a folder should be"));
+    WMLogSetLocation(blocker + QStringLiteral("/Log.txt"));
+    ::testing::internal::CaptureStderr();
+    WMLog("to the console %d", 5);
+    const std::string err = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(err.find("WM> to the console 5"), std::string::npos);
+}
+
+TEST(WMLogLocation, RemembersTheLogFolderInTheSettings)
+{
+    const QString path = WMLogLocation();
+    EXPECT_EQ(QSettings().value(QStringLiteral("logDirectory")).toString(), QFileInfo(path).absolutePath());
+}
