@@ -1,5 +1,8 @@
 #include "CommandLine.h"
 
+#include "LibraryCommand.h"
+#include "SetCommand.h"
+#include "TagsCommand.h"
 #include "support/BundleInfo.h"
 #include "support/LocalizedStrings.h"
 
@@ -18,6 +21,13 @@ int CommandLine::run()
         return printHelp();
     if (args.first() == QStringLiteral("--version") || args.first() == QStringLiteral("-v"))
         return printVersion();
+    const QStringList rest = args.mid(1);
+    if (args.first() == QStringLiteral("library"))
+        return LibraryCommand(rest, mOut, mErr).run();
+    if (args.first() == QStringLiteral("tags"))
+        return TagsCommand(rest, mOut, mErr).run();
+    if (args.first() == QStringLiteral("set"))
+        return SetCommand(rest, mOut, mErr).run();
     print(mErr, LocalizedStrings::format(QStringLiteral("CliUnknownCommand"), args.first()) +
                     QLatin1Char('\n'));
     return 2;

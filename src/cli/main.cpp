@@ -2,6 +2,7 @@
 #include "CommandLine.h"
 
 #include "support/BundleInfo.h"
+#include "tags/SafeFileRewriter.h"
 
 #include <QCoreApplication>
 
@@ -9,5 +10,7 @@ int main(int argc, char** argv)
 {
     BundleInfo::applyToApplication();
     QCoreApplication app(argc, argv);
+    // Undo any tag write that a crash or power loss interrupted.
+    SafeFileRewriter::recoverInterruptedWrites();
     return CommandLine(app.arguments()).run();
 }

@@ -164,4 +164,6 @@ void WMLogSetLocation(const QString& path)
     }
     s.path = path;
     s.fileIsNew = false;
+    QSettings settings;
+    settings.setValue(QStringLiteral("logDirectory"), QFileInfo(path).absolutePath());
 }

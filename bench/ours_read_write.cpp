@@ -1,0 +1,96 @@
+// Our side of the MP3 tag comparison: reads every file of a folder with
+// MP3InfoTag (tag, pictures and audio properties) or writes a title change.
+//
+//   bench_tool_ours raw|read|write-same|write-grow FOLDER [--no-flush]
+// Prints "<files> <seconds>" for the timed loop; "raw" reads the first 64 KiB
+// and the last 128 bytes of each file, the ceiling for any tag reader.
+// --no-flush keeps the journal but forces neither it nor the file to disk.
+#include "tags/MP3InfoTag.h"
+#include "tags/SafeFileRewriter.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+
+#include <cstdio>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+bool rawRead(const QString& path, std::vector<char>& buffer)
+{
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    struct stat st;
+    bool ok = ::fstat(fd, &st) == 0 && ::pread(fd, buffer.data(), 65536, 0) > 0 &&
+              ::pread(fd, buffer.data() + 65536, 128, st.st_size - 128) == 128;
+    ::close(fd);
+    return ok;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    const QStringList args = app.arguments();
+    if (args.size() < 3 || args.size() > 4 || (args.size() == 4 && args[3] != QLatin1String("--no-flush"))) {
+        std::fprintf(stderr, "usage: %s raw|read|write-same|write-grow FOLDER [--no-flush]\n", argv[0]);
+        return 2;
+    }
+    SafeFileRewriter::setFlushToDisk(args.size() == 3);
+    const QString mode = args[1];
+    const QDir folder(args[2]);
+    QStringList paths;
+    for (const QString& name : folder.entryList({QStringLiteral("*.mp3")}, QDir::Files, QDir::Name))
+        paths.append(folder.filePath(name));
+
+    std::vector<char> buffer(65536 + 128);
+    int failures = 0;
+    qint64 checksum = 0;
+    QElapsedTimer timer;
+    timer.start();
+    for (const QString& path : std::as_const(paths)) {
+        if (mode == QLatin1String("raw")) {
+            failures += rawRead(path, buffer) ? 0 : 1;
+            continue;
+        }
+        MP3InfoTag tag;
+        if (!tag.initWithPath(path)) {
+            ++failures;
+            continue;
+        }
+        if (mode == QLatin1String("read")) {
+            tag.gatherFileMetadataFromPath(path);
+            checksum += tag.title().size() + tag.numberOfImages() + tag.lyrics().size();
+            continue;
+        }
+        QString title = tag.title();
+        if (mode == QLatin1String("write-same")) {
+            // Toggles, so that every run changes the title.
+            if (title.contains(QStringLiteral("title")))
+                title.replace(QStringLiteral("title"), QStringLiteral("TITLE"));
+            else
+                title.replace(QStringLiteral("TITLE"), QStringLiteral("title"));
+        } else {
+            title += QString(5000, QLatin1Char('x'));
+        }
+        tag.setTitle(title);
+        QString error;
+        if (!tag.modifySongFileAtPath(path, &error)) {
+            if (failures++ == 0)
+                std::fprintf(stderr, "%s: %s\n", qPrintable(path), qPrintable(error));
+        }
+    }
+    const double seconds = timer.nsecsElapsed() / 1e9;
+    if (failures)
+        std::fprintf(stderr, "%d of %lld files failed\n", failures, qint64(paths.size()));
+    std::printf("%lld %.6f\n", qint64(paths.size()), seconds);
+    return failures || (checksum < 0) ? 1 : 0;
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QStringList>
+
+#include <cstdio>
+
+class AudioInfoTag;
+
+// `quillbeat-cli set FILE... [--title T] [--artist A] [--album B] [--year Y]
+// [--genre G] [--track N[/M]] [--bpm N] [--compilation yes|no]
+// [--lyrics-file F | --no-lyrics] [--add-picture IMAGE] [--remove-pictures]`:
+// changes the tag of each file through the tag model and writes it. A file
+// that cannot be written is left untouched; its error is printed and the
+// exit code is 1 (2 for a usage error).
+class SetCommand
+{
+public:
+    SetCommand(QStringList arguments, std::FILE* out, std::FILE* err);
+    int run();
+
+private:
+    // Parses the options into mChanges; false (message printed) on misuse.
+    bool parse();
+    // Applies the parsed changes to one tag.
+    bool apply(AudioInfoTag& tag);
+    void fail(const QString& key, const QString& argument = QString());
+
+    QStringList mArguments;
+    std::FILE* mOut;
+    std::FILE* mErr;
+    QStringList mPaths;
+    QList<std::pair<QString, QString>> mChanges;
+    QByteArray mPictureData;
+    QString mPictureMime;
+};

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QVariant>
+
+// The platform property-list parser (libplist, XML and binary forms) and the
+// conversion of its tree into QVariantMap / QVariantList / QString / int or
+// qlonglong / double / bool / QDateTime (UTC) / QByteArray.
+class SystemPlistParser
+{
+public:
+    // Containers nested deeper than this are refused rather than converted.
+    static constexpr int kMaxDepth = 512;
+
+    // Answers the root container, or a null QVariant with `error` set when
+    // the data cannot be read or its root is not a dictionary or an array.
+    static QVariant parse(const QByteArray& data, QString* error);
+
+    // Converts a libplist tree (a `plist_t`, passed untyped so that callers
+    // need not include libplist) of any kind; null with `error` set when it
+    // is nested too deeply.
+    static QVariant convert(const void* node, QString* error);
+};

@@ -1,0 +1,42 @@
+#include "FileIdentity.h"
+
+#include <QFile>
+
+#include <sys/stat.h>
+
+namespace {
+
+FileIdentity fromStat(const struct stat& st)
+{
+    FileIdentity identity;
+    if (!S_ISREG(st.st_mode))
+        return identity;
+    identity.device = static_cast<quint64>(st.st_dev);
+    identity.inode = static_cast<quint64>(st.st_ino);
+    identity.size = static_cast<qint64>(st.st_size);
+    identity.mtimeNs = static_cast<qint64>(st.st_mtim.tv_sec) * 1000000000LL + st.st_mtim.tv_nsec;
+    return identity;
+}
+
+} // namespace
+
+FileIdentity FileIdentity::of(const QString& path)
+{
+    struct stat st;
+    if (path.isEmpty() || ::stat(QFile::encodeName(path).constData(), &st) != 0)
+        return FileIdentity();
+    return fromStat(st);
+}
+
+FileIdentity FileIdentity::ofDescriptor(int fd)
+{
+    struct stat st;
+    if (fd < 0 || ::fstat(fd, &st) != 0)
+        return FileIdentity();
+    return fromStat(st);
+}
+
+QString FileIdentity::description() const
+{
+    return QStringLiteral("dev %1 inode %2 size %3 mtime %4ns").arg(device).arg(inode).arg(size).arg(mtimeNs);
+}

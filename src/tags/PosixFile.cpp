@@ -1,0 +1,145 @@
+#include "PosixFile.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+PosixFile& PosixFile::operator=(PosixFile&& other) noexcept
+{
+    if (this != &other) {
+        close();
+        mFd = other.release();
+    }
+    return *this;
+}
+
+PosixFile PosixFile::open(const QString& path, int flags, int mode)
+{
+    const QByteArray name = QFile::encodeName(path);
+    int fd = -1;
+    do {
+        fd = ::open(name.constData(), flags | O_CLOEXEC, mode);
+    } while (fd < 0 && errno == EINTR);
+    return PosixFile(fd);
+}
+
+int PosixFile::release()
+{
+    const int fd = mFd;
+    mFd = -1;
+    return fd;
+}
+
+void PosixFile::close()
+{
+    if (mFd >= 0)
+        ::close(mFd);
+    mFd = -1;
+}
+
+bool PosixFile::readAt(qint64 offset, char* into, qint64 length) const
+{
+    while (length > 0) {
+        const ssize_t n = ::pread(mFd, into, static_cast<size_t>(length), offset);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            if (n == 0)
+                errno = EIO; // the file ended early
+            return false;
+        }
+        into += n;
+        offset += n;
+        length -= n;
+    }
+    return true;
+}
+
+bool PosixFile::writeAt(qint64 offset, const char* from, qint64 length) const
+{
+    while (length > 0) {
+        const ssize_t n = ::pwrite(mFd, from, static_cast<size_t>(length), offset);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            if (n == 0)
+                errno = EIO;
+            return false;
+        }
+        from += n;
+        offset += n;
+        length -= n;
+    }
+    return true;
+}
+
+bool PosixFile::copyFrom(const PosixFile& source, qint64 sourceOffset, qint64 offset, qint64 length) const
+{
+    // The kernel copy avoids two trips through user memory; it refuses
+    // between some file systems, and then the buffered loop takes over.
+    while (length > 0) {
+        off64_t in = sourceOffset;
+        off64_t out = offset;
+        const ssize_t n = ::copy_file_range(source.mFd, &in, mFd, &out, static_cast<size_t>(length), 0);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        sourceOffset += n;
+        offset += n;
+        length -= n;
+    }
+    if (length == 0)
+        return true;
+    const qint64 chunk = qMin(length, kChunkSize);
+    const auto buffer = std::make_unique_for_overwrite<char[]>(static_cast<size_t>(chunk));
+    while (length > 0) {
+        const qint64 n = qMin(length, chunk);
+        if (!source.readAt(sourceOffset, buffer.get(), n) || !writeAt(offset, buffer.get(), n))
+            return false;
+        sourceOffset += n;
+        offset += n;
+        length -= n;
+    }
+    return true;
+}
+
+bool PosixFile::truncate(qint64 length) const
+{
+    int result = -1;
+    do {
+        result = ::ftruncate(mFd, length);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+bool PosixFile::flushData() const
+{
+    int result = -1;
+    do {
+        result = ::fdatasync(mFd);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+bool PosixFile::flushFolder(const QString& folder)
+{
+    PosixFile dir = open(folder, O_RDONLY | O_DIRECTORY);
+    if (!dir.isOpen())
+        return false;
+    int result = -1;
+    do {
+        result = ::fsync(dir.fd());
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+QString PosixFile::lastError()
+{
+    return QString::fromLocal8Bit(std::strerror(errno));
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+// An owned POSIX file descriptor with whole-range reads and writes that
+// survive short transfers and interruptions. Used where a writer needs the
+// exact system calls (positioned writes, truncation, data flushes, locks).
+class PosixFile
+{
+public:
+    PosixFile() = default;
+    explicit PosixFile(int fd) : mFd(fd) {}
+    PosixFile(PosixFile&& other) noexcept : mFd(other.release()) {}
+    PosixFile& operator=(PosixFile&& other) noexcept;
+    PosixFile(const PosixFile&) = delete;
+    PosixFile& operator=(const PosixFile&) = delete;
+    ~PosixFile() { close(); }
+
+    // open(2) with O_CLOEXEC added; check isOpen() and lastError().
+    static PosixFile open(const QString& path, int flags, int mode = 0600);
+
+    bool isOpen() const { return mFd >= 0; }
+    int fd() const { return mFd; }
+    int release();
+    void close();
+
+    // Reads exactly `length` bytes at `offset` into `into`; false on error or
+    // early end of file.
+    bool readAt(qint64 offset, char* into, qint64 length) const;
+    bool writeAt(qint64 offset, const char* from, qint64 length) const;
+    bool writeAt(qint64 offset, const QByteArray& bytes) const
+    {
+        return writeAt(offset, bytes.constData(), bytes.size());
+    }
+    // Copies `length` bytes from `source` at `sourceOffset` to this file at
+    // `offset`, in the kernel where it can, else through a buffer.
+    bool copyFrom(const PosixFile& source, qint64 sourceOffset, qint64 offset, qint64 length) const;
+    bool truncate(qint64 length) const;
+    bool flushData() const;
+    // Flushes the folder entry of a file (fsync of the folder).
+    static bool flushFolder(const QString& folder);
+
+    // The text of the last system error of this thread.
+    static QString lastError();
+
+    static constexpr qint64 kChunkSize = 1 << 20;
+
+private:
+    int mFd = -1;
+};

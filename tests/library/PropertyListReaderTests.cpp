@@ -1,0 +1,414 @@
+// The property-list reader: our own tolerant reader of the XML form, the
+// libplist path and how the two hand over to each other.
+#include "TestSupport.h"
+
+#include "library/ManualPlistParser.h"
+#include "library/PropertyListReader.h"
+#include "library/SystemPlistParser.h"
+#include "support/WMFormat.h"
+#include "support/WMUtility.h"
+
+#include <QDateTime>
+#include <QFile>
+
+#include <plist/plist.h>
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <memory>
+#include <ostream>
+
+// Readable failure messages for trees.
+void PrintTo(const QVariant& value, std::ostream* os)
+{
+    *os << WMFormatArg::describe(value).toStdString();
+}
+void PrintTo(const QVariantMap& value, std::ostream* os)
+{
+    PrintTo(QVariant(value), os);
+}
+void PrintTo(const QVariantList& value, std::ostream* os)
+{
+    PrintTo(QVariant(value), os);
+}
+
+namespace {
+
+QByteArray bytes(const char* text)
+{
+    return QByteArray(text);
+}
+
+QVariant readManual(const QByteArray& data, QString* error = nullptr)
+{
+    return PropertyListReader::mutablePropertyListFromData(data, false, error);
+}
+
+QString logPath()
+{
+    return TestSupport::scratchFolder() + QStringLiteral("/log/Log-test.txt");
+}
+
+// Collects what the log gained while it lived.
+class LogCapture
+{
+public:
+    LogCapture() : mStart(QFile(logPath()).size()) {}
+    QString text() const { return QString::fromUtf8(TestSupport::readFile(logPath()).mid(mStart)); }
+
+private:
+    qint64 mStart;
+};
+
+// A binary or XML property list written by libplist's own writer.
+struct PlistDeleter
+{
+    void operator()(void* node) const { plist_free(static_cast<plist_t>(node)); }
+};
+using PlistPtr = std::unique_ptr<void, PlistDeleter>;
+
+PlistPtr sampleTree()
+{
+    plist_t root = plist_new_dict();
+    plist_dict_set_item(root, "Name", plist_new_string("Caf\xc3\xa9 & Co"));
+    plist_dict_set_item(root, "Count", plist_new_uint(7));
+    plist_dict_set_item(root, "Big", plist_new_uint(5000000000ULL));
+    plist_dict_set_item(root, "Negative", plist_new_uint(static_cast<uint64_t>(-12)));
+    plist_dict_set_item(root, "Rating", plist_new_real(4.5));
+    plist_dict_set_item(root, "Blob", plist_new_data("\x01\x02\x03", 3));
+    plist_dict_set_item(root, "Yes", plist_new_bool(1));
+    plist_dict_set_item(root, "Added", plist_new_date(757382400, 0)); // 2025-01-01T00:00:00Z
+    plist_t list = plist_new_array();
+    plist_array_append_item(list, plist_new_string("a"));
+    plist_array_append_item(list, plist_new_bool(0));
+    plist_dict_set_item(root, "List", list);
+    return PlistPtr(root);
+}
+
+QByteArray binaryOf(const PlistPtr& tree)
+{
+    char* out = nullptr;
+    uint32_t length = 0;
+    plist_to_bin(static_cast<plist_t>(tree.get()), &out, &length);
+    QByteArray result(out, static_cast<qsizetype>(length));
+    plist_to_bin_free(out);
+    return result;
+}
+
+QByteArray xmlOf(const PlistPtr& tree)
+{
+    char* out = nullptr;
+    uint32_t length = 0;
+    plist_to_xml(static_cast<plist_t>(tree.get()), &out, &length);
+    QByteArray result(out, static_cast<qsizetype>(length));
+    plist_to_xml_free(out);
+    return result;
+}
+
+const QDateTime kNewYear2025(QDate(2025, 1, 1), QTime(0, 0), Qt::UTC);
+
+} // namespace
+
+TEST(PropertyListReader, TooShortBufferIsNotParsed)
+{
+    LogCapture log;
+    QString error = QStringLiteral("untouched");
+    EXPECT_FALSE(PropertyListReader::mutablePropertyListFromData(bytes("<dict"), true, &error).isValid());
+    EXPECT_EQ(error, QStringLiteral("untouched"));
+    EXPECT_TRUE(log.text().contains(QStringLiteral("[mutPListFrom] 5 bytes sysFirst:1")));
+    EXPECT_FALSE(log.text().contains(QStringLiteral("fin ")));
+}
+
+TEST(PropertyListReader, BinaryDataGoesToThePlatformParserEvenWhenNotAsked)
+{
+    LogCapture log;
+    QString error;
+    const QVariantMap map = readManual(binaryOf(sampleTree()), &error).toMap();
+    EXPECT_TRUE(error.isEmpty());
+    EXPECT_EQ(map.value(QStringLiteral("Name")).toString(), QStringLiteral("Caf\u00e9 & Co"));
+    EXPECT_EQ(map.value(QStringLiteral("Count")).typeId(), QMetaType::Int);
+    EXPECT_EQ(map.value(QStringLiteral("Count")).toInt(), 7);
+    EXPECT_EQ(map.value(QStringLiteral("Big")).typeId(), QMetaType::LongLong);
+    EXPECT_EQ(map.value(QStringLiteral("Big")).toLongLong(), 5000000000LL);
+    EXPECT_EQ(map.value(QStringLiteral("Negative")).toInt(), -12);
+    // Reals and data survive only on this path.
+    EXPECT_DOUBLE_EQ(map.value(QStringLiteral("Rating")).toDouble(), 4.5);
+    EXPECT_EQ(map.value(QStringLiteral("Blob")).toByteArray(), QByteArray("\x01\x02\x03", 3));
+    EXPECT_EQ(map.value(QStringLiteral("Yes")).toBool(), true);
+    EXPECT_EQ(map.value(QStringLiteral("Added")).toDateTime(), kNewYear2025);
+    EXPECT_EQ(map.value(QStringLiteral("List")).toList(), (QVariantList{QStringLiteral("a"), false}));
+    EXPECT_TRUE(log.text().contains(QStringLiteral("[mutPListFrom] sys fin ")));
+}
+
+TEST(PropertyListReader, BothPathsAgreeOnAWrittenFileExceptForRealsAndData)
+{
+    const QByteArray xml = xmlOf(sampleTree());
+    QVariantMap system = PropertyListReader::mutablePropertyListFromData(xml, true).toMap();
+    QVariantMap manual = readManual(xml).toMap();
+    EXPECT_FALSE(manual.contains(QStringLiteral("Rating")));
+    EXPECT_FALSE(manual.contains(QStringLiteral("Blob")));
+    // Our own reader cuts integers to 32 bits on purpose.
+    EXPECT_EQ(manual.value(QStringLiteral("Big")).toInt(), static_cast<int>(5000000000LL & 0xFFFFFFFF));
+    for (const char* dropped : {"Rating", "Blob", "Big"}) {
+        system.remove(QLatin1String(dropped));
+        manual.remove(QLatin1String(dropped));
+    }
+    EXPECT_EQ(manual, system);
+    EXPECT_EQ(manual.value(QStringLiteral("Added")).toDateTime(), kNewYear2025);
+}
+
+TEST(PropertyListReader, ReadsKeysStringsIntegersAndBooleans)
+{
+    const QVariant root = readManual(bytes("<?xml version=\"1.0\"?>\n<plist version=\"1.0\">\n<dict>\n"
+                                           "\t<key>A</key><string>x</string>\n"
+                                           "\t<key>B</key><integer>7</integer>\n"
+                                           "\t<key>T</key><true/>\n\t<key>F</key><false/>\n"
+                                           "</dict>\n</plist>\n"));
+    EXPECT_EQ(root.toMap(), (QVariantMap{{QStringLiteral("A"), QStringLiteral("x")},
+                                         {QStringLiteral("B"), 7},
+                                         {QStringLiteral("T"), true},
+                                         {QStringLiteral("F"), false}}));
+    EXPECT_EQ(root.toMap().value(QStringLiteral("B")).typeId(), QMetaType::Int);
+}
+
+TEST(PropertyListReader, SkipsRealsDataAndEmptyStrings)
+{
+    const QVariantMap map = readManual(bytes("<dict><key>r</key><real>1.5</real>"
+                                             "<key>d</key><data>AAEC</data>"
+                                             "<key>e</key><string></string>"
+                                             "<key>k</key><string>kept</string></dict>"))
+                                .toMap();
+    EXPECT_EQ(map, (QVariantMap{{QStringLiteral("k"), QStringLiteral("kept")}}));
+}
+
+TEST(PropertyListReader, KeyStaysCurrentSoTheLastValueWins)
+{
+    // The key is the last one read anywhere: after the inner dict closes,
+    // "inner" is still current in the outer one.
+    const QVariantMap map =
+        readManual(bytes("<dict><key>A</key><string>first</string><integer>2</integer>"
+                         "<key>B</key><dict><key>inner</key><true/></dict><string>after</string>"
+                         "<key></key><string>dropped</string></dict>"))
+            .toMap();
+    EXPECT_EQ(map, (QVariantMap{{QStringLiteral("A"), 2},
+                                {QStringLiteral("B"), QVariantMap{{QStringLiteral("inner"), true}}},
+                                {QStringLiteral("inner"), QStringLiteral("after")}}));
+}
+
+TEST(PropertyListReader, NestedContainersAndArrays)
+{
+    const QVariant root =
+        readManual(bytes("<string>before any container</string>"
+                         "<array><string>a</string><dict><key>k</key><integer>-3</integer></dict>"
+                         "<array></array><date>2025-01-01T00:00:00Z</date></array>"));
+    ASSERT_EQ(root.typeId(), QMetaType::QVariantList);
+    const QVariantList list = root.toList();
+    ASSERT_EQ(list.size(), 4);
+    EXPECT_EQ(list[0].toString(), QStringLiteral("a"));
+    EXPECT_EQ(list[1].toMap(), (QVariantMap{{QStringLiteral("k"), -3}}));
+    EXPECT_EQ(list[2].toList(), QVariantList());
+    EXPECT_EQ(list[3].toDateTime(), kNewYear2025);
+}
+
+TEST(PropertyListReader, ExtraClosingTagsNeverPopTheRoot)
+{
+    const QVariantMap map = readManual(bytes("<dict><key>a</key><dict></dict></dict></dict></array>"
+                                             "<key>b</key><string>y</string>"))
+                                .toMap();
+    EXPECT_EQ(
+        map, (QVariantMap{{QStringLiteral("a"), QVariantMap()}, {QStringLiteral("b"), QStringLiteral("y")}}));
+}
+
+TEST(PropertyListReader, BadUtf8BecomesNumberedPlaceholders)
+{
+    LogCapture log;
+    QString error;
+    const QVariantList list = readManual(bytes("<array>"
+                                               "<string>bad \xff byte</string>"
+                                               "<string>caf\xc3\xa9</string>"
+                                               "<string>overlong \xc0\xaf</string>"
+                                               "<string>surrogate \xed\xa0\x80</string>"
+                                               "<string>cut \xe2\x82</string>"
+                                               "</array>"),
+                                         &error)
+                                  .toList();
+    EXPECT_TRUE(error.isEmpty());
+    EXPECT_EQ(list, (QVariantList{QStringLiteral("[NON-UTF8-1]"), QStringLiteral("caf\u00e9"),
+                                  QStringLiteral("[NON-UTF8-2]"), QStringLiteral("[NON-UTF8-3]"),
+                                  QStringLiteral("[NON-UTF8-4]")}));
+    EXPECT_TRUE(log.text().contains(QStringLiteral(" values, 4 UTF8 errors)")));
+}
+
+TEST(PropertyListReader, FinalLogLineCountsEveryTextBetweenTags)
+{
+    LogCapture log;
+    readManual(bytes("<dict>\n<key>a</key>\n<string>x</string>\n</dict>"));
+    // "\n", "a", "\n", "x", "\n": blanks between tags are texts too.
+    EXPECT_TRUE(log.text().contains(QStringLiteral(" secs, 5 values, 0 UTF8 errors)")));
+    EXPECT_TRUE(log.text().contains(QStringLiteral("[mutPListFrom] fin ")));
+}
+
+TEST(PropertyListReader, NonAsciiByteInATagEndsTheParse)
+{
+    QString error;
+    const QVariant root = readManual(
+        bytes("<dict><key>a</key><string>x</string><k\xc3\xa9y>b</key><string>y</string></dict>"), &error);
+    EXPECT_EQ(error, QStringLiteral("invalid tag @ 36"));
+    EXPECT_EQ(root.toMap(), (QVariantMap{{QStringLiteral("a"), QStringLiteral("x")}}));
+}
+
+TEST(PropertyListReader, TextThatDecodesToNothingEndsTheParse)
+{
+    // A byte-order mark alone is no text once decoded.
+    QString error;
+    const QVariant root =
+        readManual(bytes("<dict><key>a</key><string>x</string><key>b</key><string>\xef\xbb\xbf</string>"
+                         "<key>c</key><string>z</string></dict>"),
+                   &error);
+    EXPECT_EQ(error, QStringLiteral("invalid value @ 56"));
+    EXPECT_EQ(root.toMap(), (QVariantMap{{QStringLiteral("a"), QStringLiteral("x")}}));
+}
+
+TEST(PropertyListReader, TruncatedFilesGiveThePartialTree)
+{
+    const QByteArray full = xmlOf(sampleTree());
+    for (qsizetype cut = 6; cut < full.size(); ++cut) {
+        QString error;
+        const QVariant root = readManual(full.left(cut), &error);
+        if (root.isValid()) {
+            EXPECT_EQ(root.typeId(), QMetaType::QVariantMap) << cut;
+        }
+        EXPECT_TRUE(error.isEmpty() || error.startsWith(QStringLiteral("invalid"))) << cut;
+    }
+    const QVariantMap map = readManual(bytes("<dict><key>outer</key><dict><key>a</key><string>x</string>"
+                                             "<key>list</key><array><integer>1</integer><integer>2"))
+                                .toMap();
+    EXPECT_EQ(map.value(QStringLiteral("outer")).toMap().value(QStringLiteral("a")).toString(),
+              QStringLiteral("x"));
+    EXPECT_EQ(map.value(QStringLiteral("outer")).toMap().value(QStringLiteral("list")).toList(),
+              (QVariantList{1, 2}));
+}
+
+TEST(PropertyListReader, ManualSuccessAfterPlatformFailureClearsTheError)
+{
+    LogCapture log;
+    QString error = QStringLiteral("earlier failure");
+    const QVariant root = PropertyListReader::mutablePropertyListFromData(
+        bytes("<plist><dict><key>a</key><string>x</string>"), true, &error);
+    EXPECT_EQ(root.toMap(), (QVariantMap{{QStringLiteral("a"), QStringLiteral("x")}}));
+    EXPECT_TRUE(error.isEmpty());
+    EXPECT_TRUE(log.text().contains(QStringLiteral("mutPlistFrom manual success after sys fail \"")));
+}
+
+TEST(PropertyListReader, FailureOfBothParsersNamesBoth)
+{
+    const QByteArray damaged = bytes("<dict><key>a</key><string>x</string><k\xc3\xa9y>");
+    QString platformError;
+    EXPECT_FALSE(SystemPlistParser::parse(damaged, &platformError).isValid());
+    ASSERT_FALSE(platformError.isEmpty());
+
+    LogCapture log;
+    QString error;
+    const QVariant root = PropertyListReader::mutablePropertyListFromData(damaged, true, &error);
+    EXPECT_EQ(root.toMap().value(QStringLiteral("a")).toString(), QStringLiteral("x"));
+    const QString expected = platformError + QStringLiteral(" (manual: invalid tag @ 36)");
+    EXPECT_EQ(error, expected);
+    EXPECT_TRUE(log.text().contains(QStringLiteral("mutPlistFrom failure \"") + expected + QLatin1Char('"')));
+
+    // An error brought in by the caller stands for the platform's.
+    error = QStringLiteral("earlier");
+    readManual(damaged, &error);
+    EXPECT_EQ(error, QStringLiteral("earlier (manual: invalid tag @ 36)"));
+    error.clear();
+    readManual(damaged, &error);
+    EXPECT_EQ(error, QStringLiteral("invalid tag @ 36"));
+}
+
+TEST(PropertyListReader, IntegersAreCutTo32Bits)
+{
+    const QVariantList list =
+        readManual(bytes("<array><integer>4294967297</integer><integer>2147483648</integer>"
+                         "<integer>-2147483649</integer><integer>  42abc</integer>"
+                         "<integer>none</integer><integer>+9</integer>"
+                         "<integer>99999999999999999999999</integer></array>"))
+            .toList();
+    EXPECT_EQ(list, (QVariantList{1, INT_MIN, INT_MAX, 42, 0, 9, static_cast<int>(0xF67FFFFFu)}));
+    for (const QVariant& v : list)
+        EXPECT_EQ(v.typeId(), QMetaType::Int);
+    EXPECT_EQ(ManualPlistParser::leadingInt32(QStringLiteral("\u00a0-17x")), 0);
+    EXPECT_EQ(ManualPlistParser::leadingInt32(QStringLiteral("\t-17x")), -17);
+}
+
+TEST(PropertyListReader, DatesInBothForms)
+{
+    const QVariantList list = readManual(bytes("<array><date>2024-02-29T13:45:07Z</date>"
+                                               "<date>2024-2-9T3:04:5Z</date>"
+                                               "<date>2024-13-01T00:00:00Z</date>"
+                                               "<date>yesterday</date></array>"))
+                                  .toList();
+    ASSERT_EQ(list.size(), 2);
+    EXPECT_EQ(list[0].toDateTime(), QDateTime(QDate(2024, 2, 29), QTime(13, 45, 7), Qt::UTC));
+    EXPECT_EQ(list[1].toDateTime(), QDateTime(QDate(2024, 2, 9), QTime(3, 4, 5), Qt::UTC));
+    EXPECT_EQ(list[0].toDateTime().timeSpec(), Qt::UTC);
+}
+
+TEST(PropertyListReader, CharacterReferencesAreReplaced)
+{
+    const QVariantMap map =
+        readManual(bytes("<dict><key>A &amp; B</key><string>Simon &amp; Garfunkel &lt;3&gt;"
+                         "</string><key>n</key><integer>&#52;2</integer></dict>"))
+            .toMap();
+    EXPECT_EQ(map.value(QStringLiteral("A & B")).toString(), QStringLiteral("Simon & Garfunkel <3>"));
+    EXPECT_EQ(map.value(QStringLiteral("n")).toInt(), 42);
+}
+
+TEST(PropertyListReader, TagsAreMatchedByExactText)
+{
+    const QVariantMap map = readManual(bytes("<dict><key>a</key><dict ><key>b</key><string>x</string></dict>"
+                                             "<key>c</key><dict/><string>y</string></dict>"))
+                                .toMap();
+    // "<dict >" and "<dict/>" are no containers: b and c land in the root.
+    EXPECT_EQ(map, (QVariantMap{{QStringLiteral("b"), QStringLiteral("x")},
+                                {QStringLiteral("c"), QStringLiteral("y")}}));
+}
+
+TEST(PropertyListReader, DeepNestingIsBoundedOnBothPaths)
+{
+    QByteArray deep;
+    for (int i = 0; i < 100000; ++i)
+        deep += "<array>";
+    QString error;
+    const QVariant root = readManual(deep, &error);
+    EXPECT_TRUE(error.startsWith(QStringLiteral("nesting too deep @ ")));
+    EXPECT_EQ(root.typeId(), QMetaType::QVariantList);
+
+    QByteArray closed = deep.left(600 * 7);
+    for (int i = 0; i < 600; ++i)
+        closed += "</array>";
+    error.clear();
+    PropertyListReader::mutablePropertyListFromData(closed, true, &error);
+    EXPECT_TRUE(error.contains(QStringLiteral("nested more than 512")));
+    EXPECT_TRUE(error.contains(QStringLiteral("(manual: nesting too deep @ 3584)")));
+}
+
+TEST(PropertyListReader, PlatformRootMustBeAContainer)
+{
+    QString error;
+    const QVariant root = PropertyListReader::mutablePropertyListFromData(
+        bytes("<plist version=\"1.0\"><string>alone</string></plist>"), true, &error);
+    EXPECT_FALSE(root.isValid());
+    EXPECT_TRUE(error.isEmpty()); // our own reader read it without error, finding no container
+}
+
+TEST(PropertyListReader, LargeBuffersAreLoggedInShortForm)
+{
+    QByteArray big("<array>");
+    while (big.size() < 120000)
+        big += "<string>filler</string>\n";
+    big += "</array>";
+    LogCapture log;
+    EXPECT_EQ(WMUtility::mutablePropertyListFromData(big, false).toList().size(), 5000);
+    EXPECT_TRUE(
+        log.text().contains(QStringLiteral("[mutPListFrom] %1 bytes (120.0KB) sysFirst:0").arg(big.size())));
+}

@@ -1,0 +1,462 @@
+#include "Mp4TestFiles.h"
+#include "TestSupport.h"
+
+#include "support/WMLog.h"
+#include "tags/AACInfoTag.h"
+#include "tags/Atom.h"
+#include "tags/FileIdentity.h"
+
+#include <QBuffer>
+#include <QDateTime>
+#include <QFileInfo>
+#include <QtEndian>
+
+#include <gtest/gtest.h>
+
+using F = Mp4TestFiles;
+
+namespace {
+
+const QString kNam = QStringLiteral("\u00A9nam");
+
+QString scratch(const QString& name)
+{
+    return TestSupport::scratchFolder() + QStringLiteral("/aac/") + name + QStringLiteral(".m4a");
+}
+
+QString writeM4a(const QString& name, const F::Options& o)
+{
+    const QString path = scratch(name);
+    EXPECT_TRUE(TestSupport::writeFile(path, F::m4a(o)));
+    return path;
+}
+
+// The data of an item's first value atom in a file, read through a tree.
+QByteArray itemData(const QByteArray& file, const QString& item)
+{
+    QBuffer buffer;
+    buffer.setData(file);
+    buffer.open(QIODevice::ReadOnly);
+    Atom::Ptr root = Atom::atomContainerFromFile(&buffer);
+    Atom* data =
+        root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:") + item + QStringLiteral(":data"));
+    return data ? data->data() : QByteArray();
+}
+
+bool hasItem(const QByteArray& file, const QString& item)
+{
+    QBuffer buffer;
+    buffer.setData(file);
+    buffer.open(QIODevice::ReadOnly);
+    return Atom::atomContainerFromFile(&buffer)->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:") +
+                                                                 item);
+}
+
+// Every chunk offset of the first track points at that chunk's own bytes.
+void expectChunksInPlace(const QByteArray& file, const F::Options& o)
+{
+    const QList<quint64> offsets = F::chunkOffsets(file);
+    ASSERT_EQ(offsets.size(), o.chunkCount);
+    for (int i = 0; i < o.chunkCount; ++i)
+        EXPECT_EQ(file.mid(static_cast<qsizetype>(offsets[i]), o.chunkBytes), F::chunkBytes(i, o.chunkBytes))
+            << i;
+}
+
+F::Options richFile()
+{
+    F::Options o;
+    o.items = {F::textItem(kNam, QStringLiteral("Title \u00E9")),
+               F::textItem(QStringLiteral("\u00A9ART"), QStringLiteral("Artist")),
+               F::textItem(QStringLiteral("\u00A9alb"), QStringLiteral("Album")),
+               F::textItem(QStringLiteral("\u00A9day"), QStringLiteral("2003-05-01T00:00:00Z")),
+               F::textItem(QStringLiteral("\u00A9lyr"), QStringLiteral("la la\nla")),
+               F::genreNumberItem(18),
+               F::textItem(QStringLiteral("\u00A9gen"), QStringLiteral("Ignored")),
+               F::trackItem(3, 12),
+               F::tempoItem(120),
+               F::compilationItem(true),
+               F::coverItem({F::fakeJpeg(300), F::fakePng(200)}),
+               F::textItem(QStringLiteral("aART"), QStringLiteral("Kept as it is"))};
+    return o;
+}
+
+} // namespace
+
+TEST(AACInfoTag, ReadsEveryItemAndTheFileProperties)
+{
+    auto tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("rich"), richFile()));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->title(), QStringLiteral("Title \u00E9"));
+    EXPECT_EQ(tag->artist(), QStringLiteral("Artist"));
+    EXPECT_EQ(tag->album(), QStringLiteral("Album"));
+    EXPECT_EQ(tag->year(), QStringLiteral("2003"));
+    EXPECT_EQ(tag->lyrics(), QStringLiteral("la la\nla"));
+    EXPECT_EQ(tag->genres(), QStringLiteral("Rock")); // gnre 18 = ID3 genre 17, before the text
+    EXPECT_EQ(tag->track(), QStringLiteral("3/12"));
+    EXPECT_EQ(tag->bpm(), QStringLiteral("120"));
+    EXPECT_TRUE(tag->isPartOfCompilation());
+    ASSERT_EQ(tag->numberOfImages(), 2);
+    EXPECT_EQ(tag->images()[0].mimeFormat(), QStringLiteral("image/jpeg"));
+    EXPECT_EQ(tag->images()[0].imageData(), F::fakeJpeg(300));
+    EXPECT_EQ(tag->images()[1].mimeFormat(), QStringLiteral("image/png"));
+    EXPECT_EQ(tag->readVersion(), QStringLiteral("AAC"));
+    EXPECT_EQ(tag->writeVersion(), QStringLiteral("AAC"));
+    EXPECT_FALSE(tag->tagHasBeenModified());
+    EXPECT_FALSE(tag->encounteredProblemDecoding());
+    EXPECT_DOUBLE_EQ(tag->duration(), 10.0);
+    EXPECT_EQ(tag->samplerate(), 44100);
+    EXPECT_EQ(tag->bitrate(), 128);
+}
+
+TEST(AACInfoTag, ReadsSparseAndOddValues)
+{
+    F::Options o;
+    o.items = {F::textItem(QStringLiteral("\u00A9gen"), QStringLiteral("(17)")), F::trackItem(5, 0),
+               F::tempoItem(0), F::compilationItem(false),
+               F::textItem(QStringLiteral("\u00A9day"), QStringLiteral("99"))};
+    auto tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("sparse"), o));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->genres(), QStringLiteral("Rock"));
+    EXPECT_EQ(tag->track(), QStringLiteral("5"));
+    EXPECT_TRUE(tag->bpm().isNull());
+    EXPECT_FALSE(tag->isPartOfCompilation());
+    EXPECT_TRUE(tag->year().isNull());
+    EXPECT_TRUE(tag->title().isNull());
+
+    o.items = {F::trackItem(0, 9)};
+    tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("track0"), o));
+    ASSERT_TRUE(tag);
+    EXPECT_TRUE(tag->track().isNull());
+}
+
+TEST(AACInfoTag, BitRateFallsBackToTheMediaSize)
+{
+    F::Options o;
+    o.esdsBitRate = 0;
+    o.chunkCount = 10;
+    o.chunkBytes = 16000; // 160000 bytes over 10 s: 129 with the 124 divisor, taken as 128
+    auto tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("nobitrate"), o));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->bitrate(), 128);
+
+    o.chunkBytes = 31000; // 310000 bytes: 250
+    tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("nobitrate2"), o));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->bitrate(), 250);
+
+    o.esdsBitRate = 128000;
+    o.protectedTrack = true; // a protected track's stated rate is not trusted
+    tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("drms"), o));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->bitrate(), 250);
+    EXPECT_EQ(tag->samplerate(), 44100);
+
+    o.protectedTrack = false;
+    o.esdsBitRate = 900000;
+    tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("capped"), o));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->bitrate(), 320);
+}
+
+TEST(AACInfoTag, EveryValueRoundTrips)
+{
+    F::Options o;
+    o.items = {F::textItem(kNam, QStringLiteral("old"))};
+    o.freeInMeta = 64;
+    const QString path = writeM4a(QStringLiteral("roundtrip"), o);
+    auto tag = AACInfoTag::tagAtPath(path);
+    ASSERT_TRUE(tag);
+    tag->setTitle(QStringLiteral("T\u00EDtulo"));
+    tag->setArtist(QStringLiteral("Artista"));
+    tag->setAlbum(QStringLiteral("\u00C1lbum"));
+    tag->setYear(QStringLiteral("1999-12-31"));
+    tag->setGenres(QStringLiteral("Jazz/Funk"));
+    tag->setTrack(QStringLiteral("7/9"));
+    tag->setLyrics(QStringLiteral("line one\nline two"));
+    tag->setBPM(QStringLiteral("98"));
+    tag->setIsPartOfCompilation(true);
+    ASSERT_TRUE(tag->addImage(*ID3Image::imageWithData(F::fakeJpeg(5000))));
+    ASSERT_TRUE(tag->addImage(*ID3Image::imageWithData(F::fakePng(700))));
+    EXPECT_TRUE(tag->tagHasBeenModified());
+    QString error;
+    ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+
+    auto back = AACInfoTag::tagAtPath(path);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->title(), QStringLiteral("T\u00EDtulo"));
+    EXPECT_EQ(back->artist(), QStringLiteral("Artista"));
+    EXPECT_EQ(back->album(), QStringLiteral("\u00C1lbum"));
+    EXPECT_EQ(back->year(), QStringLiteral("1999"));
+    EXPECT_EQ(back->attributes().value(QStringLiteral("year")).toString(), QStringLiteral("1999-12-31"));
+    EXPECT_EQ(back->genres(), QStringLiteral("Jazz/Funk"));
+    EXPECT_EQ(back->track(), QStringLiteral("7/9"));
+    EXPECT_EQ(back->lyrics(), QStringLiteral("line one\nline two"));
+    EXPECT_EQ(back->bpm(), QStringLiteral("98"));
+    EXPECT_TRUE(back->isPartOfCompilation());
+    ASSERT_EQ(back->images().size(), 2);
+    EXPECT_EQ(back->images()[0].imageData(), F::fakeJpeg(5000));
+    EXPECT_EQ(back->images()[1].imageData(), F::fakePng(700));
+    EXPECT_EQ(back->images()[1].mimeFormat(), QStringLiteral("image/png"));
+    const QByteArray file = TestSupport::readFile(path);
+    expectChunksInPlace(file, o);
+    // Every picture is stored as type 13, the PNG included.
+    QBuffer buffer;
+    buffer.setData(file);
+    buffer.open(QIODevice::ReadOnly);
+    Atom::Ptr root = Atom::atomContainerFromFile(&buffer);
+    Atom* covr = root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:covr"));
+    ASSERT_TRUE(covr);
+    ASSERT_EQ(covr->contents().size(), 2u);
+    for (const Atom::Ptr& data : covr->contents())
+        EXPECT_EQ(data->data().left(4), F::be32(13));
+
+    // Clearing values removes their items; compilation is always written.
+    back->setTitle(QString());
+    back->setGenres(QString());
+    back->setTrack(QString());
+    back->setBPM(QStringLiteral("0"));
+    back->setIsPartOfCompilation(false);
+    back->removeAllImages();
+    ASSERT_TRUE(back->modifySongFileAtPath(path, &error)) << error.toStdString();
+    const QByteArray cleared = TestSupport::readFile(path);
+    EXPECT_FALSE(hasItem(cleared, kNam));
+    EXPECT_FALSE(hasItem(cleared, QStringLiteral("\u00A9gen")));
+    EXPECT_FALSE(hasItem(cleared, QStringLiteral("trkn")));
+    EXPECT_FALSE(hasItem(cleared, QStringLiteral("tmpo")));
+    EXPECT_FALSE(hasItem(cleared, QStringLiteral("covr")));
+    EXPECT_EQ(itemData(cleared, QStringLiteral("cpil")), F::be32(21) + F::be32(0) + QByteArray(1, '\0'));
+    EXPECT_TRUE(hasItem(cleared, QStringLiteral("\u00A9ART")));
+    expectChunksInPlace(cleared, o);
+}
+
+TEST(AACInfoTag, TrackTempoAndGenreEncodings)
+{
+    F::Options o;
+    o.items = {F::genreNumberItem(18)};
+    const QString path = writeM4a(QStringLiteral("encodings"), o);
+    const struct
+    {
+        const char* track;
+        quint16 number, total;
+    } cases[] = {{"5", 5, 0}, {"5/", 5, 0}, {"/7", 0, 0}, {"4/10", 4, 10}, {"70000/2", 0xFFFF, 2}};
+    for (const auto& c : cases) {
+        auto tag = AACInfoTag::tagAtPath(path);
+        ASSERT_TRUE(tag);
+        tag->setTrack(QString::fromLatin1(c.track));
+        tag->setBPM(QStringLiteral("133"));
+        ASSERT_TRUE(tag->modifySongFileAtPath(path, nullptr));
+        const QByteArray file = TestSupport::readFile(path);
+        const QByteArray trkn = itemData(file, QStringLiteral("trkn"));
+        ASSERT_EQ(trkn.size(), 16) << c.track;
+        EXPECT_EQ(trkn.left(10), QByteArray(10, '\0'));
+        EXPECT_EQ(qFromBigEndian<quint16>(trkn.constData() + 10), c.number) << c.track;
+        EXPECT_EQ(qFromBigEndian<quint16>(trkn.constData() + 12), c.total) << c.track;
+        EXPECT_EQ(itemData(file, QStringLiteral("tmpo")), F::be32(21) + F::be32(0) + F::be16(133));
+        // The numeric genre became text.
+        EXPECT_FALSE(hasItem(file, QStringLiteral("gnre")));
+        EXPECT_EQ(itemData(file, QStringLiteral("\u00A9gen")).mid(8), QByteArray("Rock"));
+    }
+}
+
+TEST(AACInfoTag, AFileWithoutItemListIsNeverWritten)
+{
+    for (int variant = 0; variant < 3; ++variant) {
+        F::Options o;
+        o.withUdta = variant != 0;
+        o.withMeta = variant != 1;
+        o.withIlst = variant != 2;
+        const QString path = writeM4a(QStringLiteral("nometa%1").arg(variant), o);
+        const QByteArray before = TestSupport::readFile(path);
+        auto tag = AACInfoTag::tagAtPath(path);
+        ASSERT_TRUE(tag);
+        tag->setTitle(QStringLiteral("x"));
+        QString error;
+        EXPECT_FALSE(tag->modifySongFileAtPath(path, &error));
+        EXPECT_TRUE(error.isEmpty());
+        EXPECT_EQ(TestSupport::readFile(path), before);
+    }
+    AACInfoTag tag;
+    EXPECT_FALSE(tag.modifySongFileAtPath(scratch(QStringLiteral("missing")), nullptr));
+}
+
+TEST(AACInfoTag, ATitleChangeThatFitsTheFreeSpaceKeepsTheMediaInPlace)
+{
+    for (bool topLevelFree : {false, true}) {
+        F::Options o = richFile();
+        (topLevelFree ? o.freeAfterMoov : o.freeInMeta) = 500;
+        const QString path = writeM4a(QStringLiteral("fits%1").arg(topLevelFree), o);
+        const QByteArray before = TestSupport::readFile(path);
+        const FileIdentity identity = FileIdentity::of(path);
+        auto tag = AACInfoTag::tagAtPath(path);
+        ASSERT_TRUE(tag);
+        tag->setTitle(QStringLiteral("A rather longer title than before"));
+        QString error;
+        ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+        EXPECT_TRUE(tag->lastSaveKeptMediaInPlace());
+        const QByteArray after = TestSupport::readFile(path);
+        ASSERT_EQ(after.size(), before.size());
+        const qsizetype mdat = after.indexOf("mdat") - 4;
+        EXPECT_EQ(before.indexOf("mdat") - 4, mdat);
+        EXPECT_EQ(after.mid(mdat), before.mid(mdat));
+        EXPECT_EQ(F::chunkOffsets(after), F::chunkOffsets(before));
+        EXPECT_TRUE(FileIdentity::of(path).isSameFile(identity)); // rewritten in place
+        EXPECT_EQ(AACInfoTag::tagAtPath(path)->title(), QStringLiteral("A rather longer title than before"));
+    }
+}
+
+TEST(AACInfoTag, AGrowingWriteMovesTheMediaAndEveryChunkOffset)
+{
+    for (bool moovLast : {false, true}) {
+        F::Options o = richFile();
+        o.moovAfterMdat = moovLast;
+        const QString path = writeM4a(QStringLiteral("grow%1").arg(moovLast), o);
+        const QByteArray before = TestSupport::readFile(path);
+        auto tag = AACInfoTag::tagAtPath(path);
+        ASSERT_TRUE(tag);
+        tag->setLyrics(QString(5000, QLatin1Char('w')));
+        QString error;
+        ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+        EXPECT_EQ(tag->lastSaveKeptMediaInPlace(), moovLast);
+        const QByteArray after = TestSupport::readFile(path);
+        const qint64 growth = after.size() - before.size();
+        EXPECT_GT(growth, 4900); // 4992 more lyrics, less the numeric genre and a shorter genre text
+        const qsizetype oldMdat = before.indexOf("mdat") - 4;
+        const qsizetype newMdat = after.indexOf("mdat") - 4;
+        EXPECT_EQ(newMdat - oldMdat, moovLast ? 0 : growth);
+        const qsizetype mdatLength = 8 + o.chunkCount * o.chunkBytes;
+        EXPECT_EQ(after.mid(newMdat, mdatLength), before.mid(oldMdat, mdatLength));
+        const QList<quint64> oldOffsets = F::chunkOffsets(before);
+        const QList<quint64> newOffsets = F::chunkOffsets(after);
+        ASSERT_EQ(newOffsets.size(), oldOffsets.size());
+        for (qsizetype i = 0; i < oldOffsets.size(); ++i)
+            EXPECT_EQ(newOffsets[i] - oldOffsets[i], static_cast<quint64>(newMdat - oldMdat));
+        expectChunksInPlace(after, o);
+        EXPECT_EQ(AACInfoTag::tagAtPath(path)->lyrics().size(), 5000);
+
+        // A second save in the same process, of the file just written.
+        tag->setLyrics(QStringLiteral("short again"));
+        tag->setAlbum(QStringLiteral("Second"));
+        ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+        const QByteArray again = TestSupport::readFile(path);
+        expectChunksInPlace(again, o);
+        auto reread = AACInfoTag::tagAtPath(path);
+        EXPECT_EQ(reread->lyrics(), QStringLiteral("short again"));
+        EXPECT_EQ(reread->album(), QStringLiteral("Second"));
+        EXPECT_EQ(reread->title(), QStringLiteral("Title \u00E9"));
+        EXPECT_TRUE(hasItem(again, QStringLiteral("aART"))); // items we do not know survive
+    }
+}
+
+TEST(AACInfoTag, MediaThatCannotBeRelocatedSafelyIsRefused)
+{
+    for (int variant = 0; variant < 2; ++variant) {
+        F::Options o = richFile();
+        o.useCo64 = variant == 0;
+        o.tracks = variant == 1 ? 2 : 1;
+        o.freeInMeta = 100;
+        const QString path = writeM4a(QStringLiteral("refuse%1").arg(variant), o);
+        const QByteArray before = TestSupport::readFile(path);
+        auto tag = AACInfoTag::tagAtPath(path);
+        ASSERT_TRUE(tag);
+        tag->setLyrics(QString(3000, QLatin1Char('r')));
+        QString error;
+        EXPECT_FALSE(tag->modifySongFileAtPath(path, &error));
+        EXPECT_TRUE(error.startsWith(QStringLiteral("cannot update chunk offsets: "))) << error.toStdString();
+        EXPECT_TRUE(error.contains(variant == 0 ? QStringLiteral("64-bit") : QStringLiteral("2 tracks")));
+        EXPECT_EQ(TestSupport::readFile(path), before);
+
+        // A change the free space absorbs moves nothing, so it is fine.
+        tag->setLyrics(QStringLiteral("fits"));
+        EXPECT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+        expectChunksInPlace(TestSupport::readFile(path), o);
+    }
+}
+
+TEST(AACInfoTag, AChunkTableClaimingTooManyEntriesFailsTheSanityCheck)
+{
+    F::Options o = richFile();
+    QByteArray bytes = F::m4a(o);
+    const qsizetype stco = bytes.indexOf("stco");
+    qToBigEndian<quint32>(1000, bytes.data() + stco + 8);
+    const QString path = scratch(QStringLiteral("insane"));
+    ASSERT_TRUE(TestSupport::writeFile(path, bytes));
+    auto tag = AACInfoTag::tagAtPath(path);
+    ASSERT_TRUE(tag);
+    tag->setLyrics(QString(2000, QLatin1Char('s')));
+    QString error;
+    EXPECT_FALSE(tag->modifySongFileAtPath(path, &error));
+    EXPECT_EQ(error, QStringLiteral("cannot update chunk offsets"));
+    EXPECT_TRUE(TestSupport::readFile(WMLogLocation())
+                    .contains("adjustChunkOffsets failed sanity check (4016 > 32)"));
+    EXPECT_EQ(TestSupport::readFile(path), bytes);
+}
+
+TEST(AACInfoTag, ChunkOffsetsAndTimeStampsInMovieBytes)
+{
+    F::Options o;
+    o.chunkCount = 3;
+    const QByteArray file = F::m4a(o);
+    const qsizetype moovAt = file.indexOf("moov") - 4;
+    const QByteArray movie = file.mid(moovAt, qFromBigEndian<quint32>(file.constData() + moovAt));
+    const QList<quint64> offsets = F::chunkOffsets(movie);
+    ASSERT_EQ(offsets.size(), 3);
+
+    QByteArray shifted = movie;
+    // Entries before the old media offset stay; the others move.
+    ASSERT_TRUE(AACInfoTag::adjustChunkOffsetsInAtomData(shifted, static_cast<qint64>(offsets[1]),
+                                                         static_cast<qint64>(offsets[1]) + 100));
+    EXPECT_EQ(F::chunkOffsets(shifted), (QList<quint64>{offsets[0], offsets[1] + 100, offsets[2] + 100}));
+    QByteArray down = movie;
+    EXPECT_FALSE(AACInfoTag::adjustChunkOffsetsInAtomData(down, 0, -static_cast<qint64>(offsets[0]) - 1));
+    QByteArray none = F::atom(QStringLiteral("moov"), F::atom(QStringLiteral("mvhd"), QByteArray(100, '\0')));
+    EXPECT_FALSE(AACInfoTag::adjustChunkOffsetsInAtomData(none, 0, 8));
+
+    QByteArray stamped = movie;
+    const QDateTime when(QDate(2020, 1, 2), QTime(3, 4, 5), Qt::UTC);
+    ASSERT_TRUE(AACInfoTag::setModifiedTime(when, stamped));
+    const quint32 seconds = 3660779045u; // 2020-01-02 03:04:05 UTC since 1904
+    for (const char* path : {"moov:mvhd", "moov:trak:tkhd", "moov:trak:mdia:mdhd"}) {
+        const qint64 at = Atom::offsetToAtomIn(stamped, QString::fromLatin1(path));
+        ASSERT_GE(at, 0);
+        EXPECT_EQ(qFromBigEndian<quint32>(stamped.constData() + at + 16), seconds) << path;
+        EXPECT_EQ(qFromBigEndian<quint32>(stamped.constData() + at + 12), 0u) << path; // creation untouched
+    }
+    EXPECT_FALSE(AACInfoTag::setModifiedTime(when, none));
+}
+
+TEST(AACInfoTag, DamagedFilesGiveNoTagOrAFlaggedOne)
+{
+    const QByteArray whole = F::m4a(richFile());
+    int unreadable = 0;
+    int flagged = 0;
+    for (qsizetype cut = 0; cut < whole.size(); cut += 97) {
+        const QString path = scratch(QStringLiteral("cut"));
+        ASSERT_TRUE(TestSupport::writeFile(path, whole.left(cut)));
+        auto tag = AACInfoTag::tagAtPath(path);
+        if (!tag)
+            ++unreadable;
+        else if (tag->encounteredProblemDecoding())
+            ++flagged;
+    }
+    EXPECT_GT(unreadable, 0);
+    EXPECT_GT(flagged, 0); // cut inside mdat: the tag is read, the damage noted
+
+    // A cut file is never written with a wrong layout: saving rewrites it whole.
+    const QString path = scratch(QStringLiteral("cutmdat"));
+    ASSERT_TRUE(TestSupport::writeFile(path, whole.left(whole.size() - 100)));
+    auto tag = AACInfoTag::tagAtPath(path);
+    ASSERT_TRUE(tag);
+    tag->setTitle(QStringLiteral("Saved anyway"));
+    ASSERT_TRUE(tag->modifySongFileAtPath(path, nullptr));
+    EXPECT_EQ(AACInfoTag::tagAtPath(path)->title(), QStringLiteral("Saved anyway"));
+}
+
+TEST(AACInfoTag, TheTagModelOpensMpeg4FilesWithThisClass)
+{
+    const QString path = writeM4a(QStringLiteral("factory"), richFile());
+    auto tag = AudioInfoTag::tagWithPath(path);
+    ASSERT_TRUE(tag);
+    EXPECT_NE(dynamic_cast<AACInfoTag*>(tag.get()), nullptr);
+    EXPECT_EQ(tag->title(), QStringLiteral("Title \u00E9"));
+    EXPECT_EQ(tag->bitrate(), 128);
+}

@@ -1,0 +1,383 @@
+#include "Mp4TestFiles.h"
+#include "TestSupport.h"
+
+#include "support/WMLog.h"
+#include "tags/Atom.h"
+
+#include <QBuffer>
+#include <QtEndian>
+
+#include <gtest/gtest.h>
+
+using F = Mp4TestFiles;
+
+namespace {
+
+const QString kNam = QStringLiteral("\u00A9nam");
+
+// A tree over bytes kept alive with their device.
+struct Tree
+{
+    explicit Tree(const QByteArray& bytes) : buffer(&data)
+    {
+        data = bytes;
+        buffer.open(QIODevice::ReadOnly);
+        root = Atom::atomContainerFromFile(&buffer);
+    }
+    QByteArray data;
+    QBuffer buffer;
+    Atom::Ptr root;
+
+    // The file image the tree stands for (the root's own header dropped).
+    QByteArray image() const { return root->flattenedData().mid(8); }
+};
+
+QByteArray logText()
+{
+    return TestSupport::readFile(WMLogLocation());
+}
+
+F::Options withItems()
+{
+    F::Options o;
+    o.items = {F::textItem(kNam, QStringLiteral("Title")), F::trackItem(3, 12)};
+    o.freeInMeta = 200;
+    return o;
+}
+
+struct AutoSizing
+{
+    AutoSizing() { Atom::setAutoSizing(true); }
+    ~AutoSizing() { Atom::setAutoSizing(false); }
+};
+
+} // namespace
+
+TEST(Atom, ContainerListComesFromTheResource)
+{
+    for (const char* name : {"moov", "udta", "meta", "ilst", "trak", "mdia", "minf", "stbl", "trkn", "covr"})
+        EXPECT_TRUE(Atom::isRecognizedContainer(Atom::codeOf(QString::fromLatin1(name)))) << name;
+    EXPECT_TRUE(Atom::isRecognizedContainer(Atom::codeOf(kNam)));
+    EXPECT_FALSE(Atom::isRecognizedContainer(Atom::codeOf(u"mdat")));
+    EXPECT_FALSE(Atom::isRecognizedContainer(Atom::codeOf(u"stsd")));
+    EXPECT_EQ(Atom::codeOf(kNam), 0xA96E616Du);
+    EXPECT_EQ(Atom::nameOf(0xA96E616Du), kNam);
+}
+
+TEST(Atom, ReadingAndFlatteningAWholeFileGivesTheSameBytes)
+{
+    for (bool moovLast : {false, true}) {
+        F::Options o = withItems();
+        o.moovAfterMdat = moovLast;
+        o.freeAfterMoov = 64;
+        Tree t(F::m4a(o));
+        ASSERT_TRUE(t.root);
+        EXPECT_EQ(t.root->nameString(), QStringLiteral("FILE"));
+        EXPECT_EQ(t.image(), t.data);
+        EXPECT_EQ(t.root->flattenedSize(), static_cast<quint64>(t.data.size() + 8));
+        // Leaves stay in the file until asked for.
+        Atom* mdat = t.root->childAtAtomPath(QStringLiteral("FILE:mdat"));
+        ASSERT_TRUE(mdat);
+        EXPECT_TRUE(mdat->isUnchangedFromFile());
+        EXPECT_EQ(mdat->file(), &t.buffer);
+        EXPECT_EQ(t.data.mid(mdat->originalOffset(), 4), QByteArray::fromHex("00001008"));
+    }
+}
+
+TEST(Atom, MetaChildrenStartTwelveBytesInAndFlatteningRestoresTheVersion)
+{
+    Tree t(F::m4a(withItems()));
+    Atom* meta = t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta"));
+    ASSERT_TRUE(meta);
+    ASSERT_FALSE(meta->contents().empty());
+    const Atom* hdlr = meta->contents().front().get();
+    EXPECT_EQ(hdlr->originalOffset(), meta->originalOffset() + 12);
+    EXPECT_EQ(hdlr->fileDataOffset(), meta->originalOffset() + 20);
+    EXPECT_TRUE(meta->hasMetaVersion());
+    // size() leaves the version bytes out, the flattened form has them.
+    EXPECT_EQ(meta->flattenedSize(), meta->size() + 8 + 4);
+    const QByteArray flat = meta->flattenedData();
+    EXPECT_EQ(flat.mid(8, 4), QByteArray(4, '\0'));
+    EXPECT_EQ(flat, t.data.mid(meta->originalOffset(), flat.size()));
+}
+
+TEST(Atom, QuickTimeMetaWithoutVersionBytesRoundTrips)
+{
+    const QByteArray hdlr = F::fullAtom(QStringLiteral("hdlr"), 0, QByteArray(20, 'h'));
+    const QByteArray ilst = F::atom(QStringLiteral("ilst"), F::textItem(kNam, QStringLiteral("QT")));
+    const QByteArray file = F::atom(QStringLiteral("moov"), F::atom(QStringLiteral("meta"), hdlr + ilst));
+    Tree t(file);
+    Atom* meta = t.root->childAtAtomPath(QStringLiteral("FILE:moov:meta"));
+    ASSERT_TRUE(meta);
+    EXPECT_FALSE(meta->hasMetaVersion());
+    Atom* data = meta->childAtAtomPath(QStringLiteral("meta:ilst:\u00A9nam:data"));
+    ASSERT_TRUE(data);
+    EXPECT_EQ(data->stringValue(), QStringLiteral("QT"));
+    EXPECT_EQ(t.image(), file);
+}
+
+TEST(Atom, PathLookupWithOccurrenceIndexes)
+{
+    const QByteArray udta1 = F::atom(QStringLiteral("udta"), F::atom(QStringLiteral("name"), "one"));
+    const QByteArray udta2 = F::atom(QStringLiteral("udta"), F::atom(QStringLiteral("name"), "two"));
+    const QByteArray moov =
+        F::atom(QStringLiteral("moov"), F::atom(QStringLiteral("mvhd"), "x") + udta1 + udta2);
+    const QByteArray bytes = moov + F::atom(QStringLiteral("moov"), udta2);
+    Tree t(bytes);
+    Atom* first = t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta"));
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->originalOffset(), 8 + 9);
+    Atom* second = t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta"), false, QStringLiteral("1:1:2"));
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->originalOffset(), 8 + 9 + udta1.size());
+    Atom* inSecondMoov =
+        t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta:name"), false, QStringLiteral("1:2:1:1"));
+    ASSERT_TRUE(inSecondMoov);
+    EXPECT_EQ(inSecondMoov->data(), QByteArray("two"));
+    EXPECT_EQ(t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta"), false, QStringLiteral("1:1:3")),
+              nullptr);
+    EXPECT_EQ(t.root->childAtAtomPath(QStringLiteral("FILE:moov:mvhd:deep")), nullptr); // through a leaf
+    EXPECT_EQ(t.root->childAtAtomPath(QStringLiteral("FILE:moov:bad")), nullptr);       // malformed name
+    EXPECT_EQ(t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta"), true, QStringLiteral("1:1:0")),
+              nullptr);
+
+    // The same lookups on bytes without a tree.
+    EXPECT_EQ(Atom::offsetToAtomIn(bytes, QStringLiteral("moov:udta"), QStringLiteral("1:2")),
+              8 + 9 + udta1.size());
+    EXPECT_EQ(Atom::offsetToAtomIn(bytes, QStringLiteral("moov:udta"), QStringLiteral("2:1")),
+              moov.size() + 8);
+    EXPECT_EQ(Atom::offsetToAtomIn(bytes, QStringLiteral("moov:udta"), QStringLiteral("1:3")), -1);
+    EXPECT_EQ(Atom::atomDataIn(bytes, QStringLiteral("moov:udta:name"), QStringLiteral("1:2:1")),
+              QByteArray("two"));
+    EXPECT_TRUE(Atom::atomDataIn(bytes, QStringLiteral("moov:free")).isNull());
+    EXPECT_EQ(Atom::offsetToAtomIn(F::atom(QStringLiteral("moov"), {}), QStringLiteral("moov")), -1);
+}
+
+TEST(Atom, OffsetsWithoutATreeMatchTheTree)
+{
+    F::Options o = withItems();
+    o.tracks = 2;
+    Tree t(F::m4a(o));
+    const QString path = QStringLiteral("moov:trak:mdia:minf:stbl:stco");
+    for (const QString& index : {QStringLiteral("1:1:1:1:1:1"), QStringLiteral("1:2:1:1:1:1")}) {
+        Atom* stco =
+            t.root->childAtAtomPath(QStringLiteral("FILE:") + path, false, QStringLiteral("1:") + index);
+        ASSERT_TRUE(stco);
+        EXPECT_EQ(Atom::offsetToAtomIn(t.data, path, index), stco->originalOffset());
+        EXPECT_EQ(Atom::offsetToAtomIn(&t.buffer, path, index), stco->originalOffset());
+        EXPECT_EQ(Atom::atomDataIn(&t.buffer, path, index), stco->data());
+    }
+    quint32 name = 0;
+    EXPECT_EQ(Atom::sizeOfAtomIn(t.data, 0, &name), 8u + 20u);
+    EXPECT_EQ(Atom::nameOf(name), QStringLiteral("ftyp"));
+}
+
+TEST(Atom, SizeZeroRunsToTheEndOfTheFile)
+{
+    const QByteArray bytes =
+        F::atom(QStringLiteral("ftyp"), "M4A ") + F::be32(0) + "mdat" + QByteArray(100, 'm');
+    Tree t(bytes);
+    ASSERT_EQ(t.root->contents().size(), 2u);
+    EXPECT_EQ(t.root->contents()[1]->size(), 100u);
+    EXPECT_EQ(Atom::sizeOfAtomIn(bytes, 12), 108u);
+}
+
+TEST(Atom, BadSizesRaiseAndAreLogged)
+{
+    for (quint32 size : {2u, 5u, 7u}) {
+        const QByteArray bytes =
+            F::atom(QStringLiteral("ftyp"), "M4A ") + F::be32(size) + "junk" + QByteArray(16, 'x');
+        QBuffer buffer;
+        buffer.setData(bytes);
+        buffer.open(QIODevice::ReadOnly);
+        EXPECT_THROW(Atom::atomContainerFromFile(&buffer), AtomError);
+        const QByteArray line = "invalid size " + QByteArray::number(size) + " for atom 'junk' in file";
+        EXPECT_TRUE(logText().contains(line));
+        EXPECT_THROW(Atom::sizeOfAtomIn(bytes, 12), AtomError);
+    }
+    try {
+        Atom::sizeOfAtomIn(QByteArray("\0\0\0\5abcd", 8), 0);
+        FAIL();
+    } catch (const std::range_error& e) {
+        EXPECT_STREQ(e.what(), "bad size atom");
+    }
+    // A header that does not fit in the file.
+    QBuffer buffer;
+    buffer.setData(F::atom(QStringLiteral("ftyp"), "M4A ") + QByteArray(3, '\0'));
+    buffer.open(QIODevice::ReadOnly);
+    EXPECT_THROW(Atom::atomContainerFromFile(&buffer), AtomError);
+    EXPECT_TRUE(logText().contains("sizeOfAtomIn: 12 + 8 > 15"));
+}
+
+TEST(Atom, ContainersMayNotOverrunTheirParentButLeavesAreCut)
+{
+    // udta claims more than moov holds.
+    const QByteArray inner = F::be32(500) + "udta" + QByteArray(8, '\0');
+    QBuffer bad;
+    bad.setData(F::atom(QStringLiteral("moov"), inner) +
+                F::atom(QStringLiteral("mdat"), QByteArray(600, 'x')));
+    bad.open(QIODevice::ReadOnly);
+    EXPECT_THROW(Atom::atomContainerFromFile(&bad), AtomError);
+
+    // A truncated mdat is shortened to what exists, and logged.
+    const QByteArray truncated =
+        F::atom(QStringLiteral("ftyp"), "M4A ") + F::be32(5000) + "mdat" + QByteArray(100, 'm');
+    Tree t(truncated);
+    ASSERT_EQ(t.root->contents().size(), 2u);
+    EXPECT_EQ(t.root->contents()[1]->size(), 100u);
+    EXPECT_FALSE(t.root->contents()[1]->isUnchangedFromFile());
+    EXPECT_TRUE(logText().contains("mdat (file) will trunc setFile:withRange: 20 + 4992 (5012) > 120"));
+
+    // A 64-bit size far beyond the file: cut as well, no allocation of that size.
+    const QByteArray huge = F::be32(1) + "mdat" + F::be64(0x7FFFFFFFFFFFull) + QByteArray(32, 'm');
+    Tree h(huge);
+    EXPECT_EQ(h.root->contents()[0]->size(), 32u);
+    EXPECT_EQ(h.root->contents()[0]->data(), QByteArray(32, 'm'));
+}
+
+TEST(Atom, LongSizesAreReadAndKept)
+{
+    const QByteArray body(40, 'b');
+    const QByteArray longAtom = F::be32(1) + "mdat" + F::be64(16 + 40) + body;
+    const QByteArray bytes = F::atom(QStringLiteral("ftyp"), "M4A ") + longAtom;
+    Tree t(bytes);
+    Atom* mdat = t.root->childAtAtomPath(QStringLiteral("FILE:mdat"));
+    ASSERT_TRUE(mdat);
+    EXPECT_EQ(mdat->data(), body);
+    EXPECT_EQ(mdat->flattenedSize(), 56u);
+    EXPECT_EQ(t.image(), bytes);
+    EXPECT_EQ(Atom::sizeOfAtomIn(bytes, 12), 56u);
+
+    // Headers of atoms beyond 4 GiB take the long form.
+    EXPECT_EQ(Atom::headerFor(Atom::codeOf(u"mdat"), 0x100000000ull),
+              F::be32(1) + "mdat" + F::be64(0x100000000ull + 16));
+    EXPECT_EQ(Atom::headerFor(Atom::codeOf(u"mdat"), 0xFFFFFFF7ull), F::be32(0xFFFFFFFF) + "mdat");
+    EXPECT_EQ(Atom::headerFor(Atom::codeOf(u"mdat"), 0xFFFFFFF8ull).size(), 16);
+}
+
+TEST(Atom, HostileNestingAndCountsAreBounded)
+{
+    QByteArray deep = F::atom(QStringLiteral("free"), {});
+    for (int i = 0; i < 200; ++i)
+        deep = F::atom(i % 2 ? QStringLiteral("moov") : QStringLiteral("trak"), deep);
+    QBuffer d;
+    d.setData(deep);
+    d.open(QIODevice::ReadOnly);
+    EXPECT_THROW(Atom::atomContainerFromFile(&d), AtomError);
+
+    QByteArray many;
+    for (int i = 0; i <= Atom::kMaxAtoms; ++i)
+        many += F::atom(QStringLiteral("free"), {});
+    QBuffer m;
+    m.setData(many);
+    m.open(QIODevice::ReadOnly);
+    EXPECT_THROW(Atom::atomContainerFromFile(&m), AtomError);
+
+    // Unprintable names are just names.
+    Tree odd(F::atom(QStringLiteral("\x01\x02\x7f\xff"), "z"));
+    EXPECT_EQ(odd.root->contents()[0]->name(), 0x01027FFFu);
+    EXPECT_FALSE(odd.root->description().isEmpty());
+
+    // A few stray bytes at the end of a container are dropped, not fatal.
+    Tree pad(F::atom(QStringLiteral("moov"), F::atom(QStringLiteral("mvhd"), "x") + QByteArray(4, '\0')));
+    EXPECT_EQ(pad.root->contents()[0]->contents().size(), 1u);
+}
+
+TEST(Atom, AutoSizingKeepsTheTotalByAdjustingFree)
+{
+    F::Options o = withItems();
+    o.items.append(F::atom(QStringLiteral("\u00A9lyr"), F::dataAtom(1, QByteArray(92, 'l'))));
+    Tree t(F::m4a(o));
+    const quint64 total = t.root->flattenedSize();
+    Atom* meta = t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta"));
+    Atom* free = meta->childAtAtomPath(QStringLiteral("meta:free"));
+    Atom* lyrics = meta->childAtAtomPath(QStringLiteral("meta:ilst:\u00A9lyr:data"));
+    ASSERT_TRUE(free && lyrics);
+    ASSERT_EQ(lyrics->size(), 100u);
+    AutoSizing on;
+    lyrics->setData(QByteArray(80, 'x'));
+    EXPECT_EQ(free->size(), 220u);
+    EXPECT_EQ(t.root->flattenedSize(), total);
+
+    lyrics->setStringValue(QString(150, QLatin1Char('y')));
+    EXPECT_EQ(free->size(), 220u - 78u);
+    Atom* created = meta->childAtAtomPath(QStringLiteral("meta:ilst:\u00A9ART:data"), true);
+    ASSERT_TRUE(created);
+    EXPECT_EQ(created->parent()->nameString(), QStringLiteral("\u00A9ART"));
+    created->setStringValue(QStringLiteral("Artist"));
+    EXPECT_EQ(t.root->flattenedSize(), total);
+    created->parent()->removeFromContainer();
+    EXPECT_EQ(t.root->flattenedSize(), total);
+    EXPECT_EQ(free->size(), 220u - 78u);
+
+    // A growth the free atom cannot absorb leaves it alone and answers false.
+    const quint64 before = free->size();
+    EXPECT_FALSE(lyrics->resizeSiblingFreeBy(-static_cast<qint64>(before)));
+    lyrics->setData(QByteArray(static_cast<int>(before) + 500, 'z'));
+    EXPECT_EQ(free->size(), before);
+    EXPECT_GT(t.root->flattenedSize(), total);
+}
+
+TEST(Atom, EditingWithoutAutoSizingChangesOnlyTheAtom)
+{
+    Tree t(F::m4a(withItems()));
+    Atom* free = t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:free"));
+    Atom* title = t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:\u00A9nam:data"));
+    ASSERT_TRUE(free && title);
+    EXPECT_EQ(title->stringValue(), QStringLiteral("Title"));
+    title->setStringValue(QStringLiteral("A much longer title"));
+    EXPECT_EQ(free->size(), 200u);
+    EXPECT_EQ(title->data().left(8), QByteArray("\0\0\0\1\0\0\0\0", 8));
+    EXPECT_EQ(title->data().mid(8), QByteArray("A much longer title"));
+    title->setData(QByteArray(8, '\0'));
+    EXPECT_TRUE(title->stringValue().isNull());
+
+    // setSize cuts or pads leaves; containers refuse.
+    EXPECT_TRUE(free->setSize(10));
+    EXPECT_EQ(free->data(), QByteArray(10, '\0'));
+    EXPECT_TRUE(free->setSize(30));
+    EXPECT_EQ(free->size(), 30u);
+    EXPECT_FALSE(title->parent()->setSize(4));
+}
+
+TEST(Atom, CreatingPathsBuildsContainersAndSiblings)
+{
+    auto root = Atom::atomWithName(Atom::codeOf(u"FILE"));
+    root->becomeContainer();
+    Atom* data = root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:\u00A9alb:data"), true);
+    ASSERT_TRUE(data);
+    data->setStringValue(QStringLiteral("Album"));
+    EXPECT_FALSE(data->isContainer());
+    Atom* second = root->childAtAtomPath(QStringLiteral("FILE:moov:udta"), true, QStringLiteral("1:1:2"));
+    ASSERT_TRUE(second);
+    EXPECT_FALSE(second->isContainer()); // the last component is made a leaf
+    const Atom* moov = root->contents().front().get();
+    EXPECT_EQ(moov->contents().size(), 2u);
+    EXPECT_EQ(root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:\u00A9alb:data")), data);
+    const QByteArray flat = root->flattenedData().mid(8);
+    EXPECT_EQ(Atom::atomDataIn(flat, QStringLiteral("moov:udta")).size(), 8 + 4 + 8 + 8 + 8 + 8 + 5);
+    // The receiver stands for the first component; another name finds nothing.
+    EXPECT_EQ(root->childAtAtomPath(QStringLiteral("moov:udta"), true), nullptr);
+}
+
+TEST(Atom, HashAndDescriptions)
+{
+    auto leaf = Atom::atomWithName(Atom::codeOf(u"blob"));
+    EXPECT_EQ(leaf->atomHash(), 0u);
+    leaf->setData(QByteArray("\x01\x02\x03", 3));
+    EXPECT_EQ(leaf->atomHash(), 0u * 1 + 1u * 2 + 2u * 3);
+    EXPECT_TRUE(leaf->shortDescription().endsWith(QStringLiteral(" 'blob': 3 bytes (8 hash)>")));
+    EXPECT_TRUE(leaf->shortDescription().startsWith(QStringLiteral("<Atom 0x")));
+
+    auto box = Atom::atomWithName(Atom::codeOf(u"moov"));
+    box->becomeContainer();
+    EXPECT_TRUE(box->shortDescription().endsWith(QStringLiteral("'moov': contains 0 items>")));
+    box->appendChild(std::move(leaf));
+    EXPECT_TRUE(box->shortDescription().endsWith(QStringLiteral("'moov': contains 1 item>")));
+    const QStringList lines = box->descriptionWithIndentLevel(1).split(QLatin1Char('\n'));
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_TRUE(lines[0].startsWith(QStringLiteral("    <Atom")));
+    EXPECT_TRUE(lines[1].startsWith(QStringLiteral("        <Atom")));
+    EXPECT_TRUE(box->data().isNull());
+    EXPECT_EQ(box->atomHash(), 0u);
+}

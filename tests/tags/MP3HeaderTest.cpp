@@ -1,0 +1,223 @@
+#include "MpegTestFiles.h"
+#include "TestSupport.h"
+
+#include "support/WMLog.h"
+#include "tags/MP3Header.h"
+
+#include <gtest/gtest.h>
+
+using Spec = MpegTestFiles::FrameSpec;
+using Version = MpegTestFiles::Version;
+
+namespace {
+
+QString headerFile(const QString& name, const QByteArray& prefix, const QByteArray& audio)
+{
+    const QString path = TestSupport::scratchFolder() + QStringLiteral("/header/") + name;
+    EXPECT_TRUE(MpegTestFiles::writeFile(path, prefix, audio));
+    return path;
+}
+
+// A header whose time works out to `seconds`: 8 kbit/s over seconds x 1000 bytes.
+MP3Header headerLasting(int seconds)
+{
+    MP3Header header;
+    const QByteArray frame = MpegTestFiles::frameHeader(Spec{Version::Mpeg2, 3, 8, 22050});
+    header.setBuffer(frame, 0, qint64(seconds) * 1000);
+    header.decodeHeader(0);
+    return header;
+}
+
+QString lastLogLines()
+{
+    return QString::fromUtf8(TestSupport::readFile(WMLogLocation()).right(2000));
+}
+
+} // namespace
+
+TEST(MP3Header, PlainFileTimeComesFromAudioBytes)
+{
+    // 4,000,000 bytes at 128 kbit/s from the frame taken (the fifth) to the
+    // end, behind a 1000-byte tag.
+    QByteArray audio = MpegTestFiles::frames(Spec(), 9000);
+    audio.append(QByteArray(4000000 + 4 * 417 - audio.size(), '\0'));
+    const QString path = headerFile(QStringLiteral("plain.mp3"), QByteArray(1000, 'T'), audio);
+    MP3Header header;
+    ASSERT_TRUE(header.openFile(path, 1000));
+    EXPECT_EQ(header.getSeconds(), 250);
+    EXPECT_EQ(header.getBitRate(), 128);
+    EXPECT_EQ(header.getFrequency(), 44100);
+    EXPECT_EQ(header.getVersion(), 1);
+    EXPECT_EQ(header.getLayer(), 3);
+    EXPECT_FALSE(header.getXINGHeaderFound());
+    EXPECT_EQ(header.fileSize(), 4001000 + 4 * 417);
+    // Five frames of one chain are counted and the fifth is taken.
+    EXPECT_EQ(header.startFrame(), 1000u + 4 * 417);
+    EXPECT_EQ(header.getEncodingString(), QStringLiteral("MPEG 1, Layer 3, 128bps, 44100Hz, Stereo."));
+}
+
+TEST(MP3Header, XingFrameCountGivesTimeAndAverageRate)
+{
+    QByteArray audio = MpegTestFiles::xingFrame(Spec(), 10000, 0) + MpegTestFiles::frames(Spec(), 100);
+    const QString path = headerFile(QStringLiteral("xing.mp3"), QByteArray(), audio);
+    MP3Header header;
+    ASSERT_TRUE(header.openFile(path, 0));
+    EXPECT_TRUE(header.getXINGHeaderFound());
+    EXPECT_EQ(header.getNumberOfFrames(), 10000u);
+    EXPECT_EQ(header.getSeconds(), 261);
+    EXPECT_EQ(header.startFrame(), 0u);
+    // (bytes x 7952 / (frames x 26) + 500) / 1000
+    EXPECT_EQ(header.getBitRate(), int((qint64(audio.size()) * 7952 / 260000 + 500) / 1000));
+
+    // "Info" is not a Xing header, nor is a Xing text without its frames flag.
+    QByteArray info = MpegTestFiles::xingFrame(Spec(), 10000, 0, true) + MpegTestFiles::frames(Spec(), 100);
+    ASSERT_TRUE(header.openFile(headerFile(QStringLiteral("info.mp3"), QByteArray(), info), 0));
+    EXPECT_FALSE(header.getXINGHeaderFound());
+    QByteArray noFlag = audio;
+    noFlag[36 + 7] = 0x02;
+    ASSERT_TRUE(header.openFile(headerFile(QStringLiteral("noflag.mp3"), QByteArray(), noFlag), 0));
+    EXPECT_FALSE(header.getXINGHeaderFound());
+}
+
+TEST(MP3Header, XingPositionFollowsVersionAndTheLowBitsOfTheFourthByte)
+{
+    struct Case
+    {
+        Spec spec;
+        int offset;
+    };
+    Spec mpeg1Emph3;
+    mpeg1Emph3.emphasis = 3;
+    Spec mpeg2{Version::Mpeg2, 3, 64, 22050};
+    Spec mpeg2Emph3 = mpeg2;
+    mpeg2Emph3.emphasis = 3;
+    const Case cases[] = {{Spec(), 36}, {mpeg1Emph3, 21}, {mpeg2, 17}, {mpeg2Emph3, 14}};
+    for (const Case& c : cases) {
+        MP3Header header;
+        QByteArray right = MpegTestFiles::xingFrame(c.spec, 500, 0, false, c.offset);
+        header.setBuffer(right + MpegTestFiles::frames(c.spec, 10), 0, 100000);
+        header.decodeHeader(0);
+        EXPECT_TRUE(header.getXINGHeaderFound()) << c.offset;
+        QByteArray wrong = MpegTestFiles::xingFrame(c.spec, 500, 0, false, c.offset + 1);
+        header.setBuffer(wrong, 0, 100000);
+        header.decodeHeader(0);
+        EXPECT_FALSE(header.getXINGHeaderFound()) << c.offset;
+    }
+}
+
+TEST(MP3Header, LowRateSearchJumpsByTheFullLengthFormula)
+{
+    // MPEG 2 frames are 208 bytes but the search steps 417 bytes, one past
+    // every second frame; it then scans on to the third frame.
+    const Spec spec{Version::Mpeg2, 3, 64, 22050};
+    const QString path =
+        headerFile(QStringLiteral("mpeg2.mp3"), QByteArray(300, '\0'), MpegTestFiles::frames(spec, 200));
+    MP3Header header;
+    ASSERT_TRUE(header.openFile(path, 300));
+    EXPECT_EQ(header.startFrame(), 300u + 12 * 208);
+    EXPECT_EQ(header.getVersionString(), QStringLiteral("MPEG 2"));
+    EXPECT_EQ(header.getBitRate(), 64);
+    EXPECT_EQ(header.getFrequencyString(), QStringLiteral("22,50 kHz"));
+}
+
+TEST(MP3Header, SearchLimitsAndFallbacks)
+{
+    MP3Header header;
+    // Too short: tag + 16384 bytes are needed.
+    const QString shortFile =
+        headerFile(QStringLiteral("short.mp3"), QByteArray(10, 'T'), MpegTestFiles::frames(Spec(), 39));
+    EXPECT_FALSE(header.openFile(shortFile, 10));
+    EXPECT_EQ(header.getBitRate(), 0);
+
+    // A lone frame in a buffer of zeros: the first candidate stands.
+    QByteArray lone = QByteArray(5000, '\0') + MpegTestFiles::frame(Spec()) + QByteArray(20000, '\0');
+    ASSERT_TRUE(header.openFile(headerFile(QStringLiteral("lone.mp3"), QByteArray(), lone), 0));
+    EXPECT_EQ(header.startFrame(), 5000u);
+
+    // Frames only in the second block, which starts 8191 bytes after the tag.
+    QByteArray late = QByteArray(9000, '\0') + MpegTestFiles::frames(Spec(), 40);
+    ASSERT_TRUE(header.openFile(headerFile(QStringLiteral("late.mp3"), QByteArray(), late), 0));
+    EXPECT_EQ(header.startFrame(), 9000u + 4 * 417);
+
+    // Beyond the second block nothing is searched.
+    QByteArray tooLate = QByteArray(17000, '\0') + MpegTestFiles::frames(Spec(), 40);
+    EXPECT_FALSE(header.openFile(headerFile(QStringLiteral("toolate.mp3"), QByteArray(), tooLate), 0));
+    EXPECT_TRUE(lastLogLines().contains(QStringLiteral("MP3 header: invalid MPEG header")));
+
+    EXPECT_FALSE(header.openFile(TestSupport::scratchFolder() + QStringLiteral("/header/missing.mp3"), 0));
+    EXPECT_TRUE(lastLogLines().contains(QStringLiteral("MP3 header: no fileHandleForReadingAtPath")));
+
+    // A tag length past the end of the file or past 4 GB finds nothing.
+    EXPECT_FALSE(header.openFile(headerFile(QStringLiteral("lone2.mp3"), QByteArray(), lone), 0xFFFFFFFFLL));
+    EXPECT_FALSE(header.openFile(headerFile(QStringLiteral("lone3.mp3"), QByteArray(), lone), 1LL << 40));
+}
+
+TEST(MP3Header, DecodingTablesAndTexts)
+{
+    MP3Header header;
+    // Channel text follows the low two bits of the fourth byte, not the mode.
+    Spec mono;
+    mono.channelMode = MpegTestFiles::ChannelMode::Mono;
+    header.setBuffer(MpegTestFiles::frameHeader(mono), 0, 1000);
+    header.decodeHeader(0);
+    EXPECT_EQ(header.getChannelString(), QStringLiteral("Stereo"));
+    const char* channelTexts[] = {"Stereo", "Joined Stereo", "Dual Channel", "Single Channel"};
+    for (int emphasis = 0; emphasis < 4; ++emphasis) {
+        mono.emphasis = emphasis;
+        header.setBuffer(MpegTestFiles::frameHeader(mono), 0, 1000);
+        header.decodeHeader(0);
+        EXPECT_EQ(header.getChannels(), emphasis);
+        EXPECT_EQ(header.getChannelString(), QLatin1String(channelTexts[emphasis]));
+    }
+
+    // Bad bit-rate index, reserved version, layer I and MPEG 2.5.
+    header.setBuffer(QByteArray::fromHex("fffbf000"), 0, 1000);
+    header.decodeHeader(0);
+    EXPECT_EQ(header.getBitRate(), -1);
+    EXPECT_EQ(header.getSeconds(), 0);
+    EXPECT_EQ(header.getBitRateString(), QStringLiteral("-1 kbps"));
+    header.setBuffer(QByteArray::fromHex("ffeb9000"), 0, 1000);
+    header.decodeHeader(0);
+    EXPECT_EQ(header.getVersionString(), QStringLiteral("UNKNOWN"));
+    EXPECT_EQ(header.getBitRate(), 0);
+    EXPECT_EQ(header.getFrequency(), 0);
+    header.setBuffer(MpegTestFiles::frameHeader(Spec{Version::Mpeg1, 1, 448, 48000}), 0, 1000);
+    header.decodeHeader(0);
+    EXPECT_EQ(header.getLayerString(), QStringLiteral("Layer 1"));
+    EXPECT_EQ(header.getBitRate(), 448);
+    EXPECT_EQ(header.getFrequencyString(), QStringLiteral("48,0 kHz"));
+    header.setBuffer(MpegTestFiles::frameHeader(Spec{Version::Mpeg25, 2, 160, 8000}), 0, 1000);
+    header.decodeHeader(0);
+    EXPECT_EQ(header.getEncodingString(), QStringLiteral("MPEG 2.5, Layer 2, 160bps, 8000Hz, Stereo."));
+}
+
+TEST(MP3Header, SecondsTextThresholds)
+{
+    EXPECT_EQ(headerLasting(118).getSecondsString(), QStringLiteral("118"));
+    EXPECT_EQ(headerLasting(119).getSecondsString(), QStringLiteral("1:59"));
+    EXPECT_EQ(headerLasting(7198).getSecondsString(), QStringLiteral("59:58"));
+    EXPECT_EQ(headerLasting(7199).getSecondsString(), QStringLiteral("1:59:59"));
+    // Hours of the day only, below two days.
+    EXPECT_EQ(headerLasting(100000).getSecondsString(), QStringLiteral("3:46:40"));
+    EXPECT_EQ(headerLasting(172799).getSecondsString(), QStringLiteral("1:23:59:59"));
+    EXPECT_EQ(headerLasting(172805).getSecondsString(), QStringLiteral("2:0:0:05"));
+}
+
+TEST(MP3Header, HashCoversTheAudioOnly)
+{
+    const QByteArray audio = MpegTestFiles::frames(Spec(), 60);
+    MP3Header a, b, c;
+    ASSERT_TRUE(a.openFile(headerFile(QStringLiteral("h1.mp3"), QByteArray(100, 'x'), audio), 100));
+    ASSERT_TRUE(b.openFile(headerFile(QStringLiteral("h2.mp3"), QByteArray(5000, 'y'), audio), 5000));
+    EXPECT_NE(a.getHash(), 0u);
+    EXPECT_EQ(a.getHash(), b.getHash());
+    QByteArray changed = audio;
+    changed[4 * 417 + 3000] = char(changed[4 * 417 + 3000] ^ 1);
+    ASSERT_TRUE(c.openFile(headerFile(QStringLiteral("h3.mp3"), QByteArray(100, 'x'), changed), 100));
+    EXPECT_NE(a.getHash(), c.getHash());
+
+    MP3Header tooShort;
+    tooShort.setBuffer(audio.left(6000), 0, 100000);
+    ASSERT_TRUE(tooShort.findHeader());
+    EXPECT_EQ(tooShort.getHash(), 0u);
+}

@@ -1,0 +1,337 @@
+// Reading ID3 tags from files: the tolerance rules, the version dispatch,
+// ID3v1 and what damaged files give.
+#include "ID3TestData.h"
+#include "MpegTestFiles.h"
+#include "TestSupport.h"
+
+#include "support/WMLog.h"
+#include "tags/AudioInfoTag.h"
+#include "tags/MP3InfoTag.h"
+
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using T = ID3TestData;
+
+QByteArray text(const char* id, const QString& value, int encoding = 0)
+{
+    return T::frame(id, T::textBody(value, encoding));
+}
+
+QString logText()
+{
+    return QString::fromUtf8(TestSupport::readFile(WMLogLocation()));
+}
+
+// Restores the class-wide reader switches after a test.
+struct SwitchGuard
+{
+    ~SwitchGuard()
+    {
+        AudioInfoTag::setShouldDiscardMalformedInfo(false);
+        AudioInfoTag::setShouldDiscardUnrecognizedInfo(false);
+    }
+};
+
+std::unique_ptr<MP3InfoTag> read(const QString& name, const QByteArray& tag,
+                                 const QByteArray& trailer = QByteArray())
+{
+    return MP3InfoTag::tagAtPath(T::writeMp3(name, tag, trailer));
+}
+
+} // namespace
+
+TEST(MP3Read, TooSmallFileHasNoTag)
+{
+    const QString path = T::scratchPath(QStringLiteral("tiny.mp3"));
+    TestSupport::writeFile(path, QByteArray(100, '\0'));
+    EXPECT_FALSE(MP3InfoTag::tagAtPath(path));
+    EXPECT_TRUE(logText().contains(QStringLiteral("MP3 only 100 bytes in ") + path));
+    EXPECT_FALSE(MP3InfoTag::tagAtPath(T::scratchPath(QStringLiteral("missing.mp3"))));
+}
+
+TEST(MP3Read, V23TextFramesAndFileProperties)
+{
+    const QByteArray tag =
+        T::tag(3,
+               {text("TIT2", QStringLiteral("Title")), text("TPE1", QStringLiteral("Art\u00efst")),
+                text("TALB", QStringLiteral("\u00c4lbum \u2603"), 1), text("TYER", QStringLiteral("1999")),
+                text("TRCK", QStringLiteral("3/12")), text("TCON", QStringLiteral("(17)")),
+                text("TBPM", QStringLiteral("120")), text("TCMP", QStringLiteral("1"))},
+               100);
+    const QString path = T::writeMp3(QStringLiteral("v23.mp3"), tag);
+    auto parsed = AudioInfoTag::tagWithPath(path);
+    ASSERT_TRUE(parsed);
+    EXPECT_EQ(parsed->readVersion(), QStringLiteral("2.3.0"));
+    EXPECT_EQ(parsed->title(), QStringLiteral("Title"));
+    EXPECT_EQ(parsed->artist(), QStringLiteral("Art\u00efst"));
+    EXPECT_EQ(parsed->album(), QStringLiteral("\u00c4lbum \u2603"));
+    EXPECT_EQ(parsed->year(), QStringLiteral("1999"));
+    EXPECT_EQ(parsed->track(), QStringLiteral("3/12"));
+    EXPECT_EQ(parsed->genres(), QStringLiteral("Rock"));
+    EXPECT_EQ(parsed->bpm(), QStringLiteral("120"));
+    EXPECT_TRUE(parsed->isPartOfCompilation());
+    EXPECT_FALSE(parsed->encounteredProblemDecoding());
+    EXPECT_FALSE(parsed->tagHasBeenModified());
+    EXPECT_EQ(parsed->samplerate(), 44100);
+    EXPECT_EQ(parsed->bitrate(), 128);
+    auto* mp3 = dynamic_cast<MP3InfoTag*>(parsed.get());
+    ASSERT_TRUE(mp3);
+    EXPECT_EQ(mp3->id3v2Range(), (ID3Range{0, tag.size()}));
+    EXPECT_TRUE(mp3->frameIDs().contains(QStringLiteral("TDRC"))); // a read TYER is kept as TDRC
+}
+
+TEST(MP3Read, RejectedValues)
+{
+    auto tag = read(QStringLiteral("rejected.mp3"),
+                    T::tag(3, {text("TYER", QStringLiteral("0999")), text("TRCK", QStringLiteral("0/12"))}));
+    ASSERT_TRUE(tag);
+    EXPECT_TRUE(tag->year().isNull());
+    EXPECT_TRUE(tag->track().isNull());
+    tag = read(QStringLiteral("accepted.mp3"), T::tag(4, {text("TDRC", QStringLiteral("1999-04-01"))}));
+    EXPECT_EQ(tag->year(), QStringLiteral("1999-04-01"));
+}
+
+TEST(MP3Read, FrameSizeWrittenSynchSafeInV23)
+{
+    // A 300-byte frame whose size was written sync-safe (00 00 02 2C): the
+    // plain reading (556) would end in the middle of nothing.
+    const QByteArray body = T::textBody(QString(299, QLatin1Char('x')));
+    const QByteArray frames = T::frame("TIT2", body, true) + text("TPE1", QStringLiteral("After"));
+    auto tag = read(QStringLiteral("synchsafe23.mp3"), T::tag(3, {frames}));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->title().size(), 299);
+    EXPECT_EQ(tag->artist(), QStringLiteral("After"));
+    EXPECT_FALSE(tag->encounteredProblemDecoding());
+}
+
+TEST(MP3Read, FrameSizeWrittenPlainInV24)
+{
+    const QByteArray body = T::textBody(QString(199, QLatin1Char('y')));
+    const QByteArray frames = T::frame("TIT2", body, false) + text("TPE1", QStringLiteral("Next"));
+    auto tag = read(QStringLiteral("plain24.mp3"), T::tag(4, {frames}));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->title().size(), 199);
+    EXPECT_EQ(tag->artist(), QStringLiteral("Next"));
+}
+
+TEST(MP3Read, ImplausibleSizeKeepsOrDiscards)
+{
+    SwitchGuard guard;
+    // 0x00 0x00 0x01 0xF4 (500 plain, 244 sync-safe): neither end is a frame.
+    const QByteArray broken = QByteArray("TPE1") + ID3TestData::bigEndian32(500) + QByteArray(2, '\0') +
+                              T::textBody(QString(290, QLatin1Char('z')));
+    const QByteArray tagBytes = T::tag(3, {text("TIT2", QStringLiteral("First")), broken});
+    auto tag = read(QStringLiteral("implausible.mp3"), tagBytes);
+    ASSERT_TRUE(tag);
+    EXPECT_TRUE(tag->encounteredProblemDecoding());
+    EXPECT_EQ(tag->title(), QStringLiteral("First"));
+    EXPECT_EQ(tag->artist().size(), 290); // the rest of the tag
+    AudioInfoTag::setShouldDiscardMalformedInfo(true);
+    tag = read(QStringLiteral("implausible.mp3"), tagBytes);
+    ASSERT_TRUE(tag);
+    EXPECT_TRUE(tag->artist().isNull());
+    EXPECT_EQ(tag->title(), QStringLiteral("First"));
+}
+
+TEST(MP3Read, OverrunStopsButKeepsEarlierFrames)
+{
+    const QByteArray overrun =
+        QByteArray("TPE1") + ID3TestData::bigEndian32(90) + QByteArray(2, '\0') + QByteArray("\0abc", 4);
+    auto tag =
+        read(QStringLiteral("overrun.mp3"), T::tag(3, {text("TIT2", QStringLiteral("Kept")), overrun}));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->title(), QStringLiteral("Kept"));
+    EXPECT_TRUE(tag->artist().isNull());
+    EXPECT_TRUE(tag->encounteredProblemDecoding());
+}
+
+TEST(MP3Read, EncodingByteThatIsALetter)
+{
+    auto tag = read(QStringLiteral("letter.mp3"), T::tag(3, {T::frame("TIT2", QByteArray("Abc"))}));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->title(), QStringLiteral("Abc"));
+}
+
+TEST(MP3Read, UnsupportedVersionAndBadSizesMakeTheFileUnreadable)
+{
+    const QByteArray v5 = T::tag(5, {text("TIT2", QStringLiteral("x"))});
+    EXPECT_FALSE(read(QStringLiteral("v25.mp3"), v5));
+    EXPECT_TRUE(logText().contains(QStringLiteral("cannot read ID3v2.5.0")));
+    // A size larger than the file: refused without allocating it.
+    const QByteArray huge = MpegTestFiles::id3v2Header(3, (1u << 28) - 1) + text("TIT2", QStringLiteral("x"));
+    EXPECT_FALSE(read(QStringLiteral("huge.mp3"), huge));
+    const QByteArray tiny = MpegTestFiles::id3v2Header(3, 6) + QByteArray(6, '\0');
+    EXPECT_FALSE(read(QStringLiteral("small.mp3"), tiny));
+    EXPECT_TRUE(logText().contains(QStringLiteral("MP3 tag length wrong for file:")));
+}
+
+TEST(MP3Read, HeaderWithHighSizeByteIsIgnoredForID3v1)
+{
+    QByteArray header = MpegTestFiles::id3v2Header(3, 20);
+    header[9] = '\x80';
+    MpegTestFiles::Id3v1Fields fields;
+    fields.title = "V1 Title";
+    fields.year = "1001";
+    fields.track = 5;
+    fields.genre = 13;
+    auto tag =
+        read(QStringLiteral("high9.mp3"), header + QByteArray(20, 'x'), MpegTestFiles::id3v1Trailer(fields));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->title(), QStringLiteral("V1 Title"));
+    EXPECT_EQ(tag->year(), QStringLiteral("1001"));
+    EXPECT_EQ(tag->track(), QStringLiteral("5"));
+    EXPECT_EQ(tag->genres(), QStringLiteral("Pop"));
+    EXPECT_EQ(tag->readVersion(), QStringLiteral("1.1"));
+    EXPECT_EQ(tag->id3v2Range(), ID3Range{});
+}
+
+TEST(MP3Read, ID3v1Fields)
+{
+    MpegTestFiles::Id3v1Fields fields;
+    fields.title = "T";
+    fields.artist = "Caf\xe9 Band";
+    fields.year = "1000";
+    fields.comment = "nice";
+    fields.genre = 255;
+    auto tag = read(QStringLiteral("v10.mp3"), QByteArray(), MpegTestFiles::id3v1Trailer(fields));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->readVersion(), QStringLiteral("1.0"));
+    EXPECT_EQ(tag->artist(), QStringLiteral("Caf\u00e9 Band"));
+    EXPECT_TRUE(tag->year().isNull());
+    EXPECT_TRUE(tag->genres().isNull());
+    const qsizetype comment = tag->frameIDs().indexOf(QStringLiteral("COMM"));
+    ASSERT_GE(comment, 0);
+    EXPECT_EQ(std::get<QByteArray>(tag->frameObjects().at(comment)), QByteArray("\0\0\0eng\0nice", 11));
+    EXPECT_EQ(tag->id3v1Range().length, 128);
+}
+
+TEST(MP3Read, ID3v1IsIgnoredBesideAnID3v2Tag)
+{
+    MpegTestFiles::Id3v1Fields fields;
+    fields.title = "Old";
+    fields.album = "Only In V1";
+    auto tag = read(QStringLiteral("both.mp3"), T::tag(3, {text("TIT2", QStringLiteral("New"))}),
+                    MpegTestFiles::id3v1Trailer(fields));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->title(), QStringLiteral("New"));
+    EXPECT_TRUE(tag->album().isNull());
+    EXPECT_EQ(tag->id3v1Range().length, 128);
+}
+
+TEST(MP3Read, UnknownFramesAreKeptRawOrDiscarded)
+{
+    SwitchGuard guard;
+    const QByteArray tcom = T::frame("TCOM", T::textBody(QStringLiteral("Composer")), false, 0x40);
+    const QByteArray xyzw = T::frame("XYZW", QByteArray("\x01\x02\x03", 3));
+    const QByteArray tagBytes = T::tag(3, {tcom, xyzw, text("TIT2", QStringLiteral("t"))});
+    auto tag = read(QStringLiteral("unknown.mp3"), tagBytes);
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->frameIDs(),
+              (QStringList{QStringLiteral("TCOM"), QStringLiteral("XYZW"), QStringLiteral("TIT2")}));
+    // Raw frames keep their two flag bytes.
+    EXPECT_EQ(std::get<QByteArray>(tag->frameObjects().at(0)), tcom.mid(8));
+    EXPECT_EQ(std::get<QByteArray>(tag->frameObjects().at(1)), QByteArray("\0\0\x01\x02\x03", 5));
+    AudioInfoTag::setShouldDiscardUnrecognizedInfo(true);
+    tag = read(QStringLiteral("unknown.mp3"), tagBytes);
+    EXPECT_EQ(tag->frameIDs(), (QStringList{QStringLiteral("TCOM"), QStringLiteral("TIT2")}));
+}
+
+TEST(MP3Read, ExtendedHeaderAndDataLengthIndicator)
+{
+    // An extended header of 6 bytes after its size: frames start at 10 + 4 + 6.
+    const QByteArray extended = ID3TestData::bigEndian32(6) + QByteArray(6, '\0');
+    auto tag = read(QStringLiteral("extended.mp3"),
+                    T::tag(3, {extended, text("TIT2", QStringLiteral("Ext"))}, 0, 0x40));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->title(), QStringLiteral("Ext"));
+
+    const QByteArray absurd = ID3TestData::bigEndian32(0xfffffff0u) + QByteArray(6, '\0');
+    tag = read(QStringLiteral("absurd.mp3"), T::tag(3, {absurd, text("TIT2", QStringLiteral("x"))}, 0, 0x40));
+    ASSERT_TRUE(tag);
+    EXPECT_TRUE(tag->encounteredProblemDecoding());
+
+    const QByteArray body = MpegTestFiles::synchSafe(200) + T::textBody(QString(195, QLatin1Char('d')));
+    // The indicator moves the data start but not the size, so the frame
+    // reads into what follows it (padding here).
+    tag = read(QStringLiteral("dli.mp3"), T::tag(4, {T::frame("TIT2", body, true, 0x01)}, 10));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->title(), QString(195, QLatin1Char('d')));
+}
+
+TEST(MP3Read, PicturesLyricsAndV22)
+{
+    const QByteArray png = ID3TestData::png(3, 2);
+    const QByteArray apic = T::frame("APIC", QByteArray("\0image/png\0\x03\0", 13) + png);
+    const QByteArray uslt = T::frame("USLT", QByteArray("\0eng\0", 5) + "Words");
+    auto tag = read(QStringLiteral("apic.mp3"), T::tag(3, {apic, uslt}));
+    ASSERT_TRUE(tag);
+    ASSERT_EQ(tag->numberOfImages(), 1);
+    EXPECT_EQ(tag->images().first().imageData(), png);
+    EXPECT_EQ(tag->lyrics(), QStringLiteral("Words"));
+
+    const QByteArray v22 = T::tag(2, {T::frame22("TT2", T::textBody(QStringLiteral("Two"), 1)),
+                                      T::frame22("TYE", T::textBody(QStringLiteral("0500"))),
+                                      T::frame22("TCO", T::textBody(QStringLiteral("(4)"))),
+                                      T::frame22("PIC", QByteArray("\0PNG\0\0", 6) + png),
+                                      T::frame22("ULT", QByteArray("\0eng\0", 5) + "Sung"),
+                                      T::frame22("TCM", T::textBody(QStringLiteral("Comp")))});
+    tag = read(QStringLiteral("v22.mp3"), v22);
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->readVersion(), QStringLiteral("2.2.0"));
+    EXPECT_EQ(tag->title(), QStringLiteral("Two"));
+    EXPECT_TRUE(tag->year().isNull());
+    EXPECT_EQ(tag->genres(), QStringLiteral("Disco"));
+    EXPECT_EQ(tag->lyrics(), QStringLiteral("Sung"));
+    EXPECT_EQ(tag->images().first().mimeFormat(), QStringLiteral("image/png"));
+    EXPECT_TRUE(tag->frameIDs().contains(QStringLiteral("TCM")));
+
+    // A broken picture makes the file unreadable unless damage is discarded.
+    SwitchGuard guard;
+    const QByteArray badPic = T::tag(2, {T::frame22("PIC", QByteArray("\0PNG", 4))});
+    EXPECT_FALSE(read(QStringLiteral("badpic.mp3"), badPic));
+    AudioInfoTag::setShouldDiscardMalformedInfo(true);
+    tag = read(QStringLiteral("badpic.mp3"), badPic);
+    ASSERT_TRUE(tag);
+    EXPECT_TRUE(tag->encounteredProblemDecoding());
+    EXPECT_EQ(tag->numberOfImages(), 0);
+}
+
+TEST(MP3Read, FrameIDUpgrade)
+{
+    EXPECT_EQ(MP3InfoTag::frameIDUpgrade(QStringLiteral("TYE")), QStringLiteral("TYER"));
+    EXPECT_EQ(MP3InfoTag::frameIDUpgrade(QStringLiteral("PIC")), QStringLiteral("APIC"));
+    EXPECT_EQ(MP3InfoTag::frameIDUpgrade(QStringLiteral("TT3")), QStringLiteral("TIT3"));
+    EXPECT_EQ(MP3InfoTag::frameIDUpgrade(QStringLiteral("TIT3")), QStringLiteral("TIT3"));
+    EXPECT_EQ(MP3InfoTag::frameIDUpgrade(QStringLiteral("ZZZ")), QStringLiteral("ZZZ"));
+    // A v2.2 id inside a v2.3 tag is read under its v2.3 id.
+    auto tag = read(QStringLiteral("upgrade.mp3"),
+                    T::tag(3, {T::frame("TT2\0", T::textBody(QStringLiteral("Up")))}));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->title(), QStringLiteral("Up"));
+}
+
+TEST(MP3Read, V22FramesRunningPastTheTag)
+{
+    SwitchGuard guard;
+    const QByteArray title = T::frame22("TT2", T::textBody(QStringLiteral("T")));
+    // A frame claiming 50 bytes with 6 left: cut to what is there.
+    QByteArray cut = T::frame22("TAL", T::textBody(QStringLiteral("Album")));
+    cut[5] = 50;
+    auto tag = read(QStringLiteral("v22cut.mp3"), T::tag(2, {title, cut}));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->album(), QStringLiteral("Album"));
+    EXPECT_TRUE(tag->encounteredProblemDecoding());
+    // A frame header as the very last bytes of the tag.
+    tag = read(QStringLiteral("v22end.mp3"), T::tag(2, {title, QByteArray("TAL\0\0\x05", 6)}));
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(tag->title(), QStringLiteral("T"));
+    EXPECT_TRUE(tag->album().isNull());
+    AudioInfoTag::setShouldDiscardMalformedInfo(true);
+    tag = read(QStringLiteral("v22cut.mp3"), T::tag(2, {title, cut}));
+    ASSERT_TRUE(tag);
+    EXPECT_TRUE(tag->album().isNull());
+}

@@ -1,0 +1,354 @@
+#include "TestSupport.h"
+
+#include "tags/FileIdentity.h"
+#include "tags/RewriteJournal.h"
+#include "tags/SafeFileRewriter.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <csignal>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Fault = SafeFileRewriter::FaultPoint;
+
+// Distinct, position-dependent bytes so that any misplaced byte shows.
+QByteArray pattern(int size, int seed)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    quint32 state = 0x12345u + quint32(seed) * 7919u;
+    for (int i = 0; i < size; ++i) {
+        state = state * 1664525u + 1013904223u;
+        bytes[i] = char(state >> 24);
+    }
+    return bytes;
+}
+
+// What the edits should produce from `original`, computed independently.
+QByteArray applied(const QByteArray& original, const QList<FileEdit>& edits)
+{
+    QByteArray result;
+    qint64 at = 0;
+    for (const FileEdit& edit : edits) {
+        result += original.mid(at, edit.offset - at);
+        result += edit.bytes;
+        at = edit.offset + edit.length;
+    }
+    return result + original.mid(at);
+}
+
+class SafeFileRewriterTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        const QString name =
+            QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name());
+        mFolder = TestSupport::scratchFolder() + QStringLiteral("/rewrite/") + name;
+        QDir(mFolder).removeRecursively();
+        QDir().mkpath(mFolder);
+        SafeFileRewriter::setJournalFolder(mFolder + QStringLiteral("/journals"));
+        SafeFileRewriter::setFaultPoint(Fault::None);
+    }
+    void TearDown() override
+    {
+        SafeFileRewriter::setFaultPoint(Fault::None);
+        SafeFileRewriter::setFlushToDisk(true);
+    }
+
+    QString makeFile(const QString& name, const QByteArray& bytes)
+    {
+        const QString path = mFolder + QLatin1Char('/') + name;
+        EXPECT_TRUE(TestSupport::writeFile(path, bytes));
+        return path;
+    }
+    QStringList journals() const { return SafeFileRewriter::pendingJournals(); }
+    QStringList setAside() const
+    {
+        return QDir(SafeFileRewriter::journalFolder() + QStringLiteral("/Set Aside")).entryList(QDir::Files);
+    }
+
+    QString mFolder;
+};
+
+// The edit shapes a tag writer produces: a grown tag, a shrunk tag, a tag of
+// the same length, and several edits at once (tag in front, trailer at the end).
+QList<QList<FileEdit>> editShapes(const QByteArray& original)
+{
+    const qint64 size = original.size();
+    return {
+        {{0, 3000, pattern(8120, 1)}},
+        {{0, 9000, pattern(200, 2)}},
+        {{0, 3000,
+          original.left(100) + pattern(3, 3) + original.mid(103, 2000) + pattern(5, 4) +
+              original.mid(2108, 892)}},
+        {{10, 90, pattern(5210, 5)}, {size - 128, 128, pattern(128, 6)}},
+        {{4000, 0, pattern(700, 7)}, {size, 0, pattern(128, 8)}},
+    };
+}
+
+} // namespace
+
+TEST_F(SafeFileRewriterTest, EditsGiveTheExpectedBytesInTheSameInode)
+{
+    const QByteArray original = pattern(60000, 0);
+    const qint64 memoryLimit = RewriteJournal::inMemoryLimit();
+    int shape = 0;
+    // Every shape twice: with the saved bytes kept in memory, and copied back
+    // from the journal as for large files.
+    for (const QList<FileEdit>& edits : editShapes(original) + editShapes(original)) {
+        SCOPED_TRACE(shape);
+        RewriteJournal::setInMemoryLimit(shape < 5 ? memoryLimit : 0);
+        const QString path = makeFile(QStringLiteral("song%1.mp3").arg(shape), original);
+        const QString link = path + QStringLiteral(".link");
+        ASSERT_EQ(::link(QFile::encodeName(path).constData(), QFile::encodeName(link).constData()), 0);
+        QFile openHandle(path);
+        ASSERT_TRUE(openHandle.open(QIODevice::ReadOnly));
+        const FileIdentity before = FileIdentity::of(path);
+
+        QString error;
+        ASSERT_TRUE(SafeFileRewriter::apply(path, edits, before, &error)) << error.toStdString();
+        const QByteArray expected = applied(original, edits);
+        EXPECT_EQ(TestSupport::readFile(path), expected);
+        EXPECT_EQ(TestSupport::readFile(link), expected);
+        EXPECT_EQ(openHandle.readAll(), expected);
+        EXPECT_EQ(FileIdentity::of(path).inode, before.inode);
+        EXPECT_TRUE(journals().isEmpty());
+        ++shape;
+    }
+    RewriteJournal::setInMemoryLimit(memoryLimit);
+}
+
+TEST_F(SafeFileRewriterTest, RecoveryAfterEveryFaultGivesBackTheOriginalBytes)
+{
+    const QByteArray original = pattern(60000, 0);
+    const Fault faults[] = {Fault::AfterJournal, Fault::AfterWrite, Fault::AfterTruncate, Fault::AfterFlush};
+    int shape = 0;
+    for (const QList<FileEdit>& edits : editShapes(original)) {
+        for (Fault fault : faults) {
+            SCOPED_TRACE(QStringLiteral("shape %1 fault %2").arg(shape).arg(int(fault)).toStdString());
+            const QString path = makeFile(QStringLiteral("song.mp3"), original);
+            const FileIdentity before = FileIdentity::of(path);
+            SafeFileRewriter::setFaultPoint(fault);
+            QString error;
+            EXPECT_FALSE(SafeFileRewriter::apply(path, edits, before, &error));
+            SafeFileRewriter::setFaultPoint(Fault::None);
+            EXPECT_FALSE(error.isEmpty());
+            ASSERT_EQ(journals().size(), 1);
+            if (fault != Fault::AfterJournal) {
+                EXPECT_NE(TestSupport::readFile(path), original);
+            }
+
+            const int restored = SafeFileRewriter::recoverInterruptedWrites();
+            EXPECT_EQ(restored, fault == Fault::AfterJournal ? 0 : 1);
+            EXPECT_EQ(TestSupport::readFile(path), original);
+            EXPECT_EQ(FileIdentity::of(path).inode, before.inode);
+            EXPECT_TRUE(journals().isEmpty());
+            EXPECT_TRUE(setAside().isEmpty());
+        }
+        ++shape;
+    }
+}
+
+TEST_F(SafeFileRewriterTest, WithoutFlushingTheJournalStillUndoes)
+{
+    const QByteArray original = pattern(60000, 0);
+    const QList<FileEdit> grow = editShapes(original).first();
+    SafeFileRewriter::setFlushToDisk(false);
+    const QString path = makeFile(QStringLiteral("noflush.mp3"), original);
+    QString error;
+    EXPECT_TRUE(SafeFileRewriter::apply(path, grow, FileIdentity(), &error));
+    EXPECT_EQ(TestSupport::readFile(path), applied(original, grow));
+    ASSERT_TRUE(TestSupport::writeFile(path, original));
+    SafeFileRewriter::setFaultPoint(Fault::AfterTruncate);
+    EXPECT_FALSE(SafeFileRewriter::apply(path, grow, FileIdentity(), &error));
+    SafeFileRewriter::setFlushToDisk(true);
+    EXPECT_EQ(SafeFileRewriter::recoverInterruptedWrites(), 1);
+    EXPECT_EQ(TestSupport::readFile(path), original);
+}
+
+TEST_F(SafeFileRewriterTest, SameLengthEditJournalsAndWritesOnlyTheDifferences)
+{
+    const QByteArray original = pattern(200000, 0);
+    const QString path = makeFile(QStringLiteral("same.mp3"), original);
+    QByteArray tag = original.left(100000);
+    tag[10] = char(tag[10] ^ 0x55);
+    tag[20] = char(tag[20] ^ 0x55); // merged with the one above
+    tag[90000] = char(tag[90000] ^ 0x55);
+    SafeFileRewriter::setFaultPoint(Fault::AfterJournal);
+    QString error;
+    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 100000, tag}}, FileIdentity(), &error));
+    const QStringList left = journals();
+    ASSERT_EQ(left.size(), 1);
+    // A header of about 200 bytes and two small regions, not 100 KB.
+    EXPECT_LT(QFileInfo(left.first()).size(), 400);
+    EXPECT_EQ(SafeFileRewriter::recoverInterruptedWrites(), 0);
+
+    SafeFileRewriter::setFaultPoint(Fault::None);
+    const FileIdentity before = FileIdentity::of(path);
+    ASSERT_TRUE(SafeFileRewriter::apply(path, {{0, 100000, tag}}, before, &error));
+    EXPECT_EQ(TestSupport::readFile(path), tag + original.mid(100000));
+
+    // Nothing differs: nothing is written, not even the time.
+    const FileIdentity unchanged = FileIdentity::of(path);
+    ASSERT_TRUE(SafeFileRewriter::apply(path, {{0, 100000, tag}}, unchanged, &error));
+    EXPECT_EQ(FileIdentity::of(path), unchanged);
+}
+
+TEST_F(SafeFileRewriterTest, RefusesFilesChangedSinceTheyWereRead)
+{
+    const QByteArray original = pattern(30000, 0);
+    const QString path = makeFile(QStringLiteral("changed.mp3"), original);
+    const FileIdentity read = FileIdentity::of(path);
+    QByteArray other = original;
+    other[5] = 'x';
+    // Same length, new time.
+    ASSERT_TRUE(TestSupport::writeFile(path, other));
+    struct timespec times[2] = {{0, UTIME_OMIT}, {read.mtimeNs / 1000000000 + 5, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0), 0);
+    QString error;
+    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 100, pattern(5000, 1)}}, read, &error));
+    EXPECT_TRUE(error.contains(path));
+    EXPECT_TRUE(error.contains(QStringLiteral("changed")));
+    EXPECT_EQ(TestSupport::readFile(path), other);
+
+    // Replaced by another file under the same name.
+    const FileIdentity current = FileIdentity::of(path);
+    ASSERT_TRUE(QFile::remove(path));
+    makeFile(QStringLiteral("changed.mp3"), other);
+    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 100, pattern(5000, 1)}}, current, &error));
+    EXPECT_EQ(TestSupport::readFile(path), other);
+    EXPECT_TRUE(journals().isEmpty());
+}
+
+TEST_F(SafeFileRewriterTest, RejectsEditsThatDoNotFitAndUnwritableFiles)
+{
+    const QByteArray original = pattern(1000, 0);
+    const QString path = makeFile(QStringLiteral("bad.mp3"), original);
+    QString error;
+    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 10, "a"}, {5, 10, "b"}}, FileIdentity(), &error));
+    EXPECT_FALSE(SafeFileRewriter::apply(path, {{990, 11, "a"}}, FileIdentity(), &error));
+    EXPECT_FALSE(SafeFileRewriter::apply(path, {{-1, 1, "a"}}, FileIdentity(), &error));
+    EXPECT_FALSE(SafeFileRewriter::apply(path, {{10, -1, "a"}}, FileIdentity(), &error));
+    EXPECT_FALSE(SafeFileRewriter::apply(mFolder + QStringLiteral("/missing.mp3"), {{0, 0, "a"}},
+                                         FileIdentity(), &error));
+    EXPECT_FALSE(error.isEmpty());
+    if (::geteuid() != 0) {
+        QFile::setPermissions(path, QFileDevice::ReadOwner);
+        EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 1, "a"}}, FileIdentity(), &error));
+        QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    }
+    EXPECT_EQ(TestSupport::readFile(path), original);
+    EXPECT_TRUE(journals().isEmpty());
+}
+
+TEST_F(SafeFileRewriterTest, WriteErrorPutsTheOriginalBack)
+{
+    // A file-size limit makes the growing write fail half-way (EFBIG) while
+    // the small journal still fits.
+    const QByteArray original = pattern(50000, 0);
+    const QString path = makeFile(QStringLiteral("limit.mp3"), original);
+    struct rlimit saved;
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
+    const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+    struct rlimit limited = saved;
+    limited.rlim_cur = 52000;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limited), 0);
+    QString error;
+    const bool written =
+        SafeFileRewriter::apply(path, {{45000, 10, pattern(5000, 1)}}, FileIdentity(), &error);
+    ::setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, previousHandler);
+    EXPECT_FALSE(written);
+    EXPECT_TRUE(error.contains(QStringLiteral("put back"))) << error.toStdString();
+    EXPECT_EQ(TestSupport::readFile(path), original);
+    EXPECT_TRUE(journals().isEmpty());
+}
+
+TEST_F(SafeFileRewriterTest, JournalsThatMatchNeitherStateAreSetAside)
+{
+    const QByteArray original = pattern(40000, 0);
+    const QList<FileEdit> grow = {{0, 1000, pattern(6000, 1)}};
+    QString error;
+
+    // The file was replaced after the interruption.
+    const QString replaced = makeFile(QStringLiteral("replaced.mp3"), original);
+    SafeFileRewriter::setFaultPoint(Fault::AfterWrite);
+    EXPECT_FALSE(SafeFileRewriter::apply(replaced, grow, FileIdentity(), &error));
+    ASSERT_TRUE(QFile::remove(replaced));
+    makeFile(QStringLiteral("replaced.mp3"), "someone else's file");
+    // The file's length is outside anything the write could have left.
+    const QString cut = makeFile(QStringLiteral("cut.mp3"), original);
+    EXPECT_FALSE(SafeFileRewriter::apply(cut, grow, FileIdentity(), &error));
+    ASSERT_EQ(::truncate(QFile::encodeName(cut).constData(), 100), 0);
+    const QByteArray cutBytes = TestSupport::readFile(cut);
+    // The file is gone.
+    const QString gone = makeFile(QStringLiteral("gone.mp3"), original);
+    EXPECT_FALSE(SafeFileRewriter::apply(gone, grow, FileIdentity(), &error));
+    ASSERT_TRUE(QFile::remove(gone));
+    SafeFileRewriter::setFaultPoint(Fault::None);
+    ASSERT_EQ(journals().size(), 3);
+
+    EXPECT_EQ(SafeFileRewriter::recoverInterruptedWrites(), 0);
+    EXPECT_EQ(TestSupport::readFile(replaced), QByteArray("someone else's file"));
+    EXPECT_EQ(TestSupport::readFile(cut), cutBytes);
+    EXPECT_FALSE(QFileInfo::exists(gone));
+    EXPECT_TRUE(journals().isEmpty());
+    EXPECT_EQ(setAside().size(), 3);
+    // Set aside for good: a second start does not look at them again.
+    EXPECT_EQ(SafeFileRewriter::recoverInterruptedWrites(), 0);
+}
+
+TEST_F(SafeFileRewriterTest, DamagedOrBusyJournalsAreNeverApplied)
+{
+    const QByteArray original = pattern(40000, 0);
+    const QString path = makeFile(QStringLiteral("damaged.mp3"), original);
+    SafeFileRewriter::setFaultPoint(Fault::AfterWrite);
+    QString error;
+    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 1000, pattern(6000, 1)}}, FileIdentity(), &error));
+    SafeFileRewriter::setFaultPoint(Fault::None);
+    const QByteArray written = TestSupport::readFile(path);
+    ASSERT_EQ(journals().size(), 1);
+    const QString journalPath = journals().first();
+    const QByteArray good = TestSupport::readFile(journalPath);
+
+    // Held by a live writer: left alone.
+    {
+        const int fd = ::open(QFile::encodeName(journalPath).constData(), O_RDONLY);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(::flock(fd, LOCK_EX), 0);
+        EXPECT_EQ(SafeFileRewriter::recoverInterruptedWrites(), 0);
+        ::close(fd);
+        EXPECT_EQ(journals().size(), 1);
+        EXPECT_EQ(TestSupport::readFile(path), written);
+    }
+
+    // One flipped byte in the saved data, a cut journal, a huge region length.
+    QByteArray flipped = good;
+    flipped[good.size() - 100] = char(flipped[good.size() - 100] ^ 1);
+    QByteArray huge = good;
+    const int lengthField = good.indexOf(QFile::encodeName(path)) + QFile::encodeName(path).size() + 76 + 8;
+    for (int i = 0; i < 8; ++i)
+        huge[lengthField + i] = char(0x7F);
+    const QByteArray damaged[] = {flipped, good.left(good.size() - 10), huge, good.left(20), QByteArray()};
+    for (const QByteArray& bytes : damaged) {
+        ASSERT_TRUE(TestSupport::writeFile(journalPath, bytes));
+        EXPECT_EQ(SafeFileRewriter::recoverInterruptedWrites(), 0);
+        EXPECT_EQ(TestSupport::readFile(path), written);
+        EXPECT_TRUE(journals().isEmpty());
+    }
+
+    // The intact journal still restores.
+    ASSERT_TRUE(TestSupport::writeFile(journalPath, good));
+    EXPECT_EQ(SafeFileRewriter::recoverInterruptedWrites(), 1);
+    EXPECT_EQ(TestSupport::readFile(path), original);
+}

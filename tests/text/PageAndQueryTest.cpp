@@ -1,0 +1,161 @@
+#include "TestSupport.h"
+
+#include "support/WMUtility.h"
+#include "text/WMCompressionExtensions.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace {
+
+QVariantMap tableDescription()
+{
+    return {{QStringLiteral("listBegin"), QStringLiteral("<tr")},
+            {QStringLiteral("listEnd"), QStringLiteral("</table")},
+            {QStringLiteral("entryBegin"), QStringLiteral("<tr")},
+            {QStringLiteral("textBegin"), QStringLiteral("<td")},
+            {QStringLiteral("textEnd"), QStringLiteral("</td>")}};
+}
+
+QString page(const char* body)
+{
+    return QString::fromUtf8(body);
+}
+
+} // namespace
+
+TEST(PageExtraction, TableRowsBecomeEntriesOfCells)
+{
+    // The header row is taken by the list marker; the rows after it are
+    // the entries. Marker case does not matter.
+    const QString html = page("<html><table><tr><th>Title</th><th>Time</th></tr>\n"
+                              "<tr><td>One</td><td class=t>3:01</td></tr>\n"
+                              "<TR><TD>Two</TD><td>4:02</td></tr>\n"
+                              "<tr><td>Three</td><td>5:03</td></tr>\n"
+                              "</TABLE><table><tr><td>Never</td></tr></table></html>");
+    const auto parsed = WMUtility::parsedContentsOfHTML(html, tableDescription());
+    ASSERT_TRUE(parsed.has_value());
+    ASSERT_EQ(parsed->size(), 3);
+    EXPECT_EQ(parsed->at(0),
+              (QStringList{QStringLiteral("<td>One</td>"), QStringLiteral("<td class=t>3:01</td>")}));
+    EXPECT_EQ(parsed->at(1), (QStringList{QStringLiteral("<TD>Two</TD>"), QStringLiteral("<td>4:02</td>")}));
+    EXPECT_EQ(parsed->at(2),
+              (QStringList{QStringLiteral("<td>Three</td>"), QStringLiteral("<td>5:03</td>")}));
+}
+
+TEST(PageExtraction, MissingMarkersAndLists)
+{
+    QVariantMap incomplete = tableDescription();
+    incomplete.remove(QStringLiteral("textEnd"));
+    EXPECT_FALSE(WMUtility::parsedContentsOfHTML(page("<tr><td>x</td></table>"), incomplete).has_value());
+    EXPECT_FALSE(WMUtility::parsedContentsOfHTML(QString(), tableDescription()).has_value());
+    const auto noList = WMUtility::parsedContentsOfHTML(page("<p>nothing here</p>"), tableDescription());
+    ASSERT_TRUE(noList.has_value());
+    EXPECT_TRUE(noList->isEmpty());
+    const auto noEnd = WMUtility::parsedContentsOfHTML(page("<tr><tr><td>x</td>"), tableDescription());
+    ASSERT_TRUE(noEnd.has_value());
+    EXPECT_TRUE(noEnd->isEmpty());
+    // An empty marker is never found.
+    QVariantMap emptyBegin = tableDescription();
+    emptyBegin.insert(QStringLiteral("listBegin"), QString());
+    const auto none = WMUtility::parsedContentsOfHTML(page("<tr><tr><td>x</td></table>"), emptyBegin);
+    ASSERT_TRUE(none.has_value());
+    EXPECT_TRUE(none->isEmpty());
+}
+
+TEST(PageExtraction, PiecesStopAtStrayEndsAndEntryBounds)
+{
+    const QString html = page("<tr>"
+                              "<tr></td><td>dropped</td>"     // end before begin: no pieces
+                              "<tr><td>a</td></td><td>b</td>" // a stray end stops the entry after "a"
+                              "<tr><td>open"                  // its end lies in the next entry
+                              "<tr><td>c</td>"
+                              "</table>");
+    const auto parsed = WMUtility::parsedContentsOfHTML(html, tableDescription());
+    ASSERT_TRUE(parsed.has_value());
+    ASSERT_EQ(parsed->size(), 2);
+    EXPECT_EQ(parsed->at(0), QStringList{QStringLiteral("<td>a</td>")});
+    EXPECT_EQ(parsed->at(1), QStringList{QStringLiteral("<td>c</td>")});
+}
+
+TEST(QueryEncoding, StringForPost)
+{
+    EXPECT_EQ(WMUtility::stringForPost(QStringLiteral("Rock & Roll"), false, QStringLiteral("%20")),
+              QStringLiteral("Rock%20Roll"));
+    EXPECT_EQ(WMUtility::stringForPost(QStringLiteral("Simon & Garfunkel"), false, QStringLiteral("+")),
+              QStringLiteral("Simon+Garfunkel"));
+    EXPECT_EQ(WMUtility::stringForPost(QStringLiteral("AC/DC Back in Black!"), true, QStringLiteral("+")),
+              QStringLiteral("ACDC+Back+in+Black"));
+    EXPECT_EQ(WMUtility::stringForPost(QString::fromUtf16(u"Café Tacvba"), false, QStringLiteral("+")),
+              QStringLiteral("Cafe+Tacvba"));
+    // A "+" of the text itself becomes the space string too.
+    EXPECT_EQ(WMUtility::stringForPost(QStringLiteral("1+1 two"), true, QStringLiteral("_")),
+              QStringLiteral("1_1_two"));
+}
+
+TEST(QueryEncoding, HTTPFromDictionary)
+{
+    const QVariantMap values{{QStringLiteral("a"), QStringLiteral("1 2")},
+                             {QStringLiteral("b"), QStringLiteral("x")},
+                             {QStringLiteral("q"), QString::fromUtf16(u"é&\"")}};
+    EXPECT_EQ(WMUtility::HTTPFromDictionary(values, QStringList{QStringLiteral("b"), QStringLiteral("a")}),
+              QByteArray("b=x&a=1+2"));
+    EXPECT_EQ(WMUtility::HTTPFromDictionary(values, QStringList{QStringLiteral("c"), QStringLiteral("b")}),
+              QByteArray("b=x"));
+    EXPECT_EQ(WMUtility::HTTPFromDictionary(values, std::nullopt), QByteArray("a=1+2&b=x&q=%C3%A9&%22"));
+    EXPECT_EQ(WMUtility::HTTPFromDictionary({}, std::nullopt), QByteArray(""));
+}
+
+TEST(Compression, RoundTripAndPassThrough)
+{
+    std::mt19937 random(7);
+    QByteArray data;
+    for (int i = 0; i < 200000; ++i)
+        data.append(static_cast<char>("abcdefgh"[random() % 8]));
+    const QByteArray packed = WMCompressionExtensions::compressedData(data);
+    ASSERT_GE(packed.size(), 2);
+    EXPECT_EQ(static_cast<quint8>(packed.at(0)), 0x1F);
+    EXPECT_EQ(static_cast<quint8>(packed.at(1)), 0x8B);
+    EXPECT_LT(packed.size(), data.size());
+    EXPECT_EQ(WMCompressionExtensions::decompressedData(packed), data);
+    EXPECT_EQ(WMCompressionExtensions::copyDecompressedData(packed), data);
+
+    const QByteArray plain("not compressed at all");
+    EXPECT_EQ(WMCompressionExtensions::decompressedData(plain), plain);
+    EXPECT_EQ(WMCompressionExtensions::copyDecompressedData(QByteArray()), std::nullopt);
+    EXPECT_EQ(WMCompressionExtensions::decompressedData(QByteArray()), QByteArray());
+    EXPECT_TRUE(
+        WMCompressionExtensions::decompressedData(WMCompressionExtensions::compressedData({})).isEmpty());
+    // A cut-off stream gives what could be read, never more than was there.
+    const QByteArray cut = WMCompressionExtensions::decompressedData(packed.left(packed.size() / 2));
+    EXPECT_LE(cut.size(), data.size());
+    EXPECT_TRUE(data.startsWith(cut.left(1000)));
+}
+
+TEST(DirectoryWalk, SkipsHiddenPackagesAndLoops)
+{
+    const QString root = TestSupport::scratchFolder() + QStringLiteral("/walk");
+    QDir(root).removeRecursively();
+    for (const char* file :
+         {"a.mp3", "sub/b.mp3", "sub/deeper/c.m4a", ".hidden/d.mp3", ".e.mp3", "thing.app/f.mp3", "z.mp3"})
+        ASSERT_TRUE(TestSupport::writeFile(root + QLatin1Char('/') + QString::fromUtf8(file), "x"));
+    ASSERT_TRUE(QFile::link(root, root + QStringLiteral("/sub/loop")));
+    QDir().mkpath(root + QStringLiteral("/empty"));
+
+    const QString p = root + QLatin1Char('/');
+    EXPECT_EQ(WMUtility::recursiveFilePathsInDirectory(root, false, 1000),
+              (QStringList{p + QStringLiteral("a.mp3"), p + QStringLiteral("sub/b.mp3"),
+                           p + QStringLiteral("sub/deeper/c.m4a"), p + QStringLiteral("z.mp3")}));
+    const QStringList withPackages = WMUtility::recursiveFilePathsInDirectory(root, true, 1000);
+    EXPECT_EQ(withPackages.size(), 5);
+    EXPECT_TRUE(withPackages.contains(p + QStringLiteral("thing.app/f.mp3")));
+    EXPECT_EQ(WMUtility::recursiveFilePathsInDirectory(root, false, 2),
+              (QStringList{p + QStringLiteral("a.mp3"), p + QStringLiteral("sub/b.mp3")}));
+    EXPECT_TRUE(WMUtility::recursiveFilePathsInDirectory(root, false, 0).isEmpty());
+    EXPECT_TRUE(
+        WMUtility::recursiveFilePathsInDirectory(root + QStringLiteral("/missing"), true, 10).isEmpty());
+}

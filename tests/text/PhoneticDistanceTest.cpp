@@ -1,0 +1,190 @@
+#include "text/WendmarkTextExtensions.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QObject>
+#include <QThread>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <random>
+#include <thread>
+#include <vector>
+
+using namespace WendmarkTextExtensions;
+
+namespace {
+
+struct KeyCase
+{
+    const char* word;
+    const char* key;
+};
+
+// The textbook full-matrix edit distance, as an independent reference.
+int referenceDistance(const QString& a, const QString& b)
+{
+    std::vector<std::vector<int>> d(size_t(a.size() + 1), std::vector<int>(size_t(b.size() + 1)));
+    for (qsizetype i = 0; i <= a.size(); ++i)
+        d[size_t(i)][0] = int(i);
+    for (qsizetype j = 0; j <= b.size(); ++j)
+        d[0][size_t(j)] = int(j);
+    for (qsizetype i = 1; i <= a.size(); ++i) {
+        for (qsizetype j = 1; j <= b.size(); ++j) {
+            const int cost = a.at(i - 1) == b.at(j - 1) ? 0 : 1;
+            d[size_t(i)][size_t(j)] =
+                std::min({d[size_t(i - 1)][size_t(j)] + 1, d[size_t(i)][size_t(j - 1)] + 1,
+                          d[size_t(i - 1)][size_t(j - 1)] + cost});
+        }
+    }
+    return d[size_t(a.size())][size_t(b.size())];
+}
+
+} // namespace
+
+// Receives scores on the thread it lives on.
+class ScoreReceiver : public QObject
+{
+    Q_OBJECT
+public:
+    std::vector<float> scores;
+    std::vector<QThread*> threads;
+    size_t expected = 1;
+    QEventLoop* loop = nullptr;
+
+    Q_INVOKABLE void gotScore(float score)
+    {
+        scores.push_back(score);
+        threads.push_back(QThread::currentThread());
+        if (loop && scores.size() >= expected)
+            loop->quit();
+    }
+};
+
+TEST(Metaphone, WordKeys)
+{
+    const KeyCase cases[] = {
+        {"knight", "nikt"}, {"wright", "nikt"},   {"phone", "fn"},    {"thomas", "0ms"}, {"x", "s"},
+        {"xx", "s"},        {"xavier", "ksfr"},   {"smith", "sm0h"},  {"occur", "okr"},  {"science", "sns"},
+        {"judge", "jj"},    {"gnome", "nom"},     {"aeon", "eon"},    {"who", "wo"},     {"wrap", "nap"},
+        {"bomb", "bm"},     {"nation", "nxn"},    {"church", "krkh"}, {"laugh", "lh"},   {"edge", "ej"},
+        {"shh", "xh"},      {"ahead", "aht"},     {"ohm", "om"},      {"cia", "x"},      {"cow", "kw"},
+        {"swan", "swn"},    {"awkward", "akwrt"}, {"back", "bkk"},    {"backs", "bks"},  {"ghost", "kst"},
+        {"gig", "jk"},      {"signed", "snt"},    {"u2", "u2"},       {"b", "b"},        {"e", "e"},
+        {"", ""},           {"Café", "kf"},       {"SMITH", "sm0h"},  {"y", "y"},        {"zyx", "syks"},
+    };
+    for (const KeyCase& c : cases)
+        EXPECT_EQ(metaphoneWord(QString::fromUtf8(c.word)), QString::fromUtf8(c.key)) << c.word;
+}
+
+TEST(Metaphone, Phrases)
+{
+    EXPECT_EQ(metaphone(QStringLiteral("The Beatles")), QStringLiteral("0 btls"));
+    EXPECT_EQ(metaphoneNoMinorWords(QStringLiteral("The Beatles")), QStringLiteral("btls"));
+    EXPECT_EQ(metaphone(QStringLiteral("  knight  ")), QStringLiteral("nikt"));
+    // Empty pieces between double blanks keep their separating blanks.
+    EXPECT_EQ(metaphone(QStringLiteral("a  b")), QStringLiteral("a  b"));
+    EXPECT_EQ(metaphoneWithoutMinorWords(QStringLiteral("Best of the Rest"), true),
+              QStringLiteral("bst rst"));
+    EXPECT_EQ(metaphone(QString()), QString());
+}
+
+TEST(Levenshtein, WordDistance)
+{
+    EXPECT_EQ(levenshteinCompareWithWord(QString(), QStringLiteral("abc")), 0.0f);
+    EXPECT_EQ(levenshteinCompareWithWord(QStringLiteral("abc"), QString()), 0.0f);
+    EXPECT_EQ(levenshteinCompareWithWord(QStringLiteral("kitten"), QStringLiteral("sitting")), 3.0f);
+    EXPECT_EQ(levenshteinCompareWithWord(QStringLiteral("Abc"), QStringLiteral("abc")), 1.0f);
+    EXPECT_EQ(levenshteinCompareWithWord(QStringLiteral("ab"), QStringLiteral("abcdef")), 4.0f);
+    EXPECT_EQ(smallestOf(3, 1, 2), 1);
+    EXPECT_EQ(smallestOf(-5, 0, -7), -7);
+    EXPECT_EQ(smallestOf(4, 4, 4), 4);
+}
+
+TEST(Levenshtein, MatchesTheFullMatrix)
+{
+    std::mt19937 random(1234);
+    const char16_t alphabet[] = {u'a', u'b', u'c', u'A', u'\u00e9', u'\u0416', 0xD83C};
+    for (int round = 0; round < 400; ++round) {
+        QString a, b;
+        const int lengthA = int(random() % 14) + 1;
+        const int lengthB = int(random() % 14) + 1;
+        for (int i = 0; i < lengthA; ++i)
+            a.append(QChar(alphabet[random() % std::size(alphabet)]));
+        for (int i = 0; i < lengthB; ++i)
+            b.append(QChar(alphabet[random() % std::size(alphabet)]));
+        ASSERT_EQ(levenshteinCompareWithWord(a, b), float(referenceDistance(a, b))) << a.toStdString();
+    }
+}
+
+TEST(Levenshtein, PhraseScores)
+{
+    EXPECT_EQ(threadedLevenshteinCompare(QStringLiteral("Abbey Road"), QStringLiteral("abbey road"), 5),
+              0.0f);
+    const float spaced =
+        threadedLevenshteinCompare(QStringLiteral("abbey  road"), QStringLiteral("abbey road"), 5);
+    quint32 bits = 0;
+    std::memcpy(&bits, &spaced, sizeof bits);
+    EXPECT_EQ(bits, 0x3D2C0831u);
+    EXPECT_EQ(threadedLevenshteinCompare(QString(), QStringLiteral("x"), 5), 42.0f);
+    EXPECT_EQ(threadedLevenshteinCompare(QStringLiteral("x"), QString(), 5), 42.0f);
+    EXPECT_EQ(threadedLevenshteinCompare(QStringLiteral("   "), QStringLiteral(" "), 5), 0.042f);
+    // Not symmetric: A's words are matched against B's.
+    EXPECT_EQ(threadedLevenshteinCompare(QStringLiteral("abc"), QStringLiteral("ABD xyz"), 5), 1.0f);
+    EXPECT_EQ(threadedLevenshteinCompare(QStringLiteral("abd xyz"), QStringLiteral("abc"), 5), 2.0f);
+    // Words of A beyond the stride of 100 are all visited given the time.
+    QStringList many;
+    for (int i = 0; i < 250; ++i)
+        many.append(i % 50 == 0 ? QStringLiteral("zzzz") : QStringLiteral("song"));
+    EXPECT_FLOAT_EQ(threadedLevenshteinCompare(many.join(QLatin1Char(' ')), QStringLiteral("song"), 60),
+                    0.08f);
+}
+
+TEST(Levenshtein, AsyncScoresArriveOnTheMainThread)
+{
+    ScoreReceiver receiver;
+    QEventLoop loop;
+    receiver.loop = &loop;
+    receiver.expected = 3;
+    asyncLevenshteinCompareWithString(QStringLiteral("kitten"), QStringLiteral("sitting"), 5, &receiver,
+                                      "gotScore");
+    asyncLevenshteinCompareWithString(QStringLiteral("Abbey Road"), QStringLiteral("abbey road"), 5,
+                                      &receiver, "gotScore");
+    asyncLevenshteinCompareWithString(QString(), QStringLiteral("x"), 5, &receiver, "gotScore");
+    QTimer::singleShot(60000, &loop, &QEventLoop::quit); // guard against a lost delivery only
+    loop.exec();
+    ASSERT_EQ(receiver.scores.size(), 3u);
+    std::vector<float> sorted = receiver.scores;
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(sorted, (std::vector<float>{0.0f, 3.0f, 42.0f}));
+    for (QThread* thread : receiver.threads)
+        EXPECT_EQ(thread, QCoreApplication::instance()->thread());
+}
+
+TEST(Levenshtein, DeliveryToAGoneTargetIsSkipped)
+{
+    auto receiver = std::make_unique<ScoreReceiver>();
+    QPointer<QObject> target(receiver.get());
+    receiver.reset();
+    std::atomic<bool> done{false};
+    std::thread worker([&] {
+        threadedLevenshteinCompareWithParameters(QStringLiteral("a"), QStringLiteral("b"), 5, target,
+                                                 "gotScore");
+        done = true;
+    });
+    while (!done)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    worker.join();
+    // Called on the main thread itself, the score is delivered directly.
+    ScoreReceiver direct;
+    threadedLevenshteinCompareWithParameters(QStringLiteral("ab"), QStringLiteral("ab c"), 5, &direct,
+                                             "gotScore");
+    ASSERT_EQ(direct.scores.size(), 1u);
+    EXPECT_EQ(direct.scores[0], 0.042f);
+}
+
+#include "PhoneticDistanceTest.moc"
