@@ -219,9 +219,12 @@ QString WMFormat::list(const char* format, std::initializer_list<WMFormatArg> ar
         if (!arg)
             continue;
 
-        std::string spec = "%" + flags + (width ? std::to_string(width) : std::string());
+        std::string spec(1, '%');
+        spec.append(flags);
+        if (width)
+            spec.append(std::to_string(width));
         if (precision >= 0)
-            spec += "." + std::to_string(precision);
+            spec.append(1, '.').append(std::to_string(precision));
         switch (conv) {
         case '@':
         case 's':

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <QByteArray>
-#include <QString>
-#include <QVariant>
 #include <QList>
+#include <QString>
 #include <QStringList>
+#include <QVariant>
 #include <QVariantMap>
 
 #include <optional>

@@ -2,13 +2,14 @@
 
 #include "AACInfoTag.h"
 #include "Atom.h"
+#include "AtomFileDevice.h"
 #include "FileIdentity.h"
 #include "SafeFileRewriter.h"
 
 #include "support/WMLog.h"
 
 #include <QDateTime>
-#include <QFile>
+#include <QFileInfo>
 #include <QtEndian>
 
 #include <utility>
@@ -183,8 +184,8 @@ bool AACFileWriter::write(const AACInfoTag& tag, QString* errorText)
 {
     mKeptMediaInPlace = false;
     const FileIdentity identity = FileIdentity::of(mPath);
-    QFile file(mPath);
-    if (!identity.isValid() || !file.open(QIODevice::ReadWrite)) {
+    AtomFileDevice file(mPath);
+    if (!identity.isValid() || !QFileInfo(mPath).isWritable() || !file.open(QIODevice::ReadOnly)) {
         WMLog("AACInfoTag cannot open %@ for updating", mPath);
         return false;
     }

@@ -2,10 +2,10 @@
 
 #include "AACFileWriter.h"
 #include "Atom.h"
+#include "AtomFileDevice.h"
 
 #include "support/WMLog.h"
 
-#include <QFile>
 #include <QtEndian>
 
 #include <cmath>
@@ -66,7 +66,7 @@ std::unique_ptr<AACInfoTag> AACInfoTag::tagAtPath(const QString& path)
 bool AACInfoTag::initWithPath(const QString& path)
 {
     AudioInfoTag::initWithPath(path);
-    QFile file(path);
+    AtomFileDevice file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         WMLog("AACInfoTag cannot open %@: %@", path, file.errorString());
         return false;
@@ -133,7 +133,7 @@ void AACInfoTag::readItems(Atom* ilst)
         for (const Atom::Ptr& child : covr->contents()) {
             if (child->name() != kData || child->isContainer() || child->size() < 9)
                 continue;
-            if (auto picture = ID3Image::imageWithData(child->data().mid(8)))
+            if (auto picture = ID3Image::imageWithData(child->dataFrom(8)))
                 mImages.append(*picture);
         }
     }

@@ -322,6 +322,23 @@ QByteArray Atom::data() const
     return bytes;
 }
 
+QByteArray Atom::dataFrom(qint64 from) const
+{
+    if (mIsContainer || from < 0 || static_cast<quint64>(from) > size())
+        return QByteArray();
+    if (!mFile)
+        return mData.mid(from);
+    const qint64 length = mFileLength - from;
+    if (length == 0)
+        return QByteArray("");
+    if (!mFile->seek(mFileOffset + from))
+        throw AtomError();
+    QByteArray bytes = mFile->read(length);
+    if (bytes.size() != length)
+        throw AtomError();
+    return bytes;
+}
+
 void Atom::setData(const QByteArray& bytes)
 {
     const quint64 old = size();

@@ -87,6 +87,9 @@ public:
 
     // The leaf's data (read from the file when file-backed); null for a container.
     QByteArray data() const;
+    // The leaf's data from byte `from` on (a value without its 8-byte type
+    // and locale words), read without copying the rest; null when shorter.
+    QByteArray dataFrom(qint64 from) const;
     // Holds `bytes` in memory; with auto-sizing compensates old - new size.
     void setData(const QByteArray& bytes);
     // Makes the leaf file-backed over [offset, offset + length).

@@ -47,7 +47,8 @@ public:
     // `offset`, and its name. A 32-bit size of 1 takes the 64-bit size that
     // follows, 0 means "to the end of the data". Raises AtomError for sizes
     // 2 to 7 and for a header that does not fit. `toEnd` tells a size of 0.
-    quint64 sizeOfAtomAt(qint64 offset, quint32* name, int* headerLength = nullptr, bool* toEnd = nullptr) const;
+    quint64 sizeOfAtomAt(qint64 offset, quint32* name, int* headerLength = nullptr,
+                         bool* toEnd = nullptr) const;
 
     // Offset of the atom reached by a colon-separated name path such as
     // "moov:trak:mdia", each level taking the n-th occurrence given by the

@@ -192,9 +192,11 @@ QByteArray ID3FrameWriter::dataForID3v2x(const MP3InfoTag& tag, bool v24, bool s
         if (const auto* block = std::get_if<QVariantMap>(&object); block && id == QLatin1String("USLT")) {
             const EncodedBlock e = encodeBlock(*block);
             beginFrame(id);
-            // UTF-16 with a byte-order mark is encoding 1 in both versions;
-            // other readers would show the mark of an encoding-2 string.
-            out += static_cast<char>(e.unicode ? 1 : 0);
+            // Unicode is written as big-endian UTF-16 with a byte-order mark
+            // under encoding byte 2 in both versions, as tags written by
+            // earlier versions of the program are; our reader takes 1 and 2
+            // alike.
+            out += static_cast<char>(e.unicode ? 2 : 0);
             out += e.language + e.descriptor;
             out += e.unicode ? QByteArray(2, '\0') : QByteArray(1, '\0');
             out += e.text;
@@ -203,7 +205,7 @@ QByteArray ID3FrameWriter::dataForID3v2x(const MP3InfoTag& tag, bool v24, bool s
             for (const QString& s : *strings)
                 latin1 = latin1 && ID3TextCodec::isLatin1Convertible(s);
             beginFrame(id);
-            out += static_cast<char>(latin1 ? 0 : 1);
+            out += static_cast<char>(latin1 ? 0 : 2);
             for (const QString& s : *strings) {
                 if (latin1) {
                     out += s.toLatin1();

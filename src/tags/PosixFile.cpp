@@ -97,7 +97,7 @@ bool PosixFile::copyFrom(const PosixFile& source, qint64 sourceOffset, qint64 of
     if (length == 0)
         return true;
     const qint64 chunk = qMin(length, kChunkSize);
-    const auto buffer = std::make_unique_for_overwrite<char[]>(static_cast<size_t>(chunk));
+    const auto buffer = makeBuffer(chunk);
     while (length > 0) {
         const qint64 n = qMin(length, chunk);
         if (!source.readAt(sourceOffset, buffer.get(), n) || !writeAt(offset, buffer.get(), n))
@@ -142,4 +142,9 @@ bool PosixFile::flushFolder(const QString& folder)
 QString PosixFile::lastError()
 {
     return QString::fromLocal8Bit(std::strerror(errno));
+}
+
+std::unique_ptr<char[]> PosixFile::makeBuffer(qint64 size)
+{
+    return std::make_unique_for_overwrite<char[]>(static_cast<size_t>(qBound<qint64>(1, size, kChunkSize)));
 }

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <memory>
+
 // An owned POSIX file descriptor with whole-range reads and writes that
 // survive short transfers and interruptions. Used where a writer needs the
 // exact system calls (positioned writes, truncation, data flushes, locks).
@@ -45,6 +47,8 @@ public:
     static QString lastError();
 
     static constexpr qint64 kChunkSize = 1 << 20;
+    // An uninitialised transfer buffer of `size` bytes, bounded to 1..kChunkSize.
+    static std::unique_ptr<char[]> makeBuffer(qint64 size);
 
 private:
     int mFd = -1;

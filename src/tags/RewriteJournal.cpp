@@ -228,7 +228,7 @@ bool RewriteJournal::create(const QString& folder, const Header& header, const P
         position += total;
     }
     const qint64 chunk = mHasSaved ? 1 : qBound<qint64>(1, total, PosixFile::kChunkSize);
-    const auto buffer = std::make_unique_for_overwrite<char[]>(static_cast<size_t>(chunk));
+    const auto buffer = PosixFile::makeBuffer(chunk);
     for (const Region& region : mHasSaved ? QList<Region>() : header.regions) {
         for (qint64 done = 0; done < region.length;) {
             const qint64 n = qMin(chunk, region.length - done);
@@ -334,7 +334,7 @@ RewriteJournal::OpenResult RewriteJournal::openExisting(const QString& journalPa
     Checksum checksum;
     const qint64 covered = tableAt + kRegionEntrySize * count + total;
     const qint64 chunk = qMin<qint64>(covered, PosixFile::kChunkSize);
-    const auto buffer = std::make_unique_for_overwrite<char[]>(static_cast<size_t>(chunk));
+    const auto buffer = PosixFile::makeBuffer(chunk);
     for (qint64 at = 0; at < covered;) {
         const qint64 n = qMin(chunk, covered - at);
         if (!mFile.readAt(at, buffer.get(), n))
@@ -352,8 +352,8 @@ bool RewriteJournal::matchesOriginal(const PosixFile& target) const
 {
     if (FileIdentity::ofDescriptor(target.fd()).size != mHeader.originalLength)
         return false;
-    const auto saved = std::make_unique_for_overwrite<char[]>(static_cast<size_t>(PosixFile::kChunkSize));
-    const auto current = std::make_unique_for_overwrite<char[]>(static_cast<size_t>(PosixFile::kChunkSize));
+    const auto saved = PosixFile::makeBuffer(PosixFile::kChunkSize);
+    const auto current = PosixFile::makeBuffer(PosixFile::kChunkSize);
     for (int i = 0; i < mHeader.regions.size(); ++i) {
         const Region& region = mHeader.regions[i];
         const qint64 from = dataOffset(i);

@@ -19,7 +19,7 @@ struct FileEdit
 // Rewrites a file in place, crash-safely. Before anything is overwritten the
 // original bytes of the regions about to change, the original length and the
 // file's identity go into a journal in the caches folder, flushed to disk;
-// then the file is written, truncated and flushed, and the journal removed.
+// then the file is written, truncated and flushed, and the journal freed.
 // The file keeps its inode, so hard links and open handles stay valid.
 // A journal left by an interrupted write is undone at the next start
 // (recoverInterruptedWrites), but only while the file is still the one the

@@ -242,6 +242,9 @@ QString simplified(const QString& s)
         for (const SimplifierTable::Entry& entry : table->entries) {
             if (entry.first < 128 && !present.test(entry.first))
                 continue;
+            const qsizetype at = QStringView(text).indexOf(entry.key);
+            if (at < 0)
+                continue;
             text.replace(entry.key, entry.value);
             for (QChar c : entry.value) {
                 if (c.unicode() < 128)

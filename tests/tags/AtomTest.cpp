@@ -3,6 +3,7 @@
 
 #include "support/WMLog.h"
 #include "tags/Atom.h"
+#include "tags/AtomFileDevice.h"
 
 #include <QBuffer>
 #include <QtEndian>
@@ -380,4 +381,26 @@ TEST(Atom, HashAndDescriptions)
     EXPECT_TRUE(lines[1].startsWith(QStringLiteral("        <Atom")));
     EXPECT_TRUE(box->data().isNull());
     EXPECT_EQ(box->atomHash(), 0u);
+}
+
+TEST(Atom, FileDeviceServesScatteredReadsExactly)
+{
+    QByteArray bytes(300 * 1024, '\0');
+    for (qsizetype i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<char>((i * 131 + (i >> 9)) & 0xFF);
+    const QString path = TestSupport::scratchFolder() + QStringLiteral("/device.bin");
+    ASSERT_TRUE(TestSupport::writeFile(path, bytes));
+    AtomFileDevice device(path);
+    EXPECT_FALSE(device.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(device.open(QIODevice::ReadOnly));
+    EXPECT_EQ(device.size(), bytes.size());
+    // Alternating places, reads across block ends, long reads and the end.
+    const qint64 reads[][2] = {{0, 8},        {150000, 8},    {16380, 8},  {20, 100000}, {299000, 5000},
+                               {151000, 300}, {3, 16384 * 2}, {307199, 1}, {307200, 8},  {9000, 7000}};
+    for (const auto& r : reads) {
+        ASSERT_TRUE(device.seek(r[0]));
+        EXPECT_EQ(device.read(r[1]), bytes.mid(r[0], r[1])) << r[0] << " " << r[1];
+    }
+    device.close();
+    EXPECT_FALSE(AtomFileDevice(path + QStringLiteral(".missing")).open(QIODevice::ReadOnly));
 }

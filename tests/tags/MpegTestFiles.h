@@ -39,9 +39,9 @@ public:
         bool copyright = false;
     };
 
-    // The four header bytes, or an empty array when the spec is not encodable.
+    // The four header bytes, or an empty array when the frame cannot be encoded.
     static QByteArray frameHeader(const FrameSpec& spec);
-    // The true length of one frame in bytes (0 when the spec is not encodable).
+    // The true length of one frame in bytes (0 when the frame cannot be encoded).
     static int frameLength(const FrameSpec& spec);
     // One complete frame: header, zero side information, pattern payload.
     // `serial` varies the payload so that frames differ from one another.

@@ -71,9 +71,23 @@ QByteArray runPython(const char* script, const QStringList& arguments)
     return python.readAllStandardOutput();
 }
 
+// Our writer marks Unicode text with encoding byte 2 followed by a
+// byte-order mark; a reader that takes encoding 2 as plain big-endian UTF-16
+// keeps the mark as a leading U+FEFF, which is all that differs.
+QString withoutByteOrderMark(QString text)
+{
+    if (text.startsWith(QChar(0xFEFF)))
+        text.remove(0, 1);
+    return text;
+}
+
 QJsonObject describe(const QString& path)
 {
-    return QJsonDocument::fromJson(runPython(kDescribe, {path})).object();
+    QJsonObject o = QJsonDocument::fromJson(runPython(kDescribe, {path})).object();
+    for (auto it = o.begin(); it != o.end(); ++it)
+        if (it->isString())
+            *it = withoutByteOrderMark(it->toString());
+    return o;
 }
 
 QString md5(const QByteArray& data)

@@ -110,7 +110,7 @@ TEST(QueryEncoding, HTTPFromDictionary)
     EXPECT_EQ(WMUtility::HTTPFromDictionary({}, std::nullopt), QByteArray(""));
 }
 
-TEST(Compression, RoundTripAndPassThrough)
+TEST(TextCompression, RoundTripAndPassThrough)
 {
     std::mt19937 random(7);
     QByteArray data;
@@ -136,7 +136,7 @@ TEST(Compression, RoundTripAndPassThrough)
     EXPECT_TRUE(data.startsWith(cut.left(1000)));
 }
 
-TEST(DirectoryWalk, SkipsHiddenPackagesAndLoops)
+TEST(TextDirectoryWalk, SkipsHiddenPackagesAndLoops)
 {
     const QString root = TestSupport::scratchFolder() + QStringLiteral("/walk");
     QDir(root).removeRecursively();

@@ -36,7 +36,7 @@ TEST(EntityTable, HoldsTheStandardNamesAndTheExtras)
     EXPECT_TRUE(HTMLEntityTable::nameForCodePoint(256).isNull());
 }
 
-TEST(Entities, Decoding)
+TEST(TextEntities, Decoding)
 {
     EXPECT_EQ(stringByReplacingAmpersandCodes(QStringLiteral("&amp;amp;")), QStringLiteral("&amp;"));
     EXPECT_EQ(stringByReplacingAmpersandCodes(QStringLiteral("&#x41")), QStringLiteral("A"));
@@ -69,7 +69,7 @@ TEST(Entities, Decoding)
     EXPECT_TRUE(ampersandCodeEquivalentAtIndex(QStringLiteral("&amp;"), 99, &length).isNull());
 }
 
-TEST(Entities, Encoding)
+TEST(TextEntities, Encoding)
 {
     EXPECT_EQ(stringByInsertingAmpersandCodes(u(u"Café <b> €1 ¹")),
               QStringLiteral("Caf&eacute; <b> &euro;1 &supl;"));
@@ -79,7 +79,7 @@ TEST(Entities, Encoding)
     EXPECT_EQ(stringByReplacingAmpersandCodes(stringByInsertingAmpersandCodes(named)), named);
 }
 
-TEST(Escaping, EscapesExactlyOnce)
+TEST(TextEscaping, EscapesExactlyOnce)
 {
     EXPECT_EQ(safelyEscapedString(QStringLiteral("Rock Roll")), QStringLiteral("Rock%20Roll"));
     EXPECT_EQ(safelyEscapedString(QStringLiteral("Rock%20Roll")), QStringLiteral("Rock%20Roll"));
@@ -94,7 +94,7 @@ TEST(Escaping, EscapesExactlyOnce)
         EXPECT_LT(c.unicode(), 0x80);
 }
 
-TEST(Cleanup, CaseCorrection)
+TEST(TextCleanup, CaseCorrection)
 {
     EXPECT_EQ(correctedCaseString(QStringLiteral("ROCK AND ROLL")), QStringLiteral("Rock And Roll"));
     EXPECT_EQ(correctedCaseString(QStringLiteral("rock and roll")), QStringLiteral("Rock And Roll"));
@@ -103,7 +103,7 @@ TEST(Cleanup, CaseCorrection)
     EXPECT_EQ(correctedCaseString(QStringLiteral("1999")), QStringLiteral("1999"));
 }
 
-TEST(Cleanup, StrippingEnclosedText)
+TEST(TextCleanup, StrippingEnclosedText)
 {
     EXPECT_EQ(stringWithStrippedParenthesizedText(QStringLiteral("a (b) c (d) e")), QStringLiteral("a  e"));
     EXPECT_EQ(stringWithStrippedParenthesizedText(QStringLiteral("Song (Live)")), QStringLiteral("Song"));
@@ -119,7 +119,7 @@ TEST(Cleanup, StrippingEnclosedText)
         QStringLiteral("ae"));
 }
 
-TEST(Cleanup, ArticleReordering)
+TEST(TextCleanup, ArticleReordering)
 {
     EXPECT_EQ(normalizedString(QStringLiteral("Beatles, The")), QStringLiteral("The Beatles"));
     EXPECT_EQ(normalizedString(QStringLiteral("Who, the")), QStringLiteral("the Who"));
@@ -131,7 +131,7 @@ TEST(Cleanup, ArticleReordering)
     EXPECT_EQ(normalizedString(QStringLiteral("Police\t, A")), QStringLiteral("A Police"));
 }
 
-TEST(Numbers, DigitsAndHighBit)
+TEST(TextNumbers, DigitsAndHighBit)
 {
     EXPECT_EQ(CharacterToNumber(QLatin1Char('7'), false), 7);
     EXPECT_EQ(CharacterToNumber(QLatin1Char('a'), true), 10);
@@ -148,7 +148,7 @@ TEST(Numbers, DigitsAndHighBit)
     EXPECT_EQ(ASCIIHighBitToUnicode(QLatin1Char('A')), QLatin1Char('A'));
 }
 
-TEST(Numbers, ChecksumStartsAtZeroWithoutFinalInversion)
+TEST(TextNumbers, ChecksumStartsAtZeroWithoutFinalInversion)
 {
     EXPECT_EQ(CRC(QByteArray()), 0u);
     EXPECT_EQ(CRC(QByteArrayLiteral("123456789")), 0x2DFD2D88u);
@@ -180,7 +180,7 @@ TEST(FlowedHTML, LineStructureComesFromTags)
     EXPECT_EQ(stringFlowedFromHTML(QString()), QString());
 }
 
-TEST(Bytes, BigEndianUnicode)
+TEST(TextBytes, BigEndianUnicode)
 {
     EXPECT_EQ(bigEndianUnicodeData(u(u"Aé")), QByteArray::fromHex("feff004100e9"));
     EXPECT_EQ(bigEndianUnicodeData(u(u"😀")), QByteArray::fromHex("feffd83dde00"));

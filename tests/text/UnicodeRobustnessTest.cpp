@@ -26,7 +26,7 @@ QString awkwardString(std::mt19937& random, int maxLength)
 
 } // namespace
 
-TEST(UnicodeRobustness, NoOperationFailsOnAwkwardText)
+TEST(TextUnicodeRobustness, NoOperationFailsOnAwkwardText)
 {
     using namespace WendmarkTextExtensions;
     using namespace WMStringExtensions;
