@@ -10,8 +10,7 @@
 
 CommandLine::CommandLine(QStringList arguments, std::FILE* out, std::FILE* err)
     : mArguments(std::move(arguments)), mOut(out), mErr(err)
-{
-}
+{}
 
 int CommandLine::run()
 {
@@ -28,8 +27,8 @@ int CommandLine::run()
         return TagsCommand(rest, mOut, mErr).run();
     if (args.first() == QStringLiteral("set"))
         return SetCommand(rest, mOut, mErr).run();
-    print(mErr, LocalizedStrings::format(QStringLiteral("CliUnknownCommand"), args.first()) +
-                    QLatin1Char('\n'));
+    print(mErr,
+          LocalizedStrings::format(QStringLiteral("CliUnknownCommand"), args.first()) + QLatin1Char('\n'));
     return 2;
 }
 
@@ -42,7 +41,8 @@ int CommandLine::printHelp()
 
 int CommandLine::printVersion()
 {
-    print(mOut, QStringLiteral("quillbeat-cli %1 (%2)\n").arg(BundleInfo::shortVersion(), BundleInfo::version()));
+    print(mOut,
+          QStringLiteral("quillbeat-cli %1 (%2)\n").arg(BundleInfo::shortVersion(), BundleInfo::version()));
     return 0;
 }
 

@@ -29,8 +29,7 @@ QString kindName(const QVariantMap& playlist)
 
 LibraryCommand::LibraryCommand(QStringList arguments, std::FILE* out, std::FILE* err)
     : mArguments(std::move(arguments)), mOut(out), mErr(err)
-{
-}
+{}
 
 int LibraryCommand::run()
 {
@@ -46,7 +45,8 @@ int LibraryCommand::run()
         } else if (arg == QStringLiteral("--xml") && i + 1 < mArguments.size()) {
             xml = mArguments.at(++i);
         } else {
-            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliBadArgument"), arg) + QLatin1Char('\n'));
+            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliBadArgument"), arg) +
+                                       QLatin1Char('\n'));
             return 2;
         }
     }
@@ -85,10 +85,11 @@ int LibraryCommand::run()
             QJsonArray array;
             for (const QVariant& entry : lists) {
                 const QVariantMap playlist = entry.toMap();
-                array.append(QJsonObject{
-                    {QStringLiteral("name"), playlist.value(QStringLiteral("Name")).toString()},
-                    {QStringLiteral("kind"), kindName(playlist)},
-                    {QStringLiteral("tracks"), playlist.value(QStringLiteral("Playlist Items")).toList().size()}});
+                array.append(
+                    QJsonObject{{QStringLiteral("name"), playlist.value(QStringLiteral("Name")).toString()},
+                                {QStringLiteral("kind"), kindName(playlist)},
+                                {QStringLiteral("tracks"),
+                                 playlist.value(QStringLiteral("Playlist Items")).toList().size()}});
             }
             object.insert(QStringLiteral("playlistList"), array);
         }
@@ -96,14 +97,15 @@ int LibraryCommand::run()
         return 0;
     }
 
-    QString text = LocalizedStrings::format(QStringLiteral("CliLibrarySummary"), xml, musicFolder, persistentID,
-                                            static_cast<qint64>(trackCount), static_cast<qint64>(lists.size()));
+    QString text =
+        LocalizedStrings::format(QStringLiteral("CliLibrarySummary"), xml, musicFolder, persistentID,
+                                 static_cast<qint64>(trackCount), static_cast<qint64>(lists.size()));
     if (playlists) {
         for (const QVariant& entry : lists) {
             const QVariantMap playlist = entry.toMap();
-            text += WMFormat::string("\n  %@ [%@] %ld", playlist.value(QStringLiteral("Name")).toString(),
-                                     kindName(playlist),
-                                     static_cast<qint64>(playlist.value(QStringLiteral("Playlist Items")).toList().size()));
+            text += WMFormat::string(
+                "\n  %@ [%@] %ld", playlist.value(QStringLiteral("Name")).toString(), kindName(playlist),
+                static_cast<qint64>(playlist.value(QStringLiteral("Playlist Items")).toList().size()));
         }
     }
     CliOutput::print(mOut, text + QLatin1Char('\n'));

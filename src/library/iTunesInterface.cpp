@@ -18,7 +18,8 @@ namespace {
 const QByteArray kLibraryMarker = QByteArrayLiteral("<key>Music Folder</key>");
 constexpr qint64 kThirtyDays = 2592000;
 
-struct LibraryState {
+struct LibraryState
+{
     std::recursive_mutex lock;
     QString guessedPath;
     QVariantMap dictionary;
@@ -71,21 +72,24 @@ QVariantMap iTunesInterface::preferencesDomain(const QString& domain)
     if (!file.open(QIODevice::ReadOnly))
         return {};
     QString error;
-    return PlistCrashGuard::readWithSetAndClear(QStringLiteral("noSystemiTunesDeserialize"), file.readAll(), &error)
+    return PlistCrashGuard::readWithSetAndClear(QStringLiteral("noSystemiTunesDeserialize"), file.readAll(),
+                                                &error)
         .toMap();
 }
 
 QString iTunesInterface::currentMusicLibraryPathFromPrefs()
 {
-    const QByteArray bookmark =
-        preferencesDomain(QStringLiteral("com.apple.iTunes")).value(QStringLiteral("Database Location")).toByteArray();
+    const QByteArray bookmark = preferencesDomain(QStringLiteral("com.apple.iTunes"))
+                                    .value(QStringLiteral("Database Location"))
+                                    .toByteArray();
     if (!bookmark.isEmpty()) {
         const QString path = AliasResolver::pathFromReferenceData(bookmark);
         if (!path.isEmpty())
             return parentFolder(path);
     }
-    const QVariantList recent =
-        preferencesDomain(QStringLiteral("com.apple.iApps")).value(QStringLiteral("iTunesRecentDatabases")).toList();
+    const QVariantList recent = preferencesDomain(QStringLiteral("com.apple.iApps"))
+                                    .value(QStringLiteral("iTunesRecentDatabases"))
+                                    .toList();
     if (recent.isEmpty())
         return {};
     const QString path = pathFromLocation(recent.first().toString());
@@ -98,7 +102,8 @@ QByteArray iTunesInterface::musicFolderAliasData(bool musicFolderOnly)
 {
     const QVariantMap prefs = preferencesDomain(QStringLiteral("com.apple.iTunes"));
     if (!musicFolderOnly) {
-        const QByteArray library = prefs.value(QStringLiteral("alis:1:iTunes Library Location")).toByteArray();
+        const QByteArray library =
+            prefs.value(QStringLiteral("alis:1:iTunes Library Location")).toByteArray();
         if (!library.isEmpty())
             return library;
     }
@@ -166,7 +171,8 @@ QString iTunesInterface::mostRecentMusicLibraryPath(QDateTime* date)
     const QString home = QDir::homePath();
     QSet<QString> folderSet;
     const QStringList candidates = {currentMusicLibraryPathFromPrefs(), guessedMusicLibraryPath(false),
-                                    home + QStringLiteral("/Music/iTunes"), home + QStringLiteral("/Documents/iTunes")};
+                                    home + QStringLiteral("/Music/iTunes"),
+                                    home + QStringLiteral("/Documents/iTunes")};
     for (const QString& folder : candidates)
         if (!folder.isEmpty())
             folderSet.insert(QDir::cleanPath(folder));
@@ -241,7 +247,8 @@ QVariantMap iTunesInterface::getMusicLibraryDictionaryAtPath(const QString& path
     const QDateTime modified = QFileInfo(path).lastModified().toUTC();
     {
         std::lock_guard guard(s.lock);
-        if (!s.dictionary.isEmpty() && modified.isValid() && modified == s.dictionaryDate && path == s.dictionaryPath)
+        if (!s.dictionary.isEmpty() && modified.isValid() && modified == s.dictionaryDate &&
+            path == s.dictionaryPath)
             return s.dictionary;
     }
     QFile file(path);
@@ -337,12 +344,15 @@ QString iTunesInterface::mediaFolderPathFromDictionary(const QVariantMap& librar
 
 QString iTunesInterface::playlistTypeForKind(const QString& kind)
 {
-    static const QHash<QString, QString> names = {
-        {QStringLiteral("2"), QStringLiteral("Movies")},     {QStringLiteral("3"), QStringLiteral("TV Shows")},
-        {QStringLiteral("4"), QStringLiteral("Music")},      {QStringLiteral("5"), QStringLiteral("Books")},
-        {QStringLiteral("10"), QStringLiteral("Podcasts")},  {QStringLiteral("19"), QStringLiteral("Purchased")},
-        {QStringLiteral("22"), QStringLiteral("Party Shuffle")}, {QStringLiteral("26"), QStringLiteral("Genius")},
-        {QStringLiteral("31"), QStringLiteral("iTunes U")}};
+    static const QHash<QString, QString> names = {{QStringLiteral("2"), QStringLiteral("Movies")},
+                                                  {QStringLiteral("3"), QStringLiteral("TV Shows")},
+                                                  {QStringLiteral("4"), QStringLiteral("Music")},
+                                                  {QStringLiteral("5"), QStringLiteral("Books")},
+                                                  {QStringLiteral("10"), QStringLiteral("Podcasts")},
+                                                  {QStringLiteral("19"), QStringLiteral("Purchased")},
+                                                  {QStringLiteral("22"), QStringLiteral("Party Shuffle")},
+                                                  {QStringLiteral("26"), QStringLiteral("Genius")},
+                                                  {QStringLiteral("31"), QStringLiteral("iTunes U")}};
     return names.value(kind, kind);
 }
 

@@ -13,8 +13,7 @@ public:
     static QString text(const QString& key);
 
     // The text for a key with its format filled in.
-    template <typename... Args>
-    static QString format(const QString& key, const Args&... args)
+    template <typename... Args> static QString format(const QString& key, const Args&... args)
     {
         return WMFormat::string(text(key).toUtf8().constData(), args...);
     }

@@ -212,7 +212,8 @@ QString WMFormat::list(const char* format, std::initializer_list<WMFormatArg> ar
         literal = p;
 
         const WMFormatArg* arg = next != end ? next++ : nullptr;
-        if (!arg && conv != '@' && std::string_view("diuxXofFeEgGcsSp").find(conv) == std::string_view::npos) {
+        if (!arg && conv != '@' &&
+            std::string_view("diuxXofFeEgGcsSp").find(conv) == std::string_view::npos) {
             literal = start;
             continue;
         }

@@ -15,46 +15,53 @@
 class WMFormatArg
 {
 public:
-    enum class Kind { Signed = 0, Unsigned = 1, Double = 2, Text = 3, Pointer = 4 };
+    enum class Kind
+    {
+        Signed = 0,
+        Unsigned = 1,
+        Double = 2,
+        Text = 3,
+        Pointer = 4
+    };
 
     template <std::signed_integral T>
     WMFormatArg(T v) : mKind(Kind::Signed), mSigned(static_cast<long long>(v))
-    {
-    }
+    {}
     template <std::unsigned_integral T>
-        requires(!std::same_as<T, bool>)
-    WMFormatArg(T v) : mKind(Kind::Unsigned), mUnsigned(static_cast<unsigned long long>(v))
-    {
-    }
+    requires(!std::same_as<T, bool>) WMFormatArg(T v)
+        : mKind(Kind::Unsigned), mUnsigned(static_cast<unsigned long long>(v))
+    {}
     WMFormatArg(bool v) : mKind(Kind::Signed), mSigned(v ? 1 : 0) {}
     WMFormatArg(double v) : mKind(Kind::Double), mDouble(v) {}
     WMFormatArg(float v) : mKind(Kind::Double), mDouble(static_cast<double>(v)) {}
     WMFormatArg(const QString& v) : mKind(Kind::Text), mText(v) {}
     WMFormatArg(QStringView v) : mKind(Kind::Text), mText(v.toString()) {}
     WMFormatArg(QLatin1StringView v) : mKind(Kind::Text), mText(QString(v)) {}
-    WMFormatArg(const char* v) : mKind(Kind::Text), mText(v ? QString::fromUtf8(v) : QStringLiteral("(null)")) {}
+    WMFormatArg(const char* v) : mKind(Kind::Text), mText(v ? QString::fromUtf8(v) : QStringLiteral("(null)"))
+    {}
     WMFormatArg(const std::string& v) : mKind(Kind::Text), mText(QString::fromStdString(v)) {}
     WMFormatArg(std::string_view v)
         : mKind(Kind::Text), mText(QString::fromUtf8(v.data(), static_cast<qsizetype>(v.size())))
-    {
-    }
+    {}
     WMFormatArg(const QByteArray& v) : mKind(Kind::Text), mText(describe(v)) {}
     WMFormatArg(const QVariant& v) : mKind(Kind::Text), mText(describe(v)) {}
     WMFormatArg(const void* v) : mKind(Kind::Pointer), mPointer(v) {}
     template <typename T>
-        requires requires(const T& t) {
-            { t.description() } -> std::convertible_to<QString>;
-        }
-    WMFormatArg(const T& v) : mKind(Kind::Text), mText(v.description())
+    requires requires(const T& t)
     {
+        {
+            t.description()
+            } -> std::convertible_to<QString>;
     }
+    WMFormatArg(const T& v) : mKind(Kind::Text), mText(v.description()) {}
     template <typename T>
-        requires requires(const T& t) {
-            { t.description() } -> std::convertible_to<QString>;
-        }
-    WMFormatArg(const T* v) : mKind(Kind::Text), mText(v ? v->description() : QStringLiteral("(null)"))
+    requires requires(const T& t)
     {
+        {
+            t.description()
+            } -> std::convertible_to<QString>;
     }
+    WMFormatArg(const T* v) : mKind(Kind::Text), mText(v ? v->description() : QStringLiteral("(null)")) {}
 
     Kind kind() const { return mKind; }
     long long asSigned() const;
@@ -83,8 +90,7 @@ class WMFormat
 public:
     static QString list(const char* format, std::initializer_list<WMFormatArg> args);
 
-    template <typename... Args>
-    static QString string(const char* format, const Args&... args)
+    template <typename... Args> static QString string(const char* format, const Args&... args)
     {
         return list(format, {WMFormatArg(args)...});
     }

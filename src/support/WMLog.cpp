@@ -17,7 +17,8 @@
 
 namespace {
 
-struct LogState {
+struct LogState
+{
     std::recursive_mutex lock;
     QString path;
     int fd = -1;
@@ -143,7 +144,8 @@ void WMLogFlushFinal(bool pack)
     ::fsync(s.fd);
     QString archive = path;
     const qsizetype dot = archive.lastIndexOf(QLatin1Char('.'));
-    archive = (dot > archive.lastIndexOf(QLatin1Char('/')) ? archive.left(dot) : archive) + QStringLiteral(".zip");
+    archive =
+        (dot > archive.lastIndexOf(QLatin1Char('/')) ? archive.left(dot) : archive) + QStringLiteral(".zip");
     QFile::remove(archive);
     LogArchiver::packFile(path, archive);
     QFile::remove(path);

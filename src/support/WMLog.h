@@ -17,8 +17,7 @@ QString WMLogLocation();
 void WMLogMessage(const QString& message);
 
 // printf-like: WMLog("Couldn't unarchive %@", path). %@ prints any object.
-template <typename... Args>
-void WMLog(const char* format, const Args&... args)
+template <typename... Args> void WMLog(const char* format, const Args&... args)
 {
     WMLogMessage(WMFormat::string(format, args...));
 }

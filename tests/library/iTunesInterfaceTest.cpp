@@ -14,7 +14,8 @@
 
 namespace {
 
-QByteArray libraryExport(const QByteArray& musicFolder, const QByteArray& tracks, const QByteArray& padding = {})
+QByteArray libraryExport(const QByteArray& musicFolder, const QByteArray& tracks,
+                         const QByteArray& padding = {})
 {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n" + padding +
            "\t<key>Library Persistent ID</key><string>0123456789ABCDEF</string>\n"
@@ -22,8 +23,10 @@ QByteArray libraryExport(const QByteArray& musicFolder, const QByteArray& tracks
            musicFolder + "</string>\n\t<key>Tracks</key>\n\t<dict>\n" + tracks +
            "\t</dict>\n\t<key>Playlists</key>\n\t<array>\n"
            "\t\t<dict><key>Name</key><string>Library</string><key>Master</key><true/>"
-           "<key>Playlist Items</key><array><dict><key>Track ID</key><integer>1</integer></dict></array></dict>\n"
-           "\t\t<dict><key>Name</key><string>Music</string><key>Distinguished Kind</key><integer>4</integer></dict>\n"
+           "<key>Playlist Items</key><array><dict><key>Track "
+           "ID</key><integer>1</integer></dict></array></dict>\n"
+           "\t\t<dict><key>Name</key><string>Music</string><key>Distinguished "
+           "Kind</key><integer>4</integer></dict>\n"
            "\t</array>\n</dict>\n</plist>\n";
 }
 
@@ -90,7 +93,8 @@ TEST_F(HomeFolderTest, NamePrefixQualifiesAndOldExportsNeverDo)
 {
     put(QStringLiteral("Music/iTunes/iTunes Music Library.xml"), "<plist>no marker</plist>", 2 * kDay);
     put(QStringLiteral("Documents/iTunes/Newer.xml"), libraryExport("x", {}), 40 * kDay);
-    EXPECT_TRUE(iTunesInterface::mostRecentMusicLibraryPath().endsWith(QStringLiteral("/iTunes Music Library.xml")));
+    EXPECT_TRUE(
+        iTunesInterface::mostRecentMusicLibraryPath().endsWith(QStringLiteral("/iTunes Music Library.xml")));
 
     iTunesInterface::resetCaches();
     QFile::remove(mHome + QStringLiteral("/Music/iTunes/iTunes Music Library.xml"));
@@ -103,7 +107,8 @@ TEST_F(HomeFolderTest, RecognisesTheMarkerAtTheEndOrInTheMiddle)
     const QByteArray filler(5000, ' ');
     const QString atEnd = put(QStringLiteral("a.xml"), filler + "<key>Music Folder</key>", 0);
     const QString inMiddle = put(QStringLiteral("b.xml"), filler + "<key>Music Folder</key>" + filler, 0);
-    const QString split = put(QStringLiteral("c.xml"), QByteArray((1 << 20) - 10, ' ') + "<key>Music Folder</key>" + filler, 0);
+    const QString split =
+        put(QStringLiteral("c.xml"), QByteArray((1 << 20) - 10, ' ') + "<key>Music Folder</key>" + filler, 0);
     const QString none = put(QStringLiteral("d.xml"), filler + "<key>Music</key>" + filler, 0);
     EXPECT_TRUE(iTunesInterface::isLibraryFile(atEnd));
     EXPECT_TRUE(iTunesInterface::isLibraryFile(inMiddle));
@@ -117,8 +122,9 @@ TEST_F(HomeFolderTest, TheFolderNamedInThePreferencesIsACandidate)
     put(QStringLiteral("Elsewhere/My Lib/export.xml"), libraryExport("x", {}), kDay);
     const QByteArray url = QUrl::fromLocalFile(custom + QStringLiteral("/export.xml")).toEncoded();
     put(QStringLiteral("Library/Preferences/com.apple.iApps.plist"),
-        "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>iTunesRecentDatabases</key><array><string>" + url +
-            "</string></array></dict></plist>",
+        "<?xml version=\"1.0\"?><plist "
+        "version=\"1.0\"><dict><key>iTunesRecentDatabases</key><array><string>" +
+            url + "</string></array></dict></plist>",
         0);
     EXPECT_EQ(iTunesInterface::currentMusicLibraryPathFromPrefs(), custom);
     EXPECT_EQ(iTunesInterface::mostRecentMusicLibraryPath(), custom + QStringLiteral("/export.xml"));
@@ -127,7 +133,8 @@ TEST_F(HomeFolderTest, TheFolderNamedInThePreferencesIsACandidate)
 TEST_F(HomeFolderTest, LoadsAndCachesTheLibraryByModificationDate)
 {
     const QByteArray tracks = track(1, "Caf\xc3\xa9") + track(2, "Bad \xff\xfe name") + track(3, "R&amp;B");
-    const QString path = put(QStringLiteral("Music/iTunes/Library.xml"), libraryExport("file://localhost/Music/", tracks), 60);
+    const QString path =
+        put(QStringLiteral("Music/iTunes/Library.xml"), libraryExport("file://localhost/Music/", tracks), 60);
     // The platform parser is tried first unless the crash guard says it once
     // failed; our own reader marks the bad name with a placeholder.
     QSettings().setValue(QStringLiteral("noSystemDeserialize"), true);
@@ -135,10 +142,12 @@ TEST_F(HomeFolderTest, LoadsAndCachesTheLibraryByModificationDate)
     const QVariantMap library = iTunesInterface::getMusicLibraryDictionaryAtPath(path, &error);
     const QVariantMap all = library.value(QStringLiteral("Tracks")).toMap();
     ASSERT_EQ(all.size(), 3);
-    EXPECT_EQ(all.value(QStringLiteral("1")).toMap().value(QStringLiteral("Name")).toString(), QStringLiteral("Café"));
+    EXPECT_EQ(all.value(QStringLiteral("1")).toMap().value(QStringLiteral("Name")).toString(),
+              QStringLiteral("Café"));
     EXPECT_EQ(all.value(QStringLiteral("2")).toMap().value(QStringLiteral("Name")).toString(),
               QStringLiteral("[NON-UTF8-1]"));
-    EXPECT_EQ(all.value(QStringLiteral("3")).toMap().value(QStringLiteral("Name")).toString(), QStringLiteral("R&B"));
+    EXPECT_EQ(all.value(QStringLiteral("3")).toMap().value(QStringLiteral("Name")).toString(),
+              QStringLiteral("R&B"));
     EXPECT_EQ(iTunesInterface::musicLibraryPersistentID(), QStringLiteral("0123456789ABCDEF"));
     EXPECT_EQ(iTunesInterface::musicLibraryPath(), mHome + QStringLiteral("/Music/iTunes"));
 
@@ -149,11 +158,20 @@ TEST_F(HomeFolderTest, LoadsAndCachesTheLibraryByModificationDate)
     ASSERT_TRUE(file.open(QIODevice::ReadWrite));
     ASSERT_TRUE(file.setFileTime(stamp, QFileDevice::FileModificationTime));
     file.close();
-    EXPECT_EQ(iTunesInterface::getMusicLibraryDictionaryAtPath(path, &error).value(QStringLiteral("Tracks")).toMap().size(), 3);
+    EXPECT_EQ(iTunesInterface::getMusicLibraryDictionaryAtPath(path, &error)
+                  .value(QStringLiteral("Tracks"))
+                  .toMap()
+                  .size(),
+              3);
     // A new date: read again.
     put(QStringLiteral("Music/iTunes/Library.xml"), libraryExport("x", track(9, "Other")), 10);
-    EXPECT_EQ(iTunesInterface::getMusicLibraryDictionaryAtPath(path, &error).value(QStringLiteral("Tracks")).toMap().size(), 1);
-    EXPECT_TRUE(QSettings().value(QStringLiteral("noSystemDeserialize")).toBool()) << "the guard is left as it was";
+    EXPECT_EQ(iTunesInterface::getMusicLibraryDictionaryAtPath(path, &error)
+                  .value(QStringLiteral("Tracks"))
+                  .toMap()
+                  .size(),
+              1);
+    EXPECT_TRUE(QSettings().value(QStringLiteral("noSystemDeserialize")).toBool())
+        << "the guard is left as it was";
     QSettings().remove(QStringLiteral("noSystemDeserialize"));
 }
 
@@ -164,7 +182,11 @@ TEST_F(HomeFolderTest, ATruncatedExportLoadsWhatItCan)
     const QString path = put(QStringLiteral("Music/iTunes/Library.xml"), bytes, 60);
     QString error;
     const QVariantMap library = iTunesInterface::getMusicLibraryDictionaryAtPath(path, &error);
-    EXPECT_EQ(library.value(QStringLiteral("Tracks")).toMap().value(QStringLiteral("1")).toMap().value(QStringLiteral("Name")),
+    EXPECT_EQ(library.value(QStringLiteral("Tracks"))
+                  .toMap()
+                  .value(QStringLiteral("1"))
+                  .toMap()
+                  .value(QStringLiteral("Name")),
               QStringLiteral("One"));
 }
 
@@ -182,10 +204,13 @@ TEST_F(HomeFolderTest, MediaFolderFallsBackAndFollowsExternalVolumes)
     QDir().mkpath(media);
     QDir().mkpath(mHome + QStringLiteral("/Music/iTunes"));
     const QVariantMap library{{QStringLiteral("Music Folder"), QUrl::fromLocalFile(media).toString()}};
-    EXPECT_EQ(iTunesInterface::mediaFolderPathFromDictionary(library, mHome + QStringLiteral("/Music/iTunes")), media);
+    EXPECT_EQ(
+        iTunesInterface::mediaFolderPathFromDictionary(library, mHome + QStringLiteral("/Music/iTunes")),
+        media);
     EXPECT_EQ(iTunesInterface::mediaFolderPathFromDictionary(library, QStringLiteral("/Volumes/Ext/iTunes")),
               QStringLiteral("/Volumes/Ext") + media);
-    const QVariantMap older{{QStringLiteral("Media Folder"), QStringLiteral("file://localhost/nowhere/at/all/")}};
+    const QVariantMap older{
+        {QStringLiteral("Media Folder"), QStringLiteral("file://localhost/nowhere/at/all/")}};
     EXPECT_EQ(iTunesInterface::mediaFolderPathFromDictionary(older, mHome + QStringLiteral("/Music/iTunes")),
               iTunesInterface::guessedMusicLibraryPath(false));
     EXPECT_EQ(iTunesInterface::pathFromLocation(QStringLiteral("file://localhost/Users/me/a%20b%C3%A9.mp3")),

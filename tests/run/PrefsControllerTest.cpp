@@ -12,8 +12,8 @@ namespace {
 
 QByteArray plist(const char* body)
 {
-    return QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n") + body +
-           "\n</dict>\n</plist>\n";
+    return QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n") +
+           body + "\n</dict>\n</plist>\n";
 }
 
 class PrefsControllerTest : public ::testing::Test
@@ -63,7 +63,8 @@ TEST_F(PrefsControllerTest, MergesTheCachedAndTheEnvironmentResources)
     prefs.getUserPreferences();
     const QVariantMap res = prefs.liveResources();
     EXPECT_EQ(res.value(QStringLiteral("clearCacheAtLaunch")).toInt(), 1);
-    EXPECT_EQ(res.value(QStringLiteral("sourcelist")).toList(), QVariantList{QStringLiteral("WikipediaInterface")});
+    EXPECT_EQ(res.value(QStringLiteral("sourcelist")).toList(),
+              QVariantList{QStringLiteral("WikipediaInterface")});
     const QVariantMap section = res.value(QStringLiteral("res_WikipediaInterface")).toMap();
     EXPECT_EQ(section.value(QStringLiteral("searchURL")).toString(), QStringLiteral("http://127.0.0.1:1/"));
     EXPECT_EQ(section.value(QStringLiteral("maximumMatches")).toInt(), 4) << "sections merge key by key";
@@ -82,7 +83,9 @@ TEST_F(PrefsControllerTest, IgnoresAnUnreadableOverride)
     ASSERT_TRUE(TestSupport::writeFile(envFile, QByteArray("\x00\x01not a plist at all", 19)));
     setenv("QUILLBEAT_RESOURCES", envFile.toLocal8Bit().constData(), 1);
     PrefsController::sharedInstance().getUserPreferences();
-    EXPECT_EQ(PrefsController::sharedInstance().liveResources().value(QStringLiteral("genres")).toList().size(), 192);
+    EXPECT_EQ(
+        PrefsController::sharedInstance().liveResources().value(QStringLiteral("genres")).toList().size(),
+        192);
 }
 
 TEST(PrefsControllerMerge, ReplacesTopLevelKeysAndNonDictionarySections)

@@ -1,5 +1,5 @@
-#include "support/BundleInfo.h"
 #include "support/LocalizedStrings.h"
+#include "support/BundleInfo.h"
 
 #include <QRegularExpression>
 
@@ -9,14 +9,17 @@ TEST(LocalizedStrings, LooksUpTextsByKey)
 {
     EXPECT_EQ(LocalizedStrings::format(QStringLiteral("ErrorCannotModify"), QStringLiteral("/a/b.mp3")),
               QStringLiteral("Could not modify /a/b.mp3"));
-    EXPECT_EQ(LocalizedStrings::text(QStringLiteral("NoSuchKeyAnywhere")), QStringLiteral("NoSuchKeyAnywhere"));
+    EXPECT_EQ(LocalizedStrings::text(QStringLiteral("NoSuchKeyAnywhere")),
+              QStringLiteral("NoSuchKeyAnywhere"));
     EXPECT_TRUE(LocalizedStrings::format(QStringLiteral("CliHelp"), BundleInfo::shortVersion())
                     .contains(BundleInfo::shortVersion()));
 }
 
 TEST(BundleInfo, IsFilledAtConfigureTime)
 {
-    EXPECT_TRUE(QRegularExpression(QStringLiteral(R"(^\d+\.\d+\.\d+$)")).match(BundleInfo::shortVersion()).hasMatch());
+    EXPECT_TRUE(QRegularExpression(QStringLiteral(R"(^\d+\.\d+\.\d+$)"))
+                    .match(BundleInfo::shortVersion())
+                    .hasMatch());
     bool numeric = false;
     BundleInfo::version().toInt(&numeric);
     EXPECT_TRUE(numeric);

@@ -6,7 +6,8 @@
 
 namespace {
 
-struct Described {
+struct Described
+{
     QString description() const { return QStringLiteral("<described>"); }
 };
 
@@ -16,7 +17,8 @@ TEST(WMFormat, PrintsNumbersAsC)
 {
     EXPECT_EQ(WMFormat::string("%d|%ld|%5d|%-4d|%03d", 7, 123456789012LL, 42, 1, 5),
               QStringLiteral("7|123456789012|   42|1   |005"));
-    EXPECT_EQ(WMFormat::string("%u %x %X %o", 4000000000U, 255, 255, 8), QStringLiteral("4000000000 ff FF 10"));
+    EXPECT_EQ(WMFormat::string("%u %x %X %o", 4000000000U, 255, 255, 8),
+              QStringLiteral("4000000000 ff FF 10"));
     EXPECT_EQ(WMFormat::string("%.2f %.1f%@ %f", 3.14159, 0.94, QStringLiteral("K"), 1.5),
               QStringLiteral("3.14 0.9K 1.500000"));
     EXPECT_EQ(WMFormat::string("%02d/%02d/%x.cache", 3, 14, 0xbeefU), QStringLiteral("03/14/beef.cache"));
