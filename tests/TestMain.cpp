@@ -1,6 +1,8 @@
 // The main of every test program: an application object for the event loop,
-// standard folders in Qt's test locations and the activity log in a scratch
-// folder, so that no test touches the user's own files.
+// a home folder of its own (so settings, caches and standard folders in Qt's
+// test locations are private to this process: CTest runs test processes in
+// parallel) and the activity log in a scratch folder, so that no test touches
+// the user's own files or another test's.
 #include "TestSupport.h"
 
 #include "support/BundleInfo.h"
@@ -8,12 +10,16 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QStandardPaths>
 
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv)
 {
+    const QString home = TestSupport::scratchFolder() + QStringLiteral("/home");
+    QDir().mkpath(home);
+    qputenv("HOME", QFile::encodeName(home));
     QStandardPaths::setTestModeEnabled(true);
     BundleInfo::applyToApplication();
     QCoreApplication app(argc, argv);
