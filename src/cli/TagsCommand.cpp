@@ -69,7 +69,13 @@ int TagsCommand::run()
     }
     int status = 0;
     for (const QString& path : std::as_const(paths)) {
-        const int dataType = static_cast<int>(SongFile::songDataTypeAtPath(path));
+        // The type the tag is read as: the file's bytes first, then its name,
+        // as the tag factory decides.
+        int dataType = static_cast<int>(SongFile::songDataTypeAtPath(path));
+        if (dataType == static_cast<int>(SongDataType::Unknown))
+            dataType = SongFile::claimsToBeMP3(path)   ? static_cast<int>(SongDataType::MPEGAudio)
+                       : SongFile::claimsToBeAAC(path) ? static_cast<int>(SongDataType::MPEG4Audio)
+                                                       : dataType;
         const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFileAtPath(path, true);
         if (!tag) {
             status = 1;
