@@ -54,11 +54,10 @@ QVariantList iTunesLibInterface::getPlaylists()
 
 QVariantMap iTunesLibInterface::getMusicLibraryDictionary(QString* error)
 {
-    if (!libraryObject()) {
-        if (error)
-            *error = QStringLiteral("The music library framework is not available");
-        return {};
-    }
+    // Without a library object (the only case here) there is nothing to read.
+    libraryObject();
+    if (error)
+        *error = QStringLiteral("The music library framework is not available");
     return {};
 }
 

@@ -76,6 +76,14 @@ void openLog(LogState& s)
         ::lseek(s.fd, 0, SEEK_END);
 }
 
+void closeHandle(LogState& s)
+{
+    if (s.fd >= 0) {
+        ::close(s.fd);
+        s.fd = -1;
+    }
+}
+
 } // namespace
 
 QString WMLogLocation()
@@ -132,16 +140,15 @@ void WMLogFlushFinal(bool pack)
 {
     LogState& s = state();
     std::lock_guard guard(s.lock);
-    if (s.fd >= 0) {
-        ::close(s.fd);
-        s.fd = -1;
-    }
+    closeHandle(s);
     WMLog("WMLogFlushFinal %d", pack ? 1 : 0);
 
     const QString path = WMLogLocation();
     if (!pack || !QFileInfo::exists(path))
         return;
-    ::fsync(s.fd);
+    // The text file goes into the archive and is removed: later entries
+    // start a new one.
+    closeHandle(s);
     QString archive = path;
     const qsizetype dot = archive.lastIndexOf(QLatin1Char('.'));
     archive =
@@ -149,21 +156,13 @@ void WMLogFlushFinal(bool pack)
     QFile::remove(archive);
     LogArchiver::packFile(path, archive);
     QFile::remove(path);
-    // The text file is gone: later entries start a new one.
-    if (s.fd >= 0) {
-        ::close(s.fd);
-        s.fd = -1;
-    }
 }
 
 void WMLogSetLocation(const QString& path)
 {
     LogState& s = state();
     std::lock_guard guard(s.lock);
-    if (s.fd >= 0) {
-        ::close(s.fd);
-        s.fd = -1;
-    }
+    closeHandle(s);
     s.path = path;
     s.fileIsNew = false;
     QSettings settings;
