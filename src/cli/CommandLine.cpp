@@ -1,6 +1,10 @@
 #include "CommandLine.h"
 
 #include "LibraryCommand.h"
+#include "LookupCommand.h"
+#include "PrefsCommand.h"
+#include "RegenerateCommand.h"
+#include "ScanCommand.h"
 #include "SetCommand.h"
 #include "TagsCommand.h"
 #include "support/BundleInfo.h"
@@ -25,8 +29,16 @@ int CommandLine::run()
         return LibraryCommand(rest, mOut, mErr).run();
     if (args.first() == QStringLiteral("tags"))
         return TagsCommand(rest, mOut, mErr).run();
+    if (args.first() == QStringLiteral("lookup"))
+        return LookupCommand(rest, mOut, mErr).run();
+    if (args.first() == QStringLiteral("prefs"))
+        return PrefsCommand(rest, mOut, mErr).run();
     if (args.first() == QStringLiteral("set"))
         return SetCommand(rest, mOut, mErr).run();
+    if (args.first() == QStringLiteral("scan"))
+        return ScanCommand(rest, mOut, mErr).run();
+    if (args.first() == QStringLiteral("regenerate"))
+        return RegenerateCommand(rest, mOut, mErr).run();
     print(mErr,
           LocalizedStrings::format(QStringLiteral("CliUnknownCommand"), args.first()) + QLatin1Char('\n'));
     return 2;

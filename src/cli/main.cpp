@@ -2,15 +2,27 @@
 #include "CommandLine.h"
 
 #include "support/BundleInfo.h"
+#include "support/CrashReporterLauncher.h"
+#include "support/ExceptionCatchingApplication.h"
+#include "support/SignalHandling.h"
 #include "tags/SafeFileRewriter.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
 
+#include <csignal>
+
 int main(int argc, char** argv)
 {
     BundleInfo::applyToApplication();
-    QCoreApplication app(argc, argv);
+    CatchingCoreApplication app(argc, argv);
+    // Fatal signals and uncaught exceptions end in the log and a crash report.
+    // SIGINT is not among them: it stays free for stopping a run.
+    InitializeErrorHandling();
+    ConfigureToHandleSignals();
+    // A closed pipe (`quillbeat-cli tags ... | head`) is no crash: writes
+    // then simply fail.
+    std::signal(SIGPIPE, SIG_IGN);
     // Damaged pictures inside tags are reported by our own output, not by
     // the image decoders' warnings.
     QLoggingCategory::setFilterRules(QStringLiteral("qt.gui.imageio*=false"));

@@ -1,14 +1,24 @@
 #include "SongFile.h"
 
+#include "CachedInfoTag.h"
+#include "FileAttributes.h"
+#include "SongFileInfoCache.h"
+
+#include "library/iTunesBridge.h"
 #include "support/WMLog.h"
+#include "tags/AudioInfoTag.h"
 #include "tags/FileIdentity.h"
 #include "tags/SafeFileRewriter.h"
 
 #include <QFile>
 #include <QFileInfo>
+#include <QMutex>
 
 #include <algorithm>
 #include <exception>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -18,6 +28,19 @@ constexpr int kFramesForMPEG = 30;
 constexpr qint64 kMaxBytesPerFrame = 800;
 constexpr int kFrameSkip = 200;
 constexpr int kMaxFramesForMPEG4 = 9;
+constexpr qint64 kMinimumSongBytes = 255;
+
+struct SourceRoot
+{
+    QMutex lock;
+    QString folder;
+};
+
+SourceRoot& sourceRoot()
+{
+    static SourceRoot shared;
+    return shared;
+}
 
 quint32 synchSafeSize(const uchar* bytes)
 {
@@ -174,4 +197,254 @@ bool SongFile::removeID3v2TagFromFileAtPath(const QString& path)
         return false;
     }
     return true;
+}
+
+// ---- the record
+
+SongFile::SongFile(PrivateTag) {}
+
+SongFile::~SongFile() = default;
+
+std::shared_ptr<SongFile> SongFile::songWithPath(const QString& path)
+{
+    auto song = std::make_shared<SongFile>(PrivateTag{});
+    if (!song->initWithPath(path))
+        return nullptr;
+    return song;
+}
+
+bool SongFile::initWithPath(const QString& path)
+{
+    struct stat info = {};
+    if (path.isEmpty() || ::stat(QFile::encodeName(path).constData(), &info) != 0 || !S_ISREG(info.st_mode))
+        return false;
+    const QDateTime modified = FileAttributes::modificationDate(path);
+    if (!modified.isValid() || info.st_size < kMinimumSongBytes)
+        return false;
+    mPath = path;
+    mModDate = modified;
+    mIsWritableFile = ::access(QFile::encodeName(path).constData(), W_OK) == 0;
+    setDefaultActivityStatus();
+    return true;
+}
+
+std::shared_ptr<SongFile> SongFile::songWithPath(const QString& path,
+                                                 const QList<std::shared_ptr<SongFile>>& songs)
+{
+    if (path.isEmpty())
+        return nullptr;
+    for (auto it = songs.crbegin(); it != songs.crend(); ++it) {
+        if (*it && (*it)->mPath == path)
+            return *it;
+    }
+    return nullptr;
+}
+
+std::shared_ptr<SongFile> SongFile::copy() const
+{
+    std::shared_ptr<SongFile> song = songWithPath(mPath);
+    if (!song)
+        return nullptr;
+    song->mStatus = mStatus;
+    song->miTunesDBID = miTunesDBID;
+    song->mPersistentID = mPersistentID;
+    song->mPlaylist = mPlaylist;
+    song->mPlaylistIndex = mPlaylistIndex;
+    return song;
+}
+
+QString SongFile::description() const
+{
+    return WMFormat::string("<SongFile %p> %@", static_cast<const void*>(this), mPath);
+}
+
+void SongFile::setSongSourceRoot(const QString& folder)
+{
+    QMutexLocker locker(&sourceRoot().lock);
+    sourceRoot().folder = folder;
+}
+
+QString SongFile::songSourceRoot()
+{
+    QMutexLocker locker(&sourceRoot().lock);
+    return sourceRoot().folder;
+}
+
+void SongFile::setPath(const QString& path)
+{
+    if (path == mPath)
+        return;
+    mPath = path;
+    mAlias.reset();
+}
+
+QString SongFile::filename() const
+{
+    return mPath.mid(mPath.lastIndexOf(QLatin1Char('/')) + 1);
+}
+
+void SongFile::setPlayList(const QString& playlist, qint64 index)
+{
+    mPlaylist = playlist;
+    mPlaylistIndex = playlist.isNull() ? NotFound : index;
+    if (mInfotag)
+        mInfotag->setPlayList(mPlaylist, mPlaylistIndex);
+}
+
+AudioInfoTag* SongFile::infotag()
+{
+    if (!mInfotag) {
+        mInfotag = AudioInfoTag::tagWithPath(mPath);
+        if (mInfotag && !mPlaylist.isNull())
+            mInfotag->setPlayList(mPlaylist, mPlaylistIndex);
+        setDefaultActivityStatus();
+        gatheriTunesArtwork();
+    }
+    return mInfotag.get();
+}
+
+void SongFile::setInfotag(std::unique_ptr<AudioInfoTag> tag)
+{
+    mInfotag = std::move(tag);
+}
+
+void SongFile::uncacheInfotag()
+{
+    mInfotag.reset();
+}
+
+void SongFile::createInfotagUsingCachedInfoDict(const QVariantMap& info)
+{
+    mInfotag = AudioInfoTag::tagWithCachedInfo(info);
+    setDefaultActivityStatus();
+}
+
+bool SongFile::revertToCachedInfotag()
+{
+    if (mPath.isEmpty())
+        return false;
+    const QVariantMap info = SongFileInfoCache::sharedCache().infoForSongFileAtPath(mPath);
+    if (info.isEmpty())
+        return false;
+    mInfotag.reset();
+    createInfotagUsingCachedInfoDict(info);
+    return true;
+}
+
+void SongFile::createLazyInfoTagFromDictionary(const QVariantMap& track, const QString& path)
+{
+    mInfotag = AudioInfoTag::tagWithiTunesTrackInfo(track, path);
+    setDefaultActivityStatus();
+}
+
+void SongFile::ensureInfotagIsReal()
+{
+    if (mInfotag && mInfotag->isLazy())
+        mInfotag.reset();
+}
+
+void SongFile::setDefaultActivityStatus()
+{
+    if (mInfotag && mInfotag->encounteredProblemDecoding())
+        mStatus = SongActivityStatus::Problem;
+    else
+        mStatus = mIsWritableFile ? SongActivityStatus::Idle : SongActivityStatus::Locked;
+}
+
+bool SongFile::canWriteToOriginalPath() const
+{
+    return mStatus != SongActivityStatus::Problem && mStatus != SongActivityStatus::Locked;
+}
+
+void SongFile::setAliasFromPath()
+{
+    if (!mAlias)
+        mAlias = FileReference::fromPath(mPath);
+}
+
+void SongFile::updatePathFromAlias()
+{
+    if (!mAlias)
+        return;
+    const QString resolved = mAlias->resolve(songSourceRoot());
+    if (resolved.isEmpty()) {
+        mStatus = SongActivityStatus::Problem;
+        return;
+    }
+    if (resolved != mPath)
+        mPath = resolved;
+}
+
+void SongFile::adoptCurrentModificationDate()
+{
+    const QDateTime modified = FileAttributes::modificationDate(mPath);
+    if (modified.isValid())
+        mModDate = modified;
+}
+
+bool SongFile::refresh()
+{
+    updatePathFromAlias();
+    if (mPath.isEmpty())
+        return false;
+    const QDateTime modified = FileAttributes::modificationDate(mPath);
+    if (!modified.isValid()) {
+        mStatus = SongActivityStatus::Problem;
+        return false;
+    }
+    if (modified.toMSecsSinceEpoch() == mModDate.toMSecsSinceEpoch())
+        return false;
+    mModDate = modified;
+    mInfotag.reset();
+    mHasiTunesArtwork = -1;
+    return true;
+}
+
+void SongFile::rememberOriginalValuesForLaterRefresh()
+{
+    QVariantMap values;
+    if (AudioInfoTag* tag = mInfotag.get()) {
+        if (!tag->title().isNull())
+            values.insert(QStringLiteral("Title"), tag->title());
+        if (!tag->artist().isNull())
+            values.insert(QStringLiteral("Artist"), tag->artist());
+    }
+    mOriginalProperties = values;
+}
+
+bool SongFile::writeToOriginalPath(QString* errorText, bool refreshiTunes)
+{
+    if (mPath.isEmpty())
+        return true;
+    setAliasFromPath();
+    if (!mInfotag) {
+        mStatus = SongActivityStatus::Problem;
+        return false;
+    }
+    const std::optional<FileAttributes> attributes = FileAttributes::ofFileAtPath(mPath);
+    const std::optional<QString> playing = iTunesBridge::pathOfCurrentlyPlayingTrack();
+    const bool paused = playing && *playing == mPath;
+    if (paused)
+        iTunesBridge::pausePlaying();
+
+    const bool written = mInfotag->modifySongFileAtPath(mPath, errorText);
+    if (written) {
+        if (attributes)
+            attributes->restoreToFileAtPath(mPath);
+        // No workspace to tell about the change on this platform: file
+        // managers watch the folders themselves.
+        if (refreshiTunes && !mPersistentID.isEmpty()) {
+            const std::optional<QString> path = iTunesBridge::refreshAndGetPathOfSongWithPID(mPersistentID);
+            if (path && !path->isEmpty() && !path->startsWith(QLatin1String("error")))
+                mPath = *path;
+        }
+        if (!QFileInfo::exists(mPath))
+            updatePathFromAlias();
+        adoptCurrentModificationDate();
+    }
+    if (paused)
+        iTunesBridge::resumePlaying();
+    if (!written)
+        mStatus = SongActivityStatus::Problem;
+    return written;
 }

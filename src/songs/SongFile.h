@@ -1,7 +1,18 @@
 #pragma once
 
+#include "FileReference.h"
+
 #include <QByteArray>
+#include <QDateTime>
+#include <QList>
 #include <QString>
+#include <QVariantMap>
+
+#include <limits>
+#include <memory>
+#include <optional>
+
+class AudioInfoTag;
 
 // The audio type a file's bytes show.
 enum class SongDataType
@@ -11,12 +22,127 @@ enum class SongDataType
     MPEG4Audio = 2
 };
 
-// One audio file of the current song source. For now only the class
-// operations that sniff a file's audio type and judge its name, and the
-// removal of a leading ID3 version-4 tag.
+// What a song is doing in the current run; the song table shows it as an
+// icon. Stored, so the values are fixed.
+enum class SongActivityStatus : quint32
+{
+    Idle = 0,      // a writable file whose tag decoded without problem
+    Queued = 1,    // on the work list of a gathering run
+    Gathering = 2, // its lookup is running
+    Locked = 3,    // the file was not writable
+    Problem = 4    // the tag didn't decode, the file vanished or a write failed
+};
+
+// One audio file of the current song source: its path, a reference that
+// finds the file again after a move or rename, the modification date last
+// seen, the tag (loaded on first need, or stood in for by a cached or
+// iTunes-built tag), the song's identity in iTunes, its playlist position
+// and its activity status. Writes the tag back keeping the file's
+// attributes. Also the class operations that sniff a file's audio type.
+//
+// Records are shared (the list of all songs, the visible list and the work
+// list hold the same ones) and used by one thread at a time.
 class SongFile
 {
+    struct PrivateTag
+    {};
+
 public:
+    // The platform's not-found value: no playlist position.
+    static constexpr qint64 NotFound = std::numeric_limits<qint64>::max();
+
+    // Use songWithPath.
+    explicit SongFile(PrivateTag);
+    ~SongFile();
+    SongFile(const SongFile&) = delete;
+    SongFile& operator=(const SongFile&) = delete;
+
+    // ---- construction and identity
+    // A record of the file, or null when the file is missing, shorter than
+    // 255 bytes or has no modification date.
+    static std::shared_ptr<SongFile> songWithPath(const QString& path);
+    // The last record of the list whose path is `path`; null for an empty
+    // path or no match.
+    static std::shared_ptr<SongFile> songWithPath(const QString& path,
+                                                  const QList<std::shared_ptr<SongFile>>& songs);
+    // A new record of the same path with the same status, track ID,
+    // persistent ID and playlist position, without the tag; null when the
+    // file no longer qualifies.
+    std::shared_ptr<SongFile> copy() const;
+    QString description() const;
+
+    // The folder below which a lost file is looked for (the song source's
+    // folder); without one the search stays near the file's last folder.
+    static void setSongSourceRoot(const QString& folder);
+    static QString songSourceRoot();
+
+    // ---- accessors
+    QString path() const { return mPath; }
+    // A different path replaces the old one and drops the file reference.
+    void setPath(const QString& path);
+    QString filename() const;
+    QDateTime modificationDate() const { return mModDate; }
+    QString playlist() const { return mPlaylist; }
+    qint64 playlistIndex() const { return mPlaylistIndex; }
+    // Also handed to a loaded tag.
+    void setPlayList(const QString& playlist, qint64 index);
+    QString persistentID() const { return mPersistentID; }
+    void setPersistentID(const QString& persistentID) { mPersistentID = persistentID; }
+    quint32 iTunesDBID() const { return miTunesDBID; }
+    void setiTunesDBID(quint32 databaseID) { miTunesDBID = databaseID; }
+    void flushiTunesDBID() { miTunesDBID = 0; }
+    // -1 not known yet, 0 iTunes holds no artwork for the song, 1 it does.
+    qint32 hasiTunesArtwork() const { return mHasiTunesArtwork; }
+    void setHasiTunesArtwork(qint32 state) { mHasiTunesArtwork = state; }
+    void gatheriTunesArtwork() {}
+    SongActivityStatus activityStatus() const { return mStatus; }
+    void setActivityStatus(SongActivityStatus status) { mStatus = status; }
+    bool hasAlias() const { return mAlias.has_value(); }
+    bool isWritableFile() const { return mIsWritableFile; }
+    // The title and artist before the song was worked on ("Title", "Artist").
+    QVariantMap originalProperties() const { return mOriginalProperties; }
+
+    // ---- the tag
+    // The loaded tag, reading the file when none is loaded (then the default
+    // status is set again); null for a file of unknown type.
+    AudioInfoTag* infotag();
+    void setInfotag(std::unique_ptr<AudioInfoTag> tag);
+    // Drops the tag; the next infotag() reads the file again.
+    void uncacheInfotag();
+    bool hasInfotagCached() const { return mInfotag != nullptr; }
+    // Stands in a read-only tag made from a cache entry.
+    void createInfotagUsingCachedInfoDict(const QVariantMap& info);
+    // Takes the shared cache's entry for the file as the tag; false when it
+    // has none that is valid.
+    bool revertToCachedInfotag();
+    // Stands in a lazy tag made from the iTunes library's track dictionary.
+    void createLazyInfoTagFromDictionary(const QVariantMap& track, const QString& path);
+    // Drops a lazy tag so that the next access reads the file.
+    void ensureInfotagIsReal();
+    // 4 when the loaded tag had problems decoding, else 0 for a writable
+    // file and 3 for one that is not.
+    void setDefaultActivityStatus();
+    bool canWriteToOriginalPath() const;
+
+    // ---- following the file
+    void setAliasFromPath();
+    // Takes the path from the file reference; status 4 when the file can't
+    // be found.
+    void updatePathFromAlias();
+    void adoptCurrentModificationDate();
+    // True when the file changed since it was last seen: the tag is dropped
+    // and the artwork state forgotten. A vanished file gives status 4.
+    bool refresh();
+    void rememberOriginalValuesForLaterRefresh();
+
+    // Writes the tag into the file, keeping its attributes. iTunes is paused
+    // around the write when it plays this file, and asked to re-read the
+    // track afterwards when `refreshiTunes` and the song has a persistent ID.
+    // True on success or without a path; on failure status 4 and the
+    // writer's reason in `errorText`.
+    bool writeToOriginalPath(QString* errorText, bool refreshiTunes);
+
+    // ---- type sniffing
     // The audio type from the file's bytes: MPEG audio when enough MPEG-1
     // layer II/III frame headers appear, densely enough, within the first
     // 500,000 bytes after an ID3v2 tag; MPEG-4 audio when the "moov", "mdia"
@@ -37,6 +163,20 @@ public:
     static bool removeID3v2TagFromFileAtPath(const QString& path);
 
 private:
+    bool initWithPath(const QString& path);
     // The file's four-letter type code; empty where the platform keeps none.
     static QByteArray typeCodeAtPath(const QString& path);
+
+    QString mPath;
+    std::optional<FileReference> mAlias;
+    QDateTime mModDate;
+    std::unique_ptr<AudioInfoTag> mInfotag;
+    QVariantMap mOriginalProperties;
+    bool mIsWritableFile = false;
+    qint32 mHasiTunesArtwork = -1;
+    SongActivityStatus mStatus = SongActivityStatus::Idle;
+    quint32 miTunesDBID = 0;
+    QString mPlaylist;
+    qint64 mPlaylistIndex = NotFound;
+    QString mPersistentID;
 };

@@ -5,6 +5,7 @@
 #include "ID3TextCodec.h"
 #include "MP3InfoTag.h"
 
+#include "songs/CachedInfoTag.h"
 #include "songs/SongFile.h"
 #include "support/WMLog.h"
 #include "text/WendmarkTextExtensions.h"
@@ -82,10 +83,12 @@ std::unique_ptr<AudioInfoTag> AudioInfoTag::tagFromFileAtPath(const QString& pat
 
 std::unique_ptr<AudioInfoTag> AudioInfoTag::tagWithCachedInfo(const QVariantMap& info)
 {
-    // Cached tags come with the song-information cache; nothing to build
-    // them from yet.
-    Q_UNUSED(info);
-    return nullptr;
+    if (info.isEmpty())
+        return nullptr;
+    auto tag = std::make_unique<CachedInfoTag>();
+    tag->setCachedInfo(info);
+    tag->setIsLazy(true);
+    return tag;
 }
 
 std::unique_ptr<AudioInfoTag> AudioInfoTag::tagWithiTunesTrackInfo(const QVariantMap& track,

@@ -100,11 +100,11 @@ public:
     virtual QList<ID3Image> images() const;
     virtual bool removeImageAtIndex(int index);
     virtual bool addImage(const ID3Image& image);
-    qint64 numberOfArtworkBytes() const;
+    virtual qint64 numberOfArtworkBytes() const;
     void removeAllImages();
     // An icon of the first picture no larger than the size; a null image
     // without pictures. The last rendered icon is shared process-wide.
-    QImage imageIconNoLargerThan(const QSize& size);
+    virtual QImage imageIconNoLargerThan(const QSize& size);
     // Takes the picture of an iTunes artwork cache file as the only iTunes
     // artwork of the tag; false when the file is not one.
     bool addiTunesArtworkAtPath(const QString& path);

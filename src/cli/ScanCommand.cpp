@@ -1,0 +1,244 @@
+#include "ScanCommand.h"
+
+#include "CliOutput.h"
+#include "run/Delazifier.h"
+#include "run/PrefsController.h"
+#include "run/RegenerateController.h"
+#include "run/SongSourceLoader.h"
+#include "run/WindowPrefs.h"
+#include "songs/SongFile.h"
+#include "songs/SongFileInfoCache.h"
+#include "support/LocalizedStrings.h"
+#include "tags/AudioInfoTag.h"
+
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+// The attributes in the order they are listed.
+const std::pair<AlbumAsset, const char*> kLackable[] = {
+    {AlbumAsset::AlbumName, "album"}, {AlbumAsset::SongTitle, "title"}, {AlbumAsset::Artwork, "artwork"},
+    {AlbumAsset::Genre, "genre"},     {AlbumAsset::Track, "track"},     {AlbumAsset::Year, "year"},
+    {AlbumAsset::Lyrics, "lyrics"}};
+
+// Output is gathered and written in pieces of about this many characters.
+constexpr qsizetype kFlushAt = 64 * 1024;
+
+QString statusName(SongActivityStatus status)
+{
+    switch (status) {
+    case SongActivityStatus::Locked:
+        return QStringLiteral("read-only");
+    case SongActivityStatus::Problem:
+        return QStringLiteral("damaged");
+    default:
+        return QStringLiteral("ok");
+    }
+}
+
+} // namespace
+
+ScanCommand::ScanCommand(QStringList arguments, std::FILE* out, std::FILE* err)
+    : mArguments(std::move(arguments)), mOut(out), mErr(err)
+{}
+
+QStringList ScanCommand::lackingAttributes(SongFile& song, AlbumAssets checked)
+{
+    QStringList lacking;
+    AudioInfoTag* tag = song.infotag();
+    if (!tag)
+        return lacking;
+    for (const auto& [asset, name] : kLackable) {
+        if (!checked.testFlag(asset))
+            continue;
+        bool lacks = false;
+        switch (asset) {
+        case AlbumAsset::AlbumName:
+            lacks = tag->album().isEmpty();
+            break;
+        case AlbumAsset::SongTitle:
+            lacks = tag->title().isEmpty();
+            break;
+        case AlbumAsset::Artwork:
+            lacks = tag->numberOfImages() == 0 && song.hasiTunesArtwork() != 1;
+            break;
+        case AlbumAsset::Genre:
+            lacks = tag->genres().isEmpty();
+            break;
+        case AlbumAsset::Track:
+            lacks = tag->trackNumber() < 1;
+            break;
+        case AlbumAsset::Year:
+            lacks = tag->year().isEmpty();
+            break;
+        default:
+            lacks = tag->lyrics().isEmpty();
+            break;
+        }
+        if (lacks)
+            lacking.append(QLatin1String(name));
+    }
+    return lacking;
+}
+
+int ScanCommand::run()
+{
+    enum class Source
+    {
+        Saved,
+        Folder,
+        Library,
+        Playlist
+    } source = Source::Saved;
+    QString folder, playlist, xml;
+    bool json = false;
+    bool readTags = false;
+    for (qsizetype i = 0; i < mArguments.size(); ++i) {
+        const QString& arg = mArguments.at(i);
+        const bool hasValue = i + 1 < mArguments.size();
+        if (arg == QStringLiteral("--json")) {
+            json = true;
+        } else if (arg == QStringLiteral("--read-tags")) {
+            readTags = true;
+        } else if (arg == QStringLiteral("--library") && source == Source::Saved) {
+            source = Source::Library;
+        } else if (arg == QStringLiteral("--folder") && hasValue && source == Source::Saved) {
+            source = Source::Folder;
+            folder = mArguments.at(++i);
+        } else if (arg == QStringLiteral("--playlist") && hasValue && source == Source::Saved) {
+            source = Source::Playlist;
+            playlist = mArguments.at(++i);
+        } else if (arg == QStringLiteral("--xml") && hasValue) {
+            xml = mArguments.at(++i);
+        } else {
+            CliOutput::print(
+                mErr, LocalizedStrings::format(QStringLiteral("CliBadArgument"), arg) + QLatin1Char('\n') +
+                          LocalizedStrings::text(QStringLiteral("CliScanUsage")) + QLatin1Char('\n'));
+            return 2;
+        }
+    }
+    if (source == Source::Saved) {
+        PrefsController& prefs = PrefsController::sharedInstance();
+        const SongSourceKind kind = prefs.librarySource();
+        source = kind == SongSourceKind::Library
+                     ? Source::Library
+                     : (kind == SongSourceKind::Playlist ? Source::Playlist : Source::Folder);
+        folder = prefs.libraryDirectory();
+        playlist = prefs.libraryPlaylist();
+    }
+
+    if (source == Source::Folder && !QFileInfo(folder).isDir()) {
+        CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliScanNoFolder"), folder) +
+                                   QLatin1Char('\n'));
+        return 1;
+    }
+
+    const bool terminal = ::isatty(::fileno(mErr)) == 1;
+    RegenerateController regenerate;
+    SongSourceLoader loader;
+    loader.setRegenerateController(&regenerate);
+    QObject::connect(&loader, &SongSourceLoader::logLine, [this](const QString& text, const QColor&) {
+        CliOutput::print(mErr, text + QLatin1Char('\n'));
+    });
+    if (terminal) {
+        QObject::connect(&loader, &SongSourceLoader::progress, [this](qint64 current, qint64 total) {
+            CliOutput::print(mErr,
+                             QLatin1Char('\r') +
+                                 LocalizedStrings::format(QStringLiteral("CliScanProgress"), current, total) +
+                                 (current >= total ? QStringLiteral("\n") : QString()));
+        });
+    }
+
+    bool loaded = false;
+    switch (source) {
+    case Source::Folder:
+        loaded = loader.gatherSongsFromDirectory(folder);
+        break;
+    case Source::Playlist:
+        loaded = loader.gatherSongsFromPlaylistPID(QString(), playlist, xml);
+        break;
+    default:
+        loaded = loader.setiTunesLibrary(xml);
+        break;
+    }
+    if (!loaded && loader.allSongs().isEmpty()) {
+        SongFileInfoCache::sharedCache().detach();
+        return 1;
+    }
+    const QList<std::shared_ptr<SongFile>>& songs = loader.allSongs();
+
+    if (readTags) {
+        Delazifier delazifier;
+        delazifier.setAllSongs(songs);
+        delazifier.setSourceKind(loader.sourceKind());
+        delazifier.setRegenerateController(&regenerate);
+        QEventLoop loop;
+        QObject::connect(&delazifier, &Delazifier::finished, &loop, &QEventLoop::quit);
+        delazifier.startDelazification();
+        if (delazifier.isActive())
+            loop.exec();
+    }
+
+    const AlbumAssets checked = WindowPrefs::readPrefs().checkFlags();
+    qint64 complete = 0, lacking = 0, locked = 0, damaged = 0;
+    QJsonArray list;
+    QString text;
+    for (const std::shared_ptr<SongFile>& song : songs) {
+        const QStringList lacks = lackingAttributes(*song, checked);
+        AudioInfoTag* tag = song->infotag();
+        const SongActivityStatus status = song->activityStatus();
+        complete += lacks.isEmpty() ? 1 : 0;
+        lacking += lacks.isEmpty() ? 0 : 1;
+        locked += status == SongActivityStatus::Locked ? 1 : 0;
+        damaged += status == SongActivityStatus::Problem ? 1 : 0;
+        const QString artist = tag ? tag->artist() : QString();
+        const QString title = tag ? tag->title() : QString();
+        const QString album = tag ? tag->album() : QString();
+        if (json) {
+            list.append(QJsonObject{{QStringLiteral("path"), song->path()},
+                                    {QStringLiteral("artist"), artist},
+                                    {QStringLiteral("title"), title},
+                                    {QStringLiteral("album"), album},
+                                    {QStringLiteral("status"), statusName(status)},
+                                    {QStringLiteral("lacks"), QJsonArray::fromStringList(lacks)}});
+            continue;
+        }
+        text += song->path();
+        if (status == SongActivityStatus::Locked)
+            text += LocalizedStrings::text(QStringLiteral("CliScanLocked"));
+        else if (status == SongActivityStatus::Problem)
+            text += LocalizedStrings::text(QStringLiteral("CliScanProblem"));
+        text += QStringLiteral("\n    ") + artist + QStringLiteral(" | ") + title + QStringLiteral(" | ") +
+                album + QLatin1Char('\n');
+        if (!lacks.isEmpty())
+            text +=
+                LocalizedStrings::format(QStringLiteral("CliScanLacks"), lacks.join(QStringLiteral(", "))) +
+                QLatin1Char('\n');
+        if (text.size() >= kFlushAt) {
+            CliOutput::print(mOut, text);
+            text.clear();
+        }
+    }
+    if (json) {
+        CliOutput::printJson(mOut, QJsonObject{{QStringLiteral("songs"), list},
+                                               {QStringLiteral("count"), static_cast<qint64>(songs.size())},
+                                               {QStringLiteral("complete"), complete},
+                                               {QStringLiteral("lacking"), lacking},
+                                               {QStringLiteral("readOnly"), locked},
+                                               {QStringLiteral("damaged"), damaged},
+                                               {QStringLiteral("cancelled"), !loaded}});
+    } else {
+        text += LocalizedStrings::format(QStringLiteral("CliScanSummary"), static_cast<qint64>(songs.size()),
+                                         complete, lacking, locked, damaged) +
+                QLatin1Char('\n');
+        CliOutput::print(mOut, text);
+    }
+    SongFileInfoCache::sharedCache().detach();
+    return loaded ? 0 : 1;
+}

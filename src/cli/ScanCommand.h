@@ -1,0 +1,32 @@
+#pragma once
+
+#include "web/AlbumAsset.h"
+
+#include <QStringList>
+
+#include <cstdio>
+
+class SongFile;
+
+// `quillbeat-cli scan [--folder DIR | --library [--xml FILE] | --playlist
+// NAME [--xml FILE]] [--read-tags] [--json]`: loads the songs of a source
+// through the song information cache (the saved source when none is given),
+// lists each song with what it lacks among the checked attributes, and a
+// summary. Library songs are listed from the library's own values unless
+// --read-tags has their files read (and cached) first. Progress goes to
+// standard error when that is a terminal; the cache is written at the end.
+class ScanCommand
+{
+public:
+    ScanCommand(QStringList arguments, std::FILE* out, std::FILE* err);
+    int run();
+
+    // The names ("album", "artwork" ...) of the checked attributes the song
+    // lacks; reads the tag when none is loaded.
+    static QStringList lackingAttributes(SongFile& song, AlbumAssets checked);
+
+private:
+    QStringList mArguments;
+    std::FILE* mOut;
+    std::FILE* mErr;
+};

@@ -1,0 +1,119 @@
+#include "run/PreferenceKeys.h"
+
+#include <cmath>
+
+namespace {
+
+PreferenceKeys::Key key(const char* name, PreferenceKeys::Type type, const QVariant& fallback,
+                        const char* meaning)
+{
+    return {QLatin1String(name), type, fallback, QLatin1String(meaning)};
+}
+
+} // namespace
+
+const QList<PreferenceKeys::Key>& PreferenceKeys::all()
+{
+    using T = Type;
+    static const QList<Key> keys = {
+        key("minImageSize", T::Float, 100.0, "smallest acceptable artwork width in pixels; 0 = no minimum"),
+        key("maxImageSize", T::Float, 450.0, "largest artwork width kept as it is; 32767 = no limit"),
+        key("overwriteImageThreshold", T::Float, 32767.0,
+            "existing artwork narrower than this is replaced when overwriting artwork; 32767 = always"),
+        key("ignoreNonSquareArt", T::Boolean, true, "reject pictures far from square"),
+        key("keepiTunesRefreshed", T::Boolean, true, "make iTunes re-read a song after writing it"),
+        key("cacheSizeMB", T::Integer, 10, "disk size of the web cache in megabytes"),
+        key("id3v24Accurate", T::Boolean, false, "write ID3 2.4 frame sizes as synch-safe integers"),
+        key("noiTunesArtwork", T::Boolean, false, "never ask iTunes about artwork kept outside the file"),
+        key("filterLyrics", T::Boolean, false, "the search field searches lyrics"),
+        key("drawerClosed", T::Boolean, false, "the main window's drawer is closed"),
+        key("_source", T::Integer, QVariant(), "song source: 0 folder, 1 playlist, 2 iTunes library"),
+        key("_directory", T::String, QVariant(), "the folder used as song source (default ~/Music)"),
+        key("_playlist", T::String, QStringLiteral("Library"), "the playlist used as song source"),
+        key("updateCheckLevel", T::Integer, 0, "how often to check for updates"),
+        key("prefsVersion", T::Integer, QVariant(), "3 once the window's choices were stored"),
+        key("checkAlbum", T::Boolean, true, "look up missing album names"),
+        key("checkTitle", T::Boolean, true, "look up missing titles"),
+        key("checkArtwork", T::Boolean, true, "look up missing artwork"),
+        key("checkGenre", T::Boolean, true, "look up missing genres"),
+        key("checkTrack", T::Boolean, true, "look up missing track numbers"),
+        key("checkYear", T::Boolean, true, "look up missing years"),
+        key("checkLyrics", T::Boolean, true, "look up missing lyrics"),
+        key("overwriteAlbum", T::Boolean, false, "replace present album names"),
+        key("overwriteTitle", T::Boolean, false, "replace present titles"),
+        key("overwriteArtwork", T::Boolean, false, "replace present artwork"),
+        key("overwriteGenre", T::Boolean, false, "replace present genres"),
+        key("overwriteTrack", T::Boolean, false, "replace present track numbers"),
+        key("overwriteYear", T::Boolean, false, "replace present years"),
+        key("overwriteLyrics", T::Boolean, false, "replace present lyrics"),
+        key("albumPickingMethod", T::Integer, 0, "0 earliest year, 1 most duplicates"),
+        key("allowSubstrings", T::Integer, 0, "above 0 allows partial title matches"),
+        key("parallelSearch", T::Integer, 0, "above 0 asks the web sources at the same time"),
+        key("sortColumn", T::String, QVariant(), "the column the song table is sorted by"),
+        key("sortReverse", T::Boolean, false, "the song table is sorted descending"),
+        key("lyricsWindow", T::Boolean, false, "the lyrics window was open at quit"),
+        key("_welcomed", T::Boolean, false, "the welcome sheet was shown"),
+        key("_dontAskLaunchITunes", T::Boolean, false, "don't offer to launch iTunes"),
+        key("dontWarnCompilation", T::Integer, 0, "1 = don't warn before gathering titles of compilations"),
+        key("noShowiTunesWarning", T::Boolean, false, "don't warn that iTunes must run for artwork"),
+        key("userAgent", T::String, QVariant(),
+            "the web user agent (default Quillbeat/<version> (like Safari/Gecko))"),
+        key("postStatistics", T::Boolean, false, "send anonymous usage statistics"),
+        key("discogsApiKey", T::String, QVariant(), "your own Discogs consumer key"),
+        key("discogsSecret", T::String, QVariant(), "your own Discogs consumer secret"),
+        key("noSystemDeserialize2", T::Boolean, false, "crash guard of the system property-list parser"),
+        key("noSystemiTunesDeserialize", T::Boolean, false, "crash guard of the system library parser"),
+    };
+    return keys;
+}
+
+const PreferenceKeys::Key* PreferenceKeys::find(const QString& name)
+{
+    for (const Key& k : all()) {
+        if (k.name == name)
+            return &k;
+    }
+    return nullptr;
+}
+
+std::optional<QVariant> PreferenceKeys::valueFromText(const Key& key, const QString& text)
+{
+    const QString t = text.trimmed();
+    bool ok = false;
+    switch (key.type) {
+    case Type::Boolean: {
+        const QString lower = t.toLower();
+        if (lower == QLatin1String("true") || lower == QLatin1String("yes") || lower == QLatin1String("1"))
+            return QVariant(true);
+        if (lower == QLatin1String("false") || lower == QLatin1String("no") || lower == QLatin1String("0"))
+            return QVariant(false);
+        return std::nullopt;
+    }
+    case Type::Integer: {
+        const int value = t.toInt(&ok);
+        return ok ? std::optional<QVariant>(value) : std::nullopt;
+    }
+    case Type::Float: {
+        const double value = t.toDouble(&ok);
+        return ok && std::isfinite(value) ? std::optional<QVariant>(value) : std::nullopt;
+    }
+    case Type::String:
+        return QVariant(text);
+    }
+    return std::nullopt;
+}
+
+QString PreferenceKeys::typeName(Type type)
+{
+    switch (type) {
+    case Type::Boolean:
+        return QStringLiteral("boolean");
+    case Type::Integer:
+        return QStringLiteral("integer");
+    case Type::Float:
+        return QStringLiteral("number");
+    case Type::String:
+        return QStringLiteral("text");
+    }
+    return QString();
+}

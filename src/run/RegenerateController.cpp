@@ -1,0 +1,161 @@
+#include "RegenerateController.h"
+
+#include "songs/SongFile.h"
+#include "support/WMLog.h"
+#include "tags/AudioInfoTag.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <exception>
+
+namespace {
+
+// Turns both forgiving-read switches on for one read and puts back what was
+// there before, also when the read fails.
+class ForgivingReadScope
+{
+public:
+    ForgivingReadScope()
+        : mMalformed(AudioInfoTag::shouldDiscardMalformedInfo()),
+          mUnrecognized(AudioInfoTag::shouldDiscardUnrecognizedInfo())
+    {
+        AudioInfoTag::setShouldDiscardUnrecognizedInfo(true);
+        AudioInfoTag::setShouldDiscardMalformedInfo(true);
+    }
+    ~ForgivingReadScope()
+    {
+        AudioInfoTag::setShouldDiscardUnrecognizedInfo(mUnrecognized);
+        AudioInfoTag::setShouldDiscardMalformedInfo(mMalformed);
+    }
+    ForgivingReadScope(const ForgivingReadScope&) = delete;
+    ForgivingReadScope& operator=(const ForgivingReadScope&) = delete;
+
+private:
+    bool mMalformed;
+    bool mUnrecognized;
+};
+
+} // namespace
+
+RegenerateController::RegenerateController(QObject* parent) : QObject(parent) {}
+
+RegenerateController::~RegenerateController() = default;
+
+void RegenerateController::addCorruptSong(const std::shared_ptr<SongFile>& song)
+{
+    if (!song || SongFile::songWithPath(song->path(), mSongsArray))
+        return;
+    song->setAliasFromPath();
+    mSongsArray.append(song);
+    emit rowsChanged();
+}
+
+void RegenerateController::reveal()
+{
+    emit revealRequested();
+}
+
+void RegenerateController::cancel()
+{
+    mCancelled = true;
+}
+
+bool RegenerateController::regenerateSong(SongFile& song, QString* errorText)
+{
+    try {
+        song.ensureInfotagIsReal();
+        song.refresh();
+        QList<ID3Image> oldPictures;
+        if (AudioInfoTag* old = song.infotag())
+            oldPictures = old->images();
+        song.uncacheInfotag();
+
+        AudioInfoTag* tag = nullptr;
+        {
+            const ForgivingReadScope forgiving;
+            tag = song.infotag();
+        }
+        if (!tag)
+            return false;
+        if (tag->numberOfImages() == 0) {
+            for (const ID3Image& picture : oldPictures)
+                tag->addImage(picture);
+        }
+        if (!tag->modifySongFileAtPath(song.path(), errorText))
+            return false;
+        // The file now holds the clean tag: read it again on next need.
+        song.uncacheInfotag();
+        song.adoptCurrentModificationDate();
+        song.setDefaultActivityStatus();
+        return true;
+    } catch (const std::exception& e) {
+        WMLog("regenerate %@ exception %@", song.path(), e.what());
+        return false;
+    }
+}
+
+QList<std::shared_ptr<SongFile>>
+RegenerateController::regenerateSongsArray(const QList<std::shared_ptr<SongFile>>& songs)
+{
+    mCancelled = false;
+    QList<std::shared_ptr<SongFile>> done;
+    const auto total = static_cast<qint64>(songs.size());
+    emit progress(0, total);
+    qint64 current = 0;
+    for (const std::shared_ptr<SongFile>& song : songs) {
+        emit progress(++current, total);
+        QCoreApplication::processEvents();
+        if (mCancelled)
+            break;
+        if (song && regenerateSong(*song)) {
+            emit songChangedAtPath(song->path(), true);
+            done.append(song);
+        }
+    }
+    mCancelled = false;
+    return done;
+}
+
+QList<std::shared_ptr<SongFile>> RegenerateController::regenerateSelected(const QList<int>& rows)
+{
+    QList<std::shared_ptr<SongFile>> selected;
+    for (int row : rows) {
+        if (row >= 0 && row < mSongsArray.size() && !selected.contains(mSongsArray.at(row)))
+            selected.append(mSongsArray.at(row));
+    }
+    const QList<std::shared_ptr<SongFile>> done = regenerateSongsArray(selected);
+    if (!done.isEmpty()) {
+        mSongsArray.removeIf([&done](const std::shared_ptr<SongFile>& song) { return done.contains(song); });
+        emit rowsChanged();
+    }
+    if (mSongsArray.isEmpty())
+        emit hideRequested();
+    return done;
+}
+
+QString RegenerateController::rowText(SongFile& song)
+{
+    AudioInfoTag* tag = song.infotag();
+    if (!tag)
+        return QString();
+    const QString title = tag->title();
+    const QString artist = tag->artist();
+    const QString album = tag->album();
+    QString text = title;
+    if (!artist.isEmpty())
+        text = title.isEmpty() ? artist : title + QStringLiteral(" - ") + artist;
+    if (!album.isEmpty()) {
+        if (!text.isEmpty())
+            text += QLatin1Char(' ');
+        text += QLatin1Char('(') + album + QLatin1Char(')');
+    }
+    return text;
+}
+
+QString RegenerateController::textForRow(int row) const
+{
+    if (row < 0 || row >= mSongsArray.size() || !mSongsArray.at(row))
+        return QString();
+    return rowText(*mSongsArray.at(row));
+}

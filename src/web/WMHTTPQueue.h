@@ -1,0 +1,202 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QSet>
+#include <QString>
+#include <QTimer>
+#include <QUrl>
+#include <QVariantMap>
+
+#include "web/HostPacer.h"
+
+#include <memory>
+
+class HTTPQueueModel;
+class ProgressIndicator;
+class QAbstractItemModel;
+class QNetworkAccessManager;
+class QNetworkDiskCache;
+class QNetworkReply;
+
+// The one queue through which all network traffic goes. Callers hand it a
+// URL, an owner and the name of one of the owner's operations; the queue
+// keeps at most a fixed number of connections open (8), starts waiting URLs
+// as slots free, gathers each body in memory and calls the owner's
+// operation, a `Q_INVOKABLE void name(const QVariantMap& answer)`, directly
+// on the main thread with one answer dictionary:
+//   "WMHTTPURLKey"      QUrl, after any redirect
+//   "WMHTTPDataKey"     QByteArray, only when a non-empty body arrived
+//   "WMHTTPMIMETypeKey" QString, the response's MIME type, if any
+//   "WMHTTPHeadersKey"  QVariantMap of header name -> value
+//   "WMHTTPErrorKey"    only on failure: {"domain": "NSURLErrorDomain" or
+//                       "WMHTTPStatus", "code": int, "description": QString}
+// An HTTP status of 400 or more is an error too (domain "WMHTTPStatus",
+// code = status, "HTTP status code = %d"); its body is still delivered.
+// Owners are held weakly: an answer for a destroyed owner is dropped.
+//
+// Beyond plain queueing: hosts that timed out, were not found or refused a
+// connection are paused for 300 seconds (their URLs fail at once with
+// -1004); redirects are followed by the queue itself (at most 10 hops, the
+// owner is kept, "WMHTTPRedirectNotification" is emitted as
+// redirectNotification()); a host may be given a minimum interval between
+// request starts; a 429 or 503 answer with "Retry-After" pauses its host
+// until then and re-queues the request (at most 3 times).
+//
+// The queue can be shown in a table: tableModel() answers a model with the
+// columns "url" and "status". Attaching it to a view (attachToTableView) is
+// left to the window code, which the core does not link.
+class WMHTTPQueue : public QObject
+{
+    Q_OBJECT
+    friend class HTTPQueueModel;
+
+public:
+    // The shared queue, made on first use (on the main thread).
+    static WMHTTPQueue* queue();
+
+    explicit WMHTTPQueue(QObject* parent = nullptr);
+    ~WMHTTPQueue() override;
+
+    // Queues a GET at the front or the end of the list. With usingCache the
+    // answer may come from the HTTP cache (once after removeURLFromCache it
+    // comes from the network); without, always from the network.
+    void addURL(const QUrl& url, QObject* owner, const QByteArray& returnMethod, bool atBeginning,
+                bool usingCache);
+    // Queues a GET at the end, cache allowed, whose download advances the bar.
+    void addURL(const QUrl& url, QObject* owner, const QByteArray& returnMethod,
+                ProgressIndicator* indicator);
+    // A HEAD request from the network (time-out 45 s); the answer's headers
+    // are in "WMHTTPHeadersKey".
+    void getHeadersForURL(const QUrl& url, QObject* owner, const QByteArray& returnMethod);
+    // A POST of `data` as "application/x-www-form-urlencoded" (time-out 30 s).
+    void postURL(const QUrl& url, QObject* owner, const QByteArray& returnMethod, const QByteArray& data);
+
+    // Cancelling is silent: the owner is not told.
+    void cancelURL(const QUrl& url);
+    void cancelAll();
+    // The next GET of this URL (text beginning with "http") bypasses the cache.
+    void removeURLFromCache(const QUrl& url);
+    // Forgets the failure time of the URL's host, so it is contacted again.
+    void removeFailureForHostOfURL(const QUrl& url);
+
+    // A text/html body is cut off at the first chunk that reaches this
+    // length (0: no limit).
+    void setMaximumHTMLLength(int length);
+    void setSimultaneousConnections(int count);
+    int currentNumberOfConnections() const;
+    // The number of URLs queued or loading.
+    int count() const { return static_cast<int>(mURLs.size()); }
+
+    QString agentString() const { return mAgentID; }
+    void setAgentString(const QString& agent);
+    // The setting "userAgent" when non-empty, else "Quillbeat/<version> (like Safari/Gecko)".
+    static QString defaultAgentString();
+
+    // Requests to this host start at least `seconds` apart (0 removes it).
+    void setMinimumIntervalForHost(const QString& host, double seconds);
+
+    // While paused no request is started.
+    void setPaused(bool paused);
+    bool isPaused() const { return mQueuePaused; }
+
+    // Disk capacity of the HTTP cache in bytes (from "cacheSizeMB" at start).
+    void setCacheCapacity(qint64 bytes);
+    static qint64 cacheCapacityFromSettings();
+
+    // Overrides every request's time-out (ms; 0 restores 10/45/30 seconds).
+    void setTimeoutForTests(int ms) { mTimeoutOverrideMs = ms; }
+
+    // The queue as a table (see HTTPQueueModel), made on first use.
+    QAbstractItemModel* tableModel();
+
+    // Helpers for owners testing an answer.
+    static bool answerHasError(const QVariantMap& answer);
+    static int errorCode(const QVariantMap& answer);
+
+    static constexpr int kDefaultMaxConnections = 8;
+    static constexpr int kMaxRedirects = 10;
+    static constexpr int kMaxRetries = 3;
+
+signals:
+    // The "WMHTTPRedirectNotification": {"old": QUrl, "new": QUrl}.
+    void redirectNotification(const QVariantMap& userInfo);
+    // The "QBImportantLogNotification": a message the user must see.
+    void importantLogNotification(const QString& message);
+    // The list or a connection's state changed (for the table model).
+    void queueChanged();
+
+private:
+    enum class Verb
+    {
+        Get = 0,
+        Head = 1,
+        Post = 2
+    };
+    // What the queue keeps about one request beyond the tables below.
+    struct RequestInfo
+    {
+        QUrl url;
+        Verb verb = Verb::Get;
+        QByteArray body;
+        int redirectHops = 0;
+        int retries = 0;
+        bool failing = false; // a deferred failure is on its way
+    };
+
+    void enqueue(const QUrl& url, QObject* owner, const QByteArray& returnMethod, bool atBeginning,
+                 int policy, const RequestInfo& info);
+    void loadWaitingURLs();
+    bool startRequest(const QUrl& url);
+    void scheduleWakeUp(qint64 delayMs);
+    void replyReadyRead(QNetworkReply* reply, const QString& key);
+    void replyMetaData(QNetworkReply* reply, const QString& key);
+    void replyFinished(QNetworkReply* reply, const QString& key);
+    bool followRedirect(QNetworkReply* reply, const QString& key, int status);
+    bool retryLater(QNetworkReply* reply, const QString& key, int status);
+    void connectionFailed(const QString& key, const QVariantMap& error);
+    void notifyConnectionFailureForURL(const QUrl& url);
+    void notifyOwnerOfURL(const QUrl& url, const QByteArray& data, const QString& mime,
+                          const QVariantMap& error);
+    void dropConnection(const QString& key);
+    void forget(const QString& key);
+    void reloadTable();
+    void logOwnerProblem() const;
+    int timeoutFor(Verb verb) const;
+    bool isUnrecordedHost(const QString& host) const;
+
+    bool isIndicatorURL(const QString& key) const;
+    void releaseIndicator(const QString& key);
+
+    static QString keyFor(const QUrl& url);
+    static bool acceptsRequest(const QUrl& url, const QObject* owner, const QByteArray& returnMethod);
+
+    QList<QUrl> mURLs;
+    QHash<QString, int> mCachePolicies;
+    QHash<QString, QPointer<QObject>> mOwners;
+    QHash<QString, QByteArray> mMethodNames;
+    QHash<QString, QNetworkReply*> mConnections;
+    QHash<QString, QByteArray> mData;
+    QHash<QString, QString> mMIMETypes;
+    QHash<QString, QVariantMap> mHeaderDicts;
+    QSet<QString> mNoCacheURLs;
+    QString mAgentID;
+    QPointer<ProgressIndicator> mIndicator;
+    QUrl mIndicatorURL;
+    int mMaxConnections = kDefaultMaxConnections;
+    int mMaxHTMLLength = 0;
+    bool mQueuePaused = false;
+
+    QHash<QString, RequestInfo> mRequests;
+    HostPacer mPacer; // failed, paced and paused hosts
+    bool mNoInternetAnnounced = false;
+    int mTimeoutOverrideMs = 0;
+    QTimer mWakeTimer;
+    std::unique_ptr<QNetworkAccessManager> mManager;
+    QNetworkDiskCache* mCache = nullptr; // owned by mManager
+    std::unique_ptr<HTTPQueueModel> mModel;
+};

@@ -1,0 +1,285 @@
+#include "LoadTestFiles.h"
+#include "TestSupport.h"
+
+#include "library/iTunesInterface.h"
+#include "run/RegenerateController.h"
+#include "run/SongSourceLoader.h"
+#include "songs/CachedInfoTag.h"
+#include "songs/SongFile.h"
+#include "songs/SongFileInfoCache.h"
+#include "tags/AudioInfoTag.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+namespace {
+
+QStringList pathsOf(const QList<std::shared_ptr<SongFile>>& songs)
+{
+    QStringList paths;
+    for (const auto& song : songs)
+        paths.append(song->path());
+    return paths;
+}
+
+QStringList logged(const QSignalSpy& spy)
+{
+    QStringList lines;
+    for (const QList<QVariant>& call : spy)
+        lines.append(call.at(0).toString());
+    return lines;
+}
+
+void setModified(const QString& path, const QDateTime& when)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(file.setFileTime(when, QFileDevice::FileModificationTime));
+}
+
+} // namespace
+
+TEST(SongSourceLoaderRules, LocationsBecomePaths)
+{
+    EXPECT_EQ(SongSourceLoader::pathFromLocation(QStringLiteral("file://localhost/C:/Music/a.mp3")),
+              QStringLiteral("C:/Music/a.mp3"));
+    EXPECT_EQ(SongSourceLoader::pathFromLocation(
+                  QStringLiteral("file://localhost/Users/x/Caf%C3%A9%20Song%25.mp3")),
+              QStringLiteral("/Users/x/Caf\u00e9 Song%.mp3"));
+    EXPECT_EQ(SongSourceLoader::pathFromLocation(QStringLiteral("file:///a/b.m4a")),
+              QStringLiteral("/a/b.m4a"));
+    EXPECT_TRUE(SongSourceLoader::pathFromLocation(QStringLiteral("http://host/a.mp3")).isEmpty());
+    // Too short for a drive letter: kept as it is.
+    EXPECT_EQ(SongSourceLoader::pathFromLocation(QStringLiteral("file:///C:/")), QStringLiteral("/C:/"));
+}
+
+TEST(SongSourceLoaderRules, VolumeRootIsPrefixedWhenMissing)
+{
+    const QString root =
+        SongSourceLoader::volumeRootOfLibraryPath(QStringLiteral("/Volumes/Ext/iTunes/Lib.xml"));
+    EXPECT_EQ(root, QStringLiteral("/Volumes/Ext/"));
+    EXPECT_TRUE(SongSourceLoader::volumeRootOfLibraryPath(QStringLiteral("/Users/x/Lib.xml")).isEmpty());
+    EXPECT_TRUE(SongSourceLoader::volumeRootOfLibraryPath(QStringLiteral("/Volumes/")).isEmpty());
+    EXPECT_EQ(SongSourceLoader::pathFromLocation(QStringLiteral("file://localhost/Music/a.mp3"), root),
+              QStringLiteral("/Volumes/Ext/Music/a.mp3"));
+    EXPECT_EQ(SongSourceLoader::pathFromLocation(QStringLiteral("file://localhost/Volumes/Ext/a.mp3"), root),
+              QStringLiteral("/Volumes/Ext/a.mp3"));
+}
+
+TEST(SongSourceLoaderRules, OnlyAudioFilesOfTheLibraryAreListed)
+{
+    const QVariantMap good = LoadTestFiles::track(1, QStringLiteral("/m/a.mp3"), QStringLiteral("A"));
+    EXPECT_TRUE(SongSourceLoader::isListableTrack(good));
+    QVariantMap video = good;
+    video.insert(QStringLiteral("Has Video"), true);
+    QVariantMap stream = good;
+    stream.remove(QStringLiteral("Total Time"));
+    QVariantMap kindless = good;
+    kindless.remove(QStringLiteral("Kind"));
+    QVariantMap ringtone = good;
+    ringtone.insert(QStringLiteral("Location"), QStringLiteral("file://localhost/m/ring.m4r"));
+    QVariantMap remote = good;
+    remote.insert(QStringLiteral("Location"), QStringLiteral("http://radio/stream.mp3"));
+    for (const QVariantMap& track : {video, stream, kindless, ringtone, remote})
+        EXPECT_FALSE(SongSourceLoader::isListableTrack(track))
+            << qPrintable(track.value(QStringLiteral("Location")).toString());
+}
+
+TEST(SongSourceLoaderFolder, SecondLoadComesFromTheCache)
+{
+    const QString folder = LoadTestFiles::freshFolder(QStringLiteral("cached"));
+    const QString a = folder + QStringLiteral("/Album/01 a.mp3");
+    const QString b = folder + QStringLiteral("/Album/02 b.mp3");
+    ASSERT_TRUE(LoadTestFiles::writeSong(a, QStringLiteral("First"), QStringLiteral("Band")));
+    ASSERT_TRUE(LoadTestFiles::writeSong(b, QStringLiteral("Second"), QStringLiteral("Band")));
+    ASSERT_TRUE(TestSupport::writeFile(folder + QStringLiteral("/Album/cover.jpg"), QByteArray(600, 'x')));
+
+    SongSourceLoader loader;
+    ASSERT_TRUE(loader.gatherSongsFromDirectory(folder));
+    const QList<std::shared_ptr<SongFile>> first = loader.allSongs();
+    ASSERT_EQ(pathsOf(first), QStringList({a, b}));
+    EXPECT_EQ(first.at(0)->infotag()->title(), QStringLiteral("First"));
+    EXPECT_NE(dynamic_cast<CachedInfoTag*>(first.at(0)->infotag()), nullptr);
+    EXPECT_FALSE(SongFileInfoCache::sharedCache().infoForSongFileAtPath(a).isEmpty());
+
+    // Change the file's tag but keep its date: the cache still answers.
+    const QDateTime modified = first.at(0)->modificationDate();
+    ASSERT_TRUE(LoadTestFiles::writeSong(a, QStringLiteral("Changed"), QStringLiteral("Band")));
+    setModified(a, modified);
+    loader.setWorkList(first);
+    ASSERT_TRUE(loader.gatherSongsFromDirectory(folder));
+    ASSERT_EQ(loader.allSongs().size(), 2);
+    EXPECT_EQ(loader.allSongs().at(0), first.at(0)); // the work list's record reused
+    EXPECT_EQ(loader.allSongs().at(0)->infotag()->title(), QStringLiteral("First"));
+
+    // A new date makes the entry invalid: the file is read again.
+    setModified(a, modified.addSecs(60));
+    loader.setWorkList({});
+    ASSERT_TRUE(loader.gatherSongsFromDirectory(folder));
+    EXPECT_EQ(loader.allSongs().at(0)->infotag()->title(), QStringLiteral("Changed"));
+}
+
+TEST(SongSourceLoaderFolder, BadFilesAreLoggedAndDamagedTagsCollected)
+{
+    const QString folder = LoadTestFiles::freshFolder(QStringLiteral("bad"));
+    const QString good = folder + QStringLiteral("/good.mp3");
+    const QString damaged = folder + QStringLiteral("/damaged.mp3");
+    const QString tiny = folder + QStringLiteral("/tiny.mp3");
+    const QString noise = folder + QStringLiteral("/noise.mp3");
+    ASSERT_TRUE(LoadTestFiles::writeSong(good, QStringLiteral("Good")));
+    ASSERT_TRUE(LoadTestFiles::writeDamagedSong(damaged, QStringLiteral("Hurt")));
+    ASSERT_TRUE(TestSupport::writeFile(tiny, QByteArray(100, '\0')));
+    // An ID3 header claiming more bytes than the file holds: no tag at all.
+    ASSERT_TRUE(
+        TestSupport::writeFile(noise, QByteArray("ID3\x03\0\0\x7f\x7f\x7f\x7f", 10) + QByteArray(600, 'n')));
+
+    RegenerateController regenerate;
+    QSignalSpy reveals(&regenerate, &RegenerateController::revealRequested);
+    SongSourceLoader loader;
+    loader.setRegenerateController(&regenerate);
+    QSignalSpy lines(&loader, &SongSourceLoader::logLine);
+    ASSERT_TRUE(loader.gatherSongsFromDirectory(folder));
+
+    ASSERT_EQ(pathsOf(loader.allSongs()), QStringList({damaged, good}));
+    EXPECT_EQ(loader.allSongs().at(0)->activityStatus(), SongActivityStatus::Problem);
+    EXPECT_EQ(loader.allSongs().at(1)->activityStatus(), SongActivityStatus::Idle);
+    ASSERT_EQ(regenerate.numberOfRows(), 1);
+    EXPECT_EQ(regenerate.songsArray().first()->path(), damaged);
+    EXPECT_EQ(reveals.count(), 1);
+    // A damaged tag is not cached: it is read again next time.
+    EXPECT_TRUE(SongFileInfoCache::sharedCache().infoForSongFileAtPath(damaged).isEmpty());
+
+    const QStringList text = logged(lines);
+    EXPECT_TRUE(text.contains(QStringLiteral("Could not open the song ") + tiny))
+        << qPrintable(text.join(QLatin1Char('\n')));
+    EXPECT_TRUE(text.contains(QStringLiteral("Could not read the tag of ") + noise))
+        << qPrintable(text.join(QLatin1Char('\n')));
+    EXPECT_EQ(lines.first().at(1).value<QColor>(), QColor(Qt::red));
+}
+
+TEST(SongSourceLoaderFolder, VanishedAndReadOnlyFiles)
+{
+    const QString folder = LoadTestFiles::freshFolder(QStringLiteral("vanish"));
+    const QString kept = folder + QStringLiteral("/kept.mp3");
+    const QString gone = folder + QStringLiteral("/gone.mp3");
+    ASSERT_TRUE(LoadTestFiles::writeSong(kept, QStringLiteral("Kept")));
+    ASSERT_TRUE(LoadTestFiles::writeSong(gone, QStringLiteral("Gone")));
+    SongSourceLoader loader;
+    ASSERT_TRUE(loader.gatherSongsFromDirectory(folder));
+    ASSERT_EQ(loader.allSongs().size(), 2);
+
+    ASSERT_TRUE(QFile::remove(gone));
+    QFile::setPermissions(kept, QFileDevice::ReadOwner | QFileDevice::ReadGroup);
+    loader.setWorkList(loader.allSongs());
+    ASSERT_TRUE(loader.gatherSongsFromDirectory(folder));
+    ASSERT_EQ(pathsOf(loader.allSongs()), QStringList({kept}));
+    if (::geteuid() != 0) { // root may write anything
+        EXPECT_EQ(SongFile::songWithPath(kept)->activityStatus(), SongActivityStatus::Locked);
+    }
+    QFile::setPermissions(kept, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+}
+
+TEST(SongSourceLoaderFolder, MissingFolderListsNothing)
+{
+    SongSourceLoader loader;
+    EXPECT_TRUE(loader.gatherSongsFromDirectory(TestSupport::scratchFolder() + QStringLiteral("/load/none")));
+    EXPECT_TRUE(loader.allSongs().isEmpty());
+}
+
+class SongSourceLoaderLibrary : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        iTunesInterface::resetCaches();
+        folder = LoadTestFiles::freshFolder(QStringLiteral("library"));
+        first = folder + QStringLiteral("/Caf\u00e9 & Bar/one song.mp3");
+        second = folder + QStringLiteral("/two.mp3");
+        ASSERT_TRUE(LoadTestFiles::writeSong(first, QStringLiteral("File One")));
+        ASSERT_TRUE(LoadTestFiles::writeSong(second, QStringLiteral("File Two")));
+        QList<QVariantMap> tracks = {LoadTestFiles::track(10, first, QStringLiteral("Library One")),
+                                     LoadTestFiles::track(9, second, QStringLiteral("Library Two"))};
+        QVariantMap video = LoadTestFiles::track(11, first, QStringLiteral("Video"));
+        video.insert(QStringLiteral("Has Video"), true);
+        QVariantMap gone =
+            LoadTestFiles::track(12, folder + QStringLiteral("/gone.mp3"), QStringLiteral("Gone"));
+        QVariantMap ogg = LoadTestFiles::track(13, folder + QStringLiteral("/x.ogg"), QStringLiteral("Ogg"));
+        tracks << video << gone << ogg;
+        const QVariantMap playlist = {
+            {QStringLiteral("Name"), QStringLiteral("Road")},
+            {QStringLiteral("Playlist Persistent ID"), QStringLiteral("ROAD")},
+            {QStringLiteral("Playlist Items"), QVariantList{QVariantMap{{QStringLiteral("Track ID"), 10}},
+                                                            QVariantMap{{QStringLiteral("Track ID"), 9}}}}};
+        xml = folder + QStringLiteral("/Library.xml");
+        ASSERT_TRUE(TestSupport::writeFile(xml, LoadTestFiles::libraryXml(tracks, {playlist})));
+    }
+
+    QString folder, first, second, xml;
+};
+
+TEST_F(SongSourceLoaderLibrary, TracksGetLazyTagsInTrackOrder)
+{
+    SongSourceLoader loader;
+    QSignalSpy lines(&loader, &SongSourceLoader::logLine);
+    QSignalSpy progress(&loader, &SongSourceLoader::progress);
+    ASSERT_TRUE(loader.setiTunesLibrary(xml));
+    EXPECT_EQ(loader.sourceKind(), SongSourceKind::Library);
+    ASSERT_EQ(pathsOf(loader.allSongs()), QStringList({second, first}));
+    const std::shared_ptr<SongFile> song = loader.allSongs().at(1);
+    EXPECT_EQ(song->iTunesDBID(), 10u);
+    EXPECT_EQ(song->persistentID(), QStringLiteral("PID10"));
+    ASSERT_TRUE(song->hasInfotagCached());
+    EXPECT_TRUE(song->infotag()->isLazy());
+    EXPECT_EQ(song->infotag()->title(), QStringLiteral("Library One")); // the file is not read
+    EXPECT_TRUE(logged(lines).contains(QStringLiteral("Could not open the song ") + folder +
+                                       QStringLiteral("/gone.mp3")));
+    ASSERT_FALSE(progress.isEmpty());
+    EXPECT_EQ(progress.last().at(0).toLongLong(), progress.last().at(1).toLongLong());
+}
+
+TEST_F(SongSourceLoaderLibrary, CachedEntriesInMemoryAreUsed)
+{
+    std::shared_ptr<SongFile> song = SongFile::songWithPath(second);
+    ASSERT_TRUE(song && song->infotag());
+    SongFileInfoCache::sharedCache().storeInfo(CachedInfoTag::infoDictForTag(*song->infotag(), second),
+                                               second);
+    SongSourceLoader loader;
+    ASSERT_TRUE(loader.setiTunesLibrary(xml));
+    ASSERT_EQ(loader.allSongs().size(), 2);
+    EXPECT_NE(dynamic_cast<CachedInfoTag*>(loader.allSongs().at(0)->infotag()), nullptr);
+    EXPECT_EQ(loader.allSongs().at(0)->infotag()->title(), QStringLiteral("File Two"));
+    EXPECT_TRUE(SongFileInfoCache::sharedCache().allowDiskReads());
+}
+
+TEST_F(SongSourceLoaderLibrary, PlaylistSongsAreReadInPlaylistOrder)
+{
+    SongSourceLoader loader;
+    ASSERT_TRUE(loader.gatherSongsFromPlaylistPID(QString(), QStringLiteral("Road"), xml));
+    ASSERT_EQ(pathsOf(loader.allSongs()), QStringList({first, second}));
+    EXPECT_EQ(loader.allSongs().at(0)->infotag()->title(), QStringLiteral("File One"));
+    EXPECT_EQ(loader.allSongs().at(0)->playlistIndex(), 1);
+    EXPECT_EQ(loader.allSongs().at(1)->playlistIndex(), 2);
+    EXPECT_EQ(loader.allSongs().at(1)->iTunesDBID(), 9u);
+    EXPECT_EQ(loader.allSongs().at(1)->hasiTunesArtwork(), 0);
+
+    QSignalSpy missing(&loader, &SongSourceLoader::playlistNotFound);
+    EXPECT_FALSE(loader.gatherSongsFromPlaylistPID(QStringLiteral("NOPE"), QStringLiteral("Nope"), xml));
+    EXPECT_EQ(missing.count(), 1);
+    EXPECT_TRUE(loader.allSongs().isEmpty());
+}
+
+TEST_F(SongSourceLoaderLibrary, UnreadableExportListsNothing)
+{
+    const QString broken = folder + QStringLiteral("/Broken.xml");
+    ASSERT_TRUE(TestSupport::writeFile(broken, QByteArray("<plist><dict><key>Tra")));
+    SongSourceLoader loader;
+    QSignalSpy lines(&loader, &SongSourceLoader::logLine);
+    EXPECT_FALSE(loader.setiTunesLibrary(broken));
+    EXPECT_TRUE(loader.allSongs().isEmpty());
+    EXPECT_FALSE(lines.isEmpty());
+}

@@ -1,0 +1,338 @@
+#include "SongTestFiles.h"
+#include "TestSupport.h"
+
+#include "library/iTunesScriptRunner.h"
+#include "songs/CachedInfoTag.h"
+#include "songs/FileAttributes.h"
+#include "songs/SongFile.h"
+#include "tags/AudioInfoTag.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+namespace {
+
+QVariantMap values(std::initializer_list<std::pair<const char*, const char*>> pairs)
+{
+    QVariantMap map;
+    for (const auto& [key, value] : pairs)
+        map.insert(QString::fromLatin1(key), QString::fromUtf8(value));
+    return map;
+}
+
+bool setAttribute(const QString& path, const char* name, const QByteArray& value)
+{
+    return ::setxattr(QFile::encodeName(path).constData(), name, value.constData(), size_t(value.size()),
+                      0) == 0;
+}
+
+QByteArray attribute(const QString& path, const char* name)
+{
+    char buffer[256];
+    const ssize_t size = ::getxattr(QFile::encodeName(path).constData(), name, buffer, sizeof buffer);
+    return size < 0 ? QByteArray() : QByteArray(buffer, size);
+}
+
+// A stand-in for osascript that logs every script it is given and answers
+// the scripts the record sends around a write.
+class FakeiTunes
+{
+public:
+    FakeiTunes(const QString& folder, const QString& playingPath, const QString& refreshedPath)
+        : mFolder(folder), mOldPath(qgetenv("PATH"))
+    {
+        QDir().mkpath(mFolder + QStringLiteral("/bin"));
+        const QByteArray script = "#!/bin/sh\nsrc=$(cat)\nprintf '%s\\n====\\n' \"$src\" >> '" +
+                                  QFile::encodeName(mFolder) +
+                                  "/scripts.log'\n"
+                                  "case \"$src\" in\n"
+                                  "  *\"current track\"*) printf '%s\\n' '" +
+                                  playingPath.toUtf8() +
+                                  "' ;;\n"
+                                  "  *\"refresh theTrack\"*) printf '%s\\n' '" +
+                                  refreshedPath.toUtf8() + "' ;;\nesac\nexit 0\n";
+        const QString osascript = mFolder + QStringLiteral("/bin/osascript");
+        TestSupport::writeFile(osascript, script);
+        QFile::setPermissions(osascript, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        qputenv("PATH", QFile::encodeName(mFolder + QStringLiteral("/bin")) + ':' + mOldPath);
+        iTunesScriptRunner::reset();
+    }
+    ~FakeiTunes()
+    {
+        qputenv("PATH", mOldPath);
+        iTunesScriptRunner::reset();
+    }
+
+    // What the record asked, in order: "playing", "pause", "refresh", "play".
+    QStringList requests() const
+    {
+        QStringList result;
+        const QString log =
+            QString::fromUtf8(TestSupport::readFile(mFolder + QStringLiteral("/scripts.log")));
+        for (const QString& script : log.split(QStringLiteral("\n====\n"), Qt::SkipEmptyParts)) {
+            if (script.contains(QStringLiteral("current track")))
+                result << QStringLiteral("playing");
+            else if (script.contains(QStringLiteral("refresh theTrack")))
+                result << QStringLiteral("refresh");
+            else if (script.contains(QStringLiteral("\rpause\r")))
+                result << QStringLiteral("pause");
+            else if (script.contains(QStringLiteral("\rplay\r")))
+                result << QStringLiteral("play");
+            else
+                result << script;
+        }
+        return result;
+    }
+
+private:
+    QString mFolder;
+    QByteArray mOldPath;
+};
+
+} // namespace
+
+TEST(SongFileRecord, ConstructionNeeds255BytesAndADate)
+{
+    const QString dir = SongTestFiles::folder(QStringLiteral("construct"));
+    TestSupport::writeFile(dir + QStringLiteral("/short.mp3"), QByteArray(254, 'x'));
+    TestSupport::writeFile(dir + QStringLiteral("/enough.mp3"), QByteArray(255, 'x'));
+    EXPECT_FALSE(SongFile::songWithPath(dir + QStringLiteral("/short.mp3")));
+    EXPECT_FALSE(SongFile::songWithPath(dir + QStringLiteral("/missing.mp3")));
+    EXPECT_FALSE(SongFile::songWithPath(dir));
+    EXPECT_FALSE(SongFile::songWithPath(QString()));
+    const auto song = SongFile::songWithPath(dir + QStringLiteral("/enough.mp3"));
+    ASSERT_TRUE(song);
+    EXPECT_EQ(song->filename(), QStringLiteral("enough.mp3"));
+    EXPECT_EQ(song->modificationDate(), FileAttributes::modificationDate(song->path()));
+    EXPECT_EQ(song->hasiTunesArtwork(), -1);
+    EXPECT_EQ(song->playlistIndex(), SongFile::NotFound);
+    EXPECT_EQ(song->iTunesDBID(), 0u);
+    EXPECT_FALSE(song->hasInfotagCached());
+    EXPECT_TRUE(song->description().contains(song->path()));
+    if (::geteuid() != 0) {
+        ::chmod(QFile::encodeName(song->path()).constData(), 0444);
+        const auto locked = SongFile::songWithPath(song->path());
+        EXPECT_EQ(locked->activityStatus(), SongActivityStatus::Locked);
+        EXPECT_FALSE(locked->canWriteToOriginalPath());
+    } else {
+        EXPECT_EQ(song->activityStatus(), SongActivityStatus::Idle);
+    }
+}
+
+TEST(SongFileRecord, CopiesKeepIdentityButNotTheTag)
+{
+    const QString dir = SongTestFiles::folder(QStringLiteral("copy"));
+    const QString path =
+        SongTestFiles::writeMp3(dir + QStringLiteral("/a.mp3"), values({{"title", "Copy Me"}}));
+    const auto song = SongFile::songWithPath(path);
+    ASSERT_TRUE(song);
+    ASSERT_TRUE(song->infotag());
+    song->setActivityStatus(SongActivityStatus::Gathering);
+    song->setiTunesDBID(42);
+    song->setPersistentID(QStringLiteral("00AB"));
+    song->setPlayList(QStringLiteral("Mix"), 7);
+    EXPECT_EQ(song->infotag()->playlistIndex(), 7);
+    const auto copy = song->copy();
+    ASSERT_TRUE(copy);
+    EXPECT_NE(copy.get(), song.get());
+    EXPECT_FALSE(copy->hasInfotagCached());
+    EXPECT_EQ(copy->activityStatus(), SongActivityStatus::Gathering);
+    EXPECT_EQ(copy->iTunesDBID(), 42u);
+    EXPECT_EQ(copy->persistentID(), QStringLiteral("00AB"));
+    EXPECT_EQ(copy->playlistIndex(), 7);
+    // The copy hands its playlist position to the tag it reads.
+    EXPECT_EQ(copy->infotag()->playlistIndex(), 7);
+    EXPECT_EQ(copy->infotag()->title(), QStringLiteral("Copy Me"));
+
+    // Found from the end of the list, by path.
+    const QList<std::shared_ptr<SongFile>> songs = {song, nullptr, copy};
+    EXPECT_EQ(SongFile::songWithPath(path, songs), copy);
+    EXPECT_FALSE(SongFile::songWithPath(QString(), songs));
+    EXPECT_FALSE(SongFile::songWithPath(path + QStringLiteral("x"), songs));
+}
+
+TEST(SongFileRecord, TagsStandInAndAreMadeReal)
+{
+    const QString dir = SongTestFiles::folder(QStringLiteral("tags"));
+    const QString path = SongTestFiles::writeMp3(dir + QStringLiteral("/b.mp3"), values({{"title", "Real"}}));
+    const auto song = SongFile::songWithPath(path);
+    ASSERT_TRUE(song);
+    song->createInfotagUsingCachedInfoDict(values({{"tit", "Cached"}}));
+    EXPECT_EQ(song->infotag()->title(), QStringLiteral("Cached"));
+    EXPECT_TRUE(song->infotag()->isLazy());
+    song->ensureInfotagIsReal();
+    EXPECT_FALSE(song->hasInfotagCached());
+    EXPECT_EQ(song->infotag()->title(), QStringLiteral("Real"));
+    song->ensureInfotagIsReal(); // a real tag stays
+    EXPECT_TRUE(song->hasInfotagCached());
+
+    QVariantMap track = {{QStringLiteral("Name"), QStringLiteral("From iTunes")}};
+    song->createLazyInfoTagFromDictionary(track, path);
+    EXPECT_EQ(song->infotag()->title(), QStringLiteral("From iTunes"));
+    song->rememberOriginalValuesForLaterRefresh();
+    EXPECT_EQ(song->originalProperties(),
+              (QVariantMap{{QStringLiteral("Title"), QStringLiteral("From iTunes")}}));
+
+    // A file of no known type has no tag.
+    TestSupport::writeFile(dir + QStringLiteral("/c.ogg"), QByteArray(5000, 'x'));
+    const auto other = SongFile::songWithPath(dir + QStringLiteral("/c.ogg"));
+    ASSERT_TRUE(other);
+    EXPECT_EQ(other->infotag(), nullptr);
+    EXPECT_FALSE(other->revertToCachedInfotag());
+}
+
+TEST(SongFileRecord, RefreshNoticesChangedAndVanishedFiles)
+{
+    const QString dir = SongTestFiles::folder(QStringLiteral("refresh"));
+    const QString path = SongTestFiles::writeMp3(dir + QStringLiteral("/d.mp3"), values({{"title", "One"}}));
+    const auto song = SongFile::songWithPath(path);
+    ASSERT_TRUE(song);
+    ASSERT_TRUE(song->infotag());
+    song->setHasiTunesArtwork(1);
+    EXPECT_FALSE(song->refresh());
+    EXPECT_TRUE(song->hasInfotagCached());
+
+    ASSERT_TRUE(SongTestFiles::shiftModificationTime(path, 5));
+    EXPECT_TRUE(song->refresh());
+    EXPECT_FALSE(song->hasInfotagCached());
+    EXPECT_EQ(song->hasiTunesArtwork(), -1);
+    EXPECT_EQ(song->modificationDate(), FileAttributes::modificationDate(path));
+    EXPECT_FALSE(song->refresh());
+
+    QFile::remove(path);
+    EXPECT_FALSE(song->refresh());
+    EXPECT_EQ(song->activityStatus(), SongActivityStatus::Problem);
+}
+
+TEST(SongFileRecord, FollowsARenamedFileAndGivesUpOnADeletedOne)
+{
+    const QString dir = SongTestFiles::folder(QStringLiteral("follow"));
+    const QString path = SongTestFiles::writeMp3(dir + QStringLiteral("/Album/e.mp3"));
+    const auto song = SongFile::songWithPath(path);
+    ASSERT_TRUE(song);
+    song->setAliasFromPath();
+    EXPECT_TRUE(song->hasAlias());
+    ASSERT_TRUE(QDir().rename(dir + QStringLiteral("/Album"), dir + QStringLiteral("/Album (2001)")));
+    EXPECT_FALSE(song->refresh());
+    EXPECT_EQ(song->path(), dir + QStringLiteral("/Album (2001)/e.mp3"));
+    EXPECT_EQ(song->activityStatus(), SongActivityStatus::Idle);
+
+    // A new path drops the reference.
+    song->setPath(dir + QStringLiteral("/elsewhere.mp3"));
+    EXPECT_FALSE(song->hasAlias());
+    song->setPath(dir + QStringLiteral("/Album (2001)/e.mp3"));
+    song->setAliasFromPath();
+    QFile::remove(song->path());
+    song->updatePathFromAlias();
+    EXPECT_EQ(song->activityStatus(), SongActivityStatus::Problem);
+}
+
+TEST(SongFileRecord, WritingKeepsTheFilesAttributes)
+{
+    const QString dir = SongTestFiles::folder(QStringLiteral("write"));
+    const QString path =
+        SongTestFiles::writeMp3(dir + QStringLiteral("/f.mp3"), values({{"title", "Before"}}));
+    const QByteArray file = QFile::encodeName(path);
+    ASSERT_EQ(::chmod(file.constData(), 0640), 0);
+    const bool withAttributes = setAttribute(path, "user.quillbeat.test", "kept");
+    const bool mayChown = ::geteuid() == 0 && ::chown(file.constData(), 65534, 65534) == 0;
+
+    const auto song = SongFile::songWithPath(path);
+    ASSERT_TRUE(song);
+    song->infotag()->setTitle(QStringLiteral("After"));
+    SongTestFiles::shiftModificationTime(path, -10);
+    QString error;
+    ASSERT_TRUE(song->writeToOriginalPath(&error, true)) << error.toStdString();
+    EXPECT_TRUE(song->hasAlias());
+    EXPECT_EQ(AudioInfoTag::tagWithPath(path)->title(), QStringLiteral("After"));
+    EXPECT_EQ(song->modificationDate(), FileAttributes::modificationDate(path));
+
+    struct stat info = {};
+    ASSERT_EQ(::stat(file.constData(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0640u);
+    if (withAttributes) {
+        EXPECT_EQ(attribute(path, "user.quillbeat.test"), QByteArray("kept"));
+    }
+    if (mayChown) {
+        EXPECT_EQ(info.st_uid, 65534u);
+        EXPECT_EQ(info.st_gid, 65534u);
+    }
+
+    // Without a tag nothing is written and the song has a problem; without a
+    // path there is nothing to do.
+    song->uncacheInfotag();
+    EXPECT_FALSE(song->writeToOriginalPath(&error, false));
+    EXPECT_EQ(song->activityStatus(), SongActivityStatus::Problem);
+    song->setPath(QString());
+    EXPECT_TRUE(song->writeToOriginalPath(&error, false));
+}
+
+TEST(FileAttributesTest, RestoresOntoAnotherFile)
+{
+    // Restoring must do the work itself, not rely on the writer keeping the
+    // inode: take the attributes of one file and put them on a fresh one.
+    const QString dir = SongTestFiles::folder(QStringLiteral("attributes"));
+    const QString from = dir + QStringLiteral("/from");
+    const QString to = dir + QStringLiteral("/to");
+    TestSupport::writeFile(from, "a");
+    TestSupport::writeFile(to, "b");
+    ::chmod(QFile::encodeName(from).constData(), 0604);
+    const bool withAttributes = setAttribute(from, "user.one", "1") && setAttribute(from, "user.empty", "");
+    const std::optional<FileAttributes> attributes = FileAttributes::ofFileAtPath(from);
+    ASSERT_TRUE(attributes);
+    EXPECT_EQ(attributes->permissions(), 0604u);
+    EXPECT_TRUE(attributes->restoreToFileAtPath(to));
+    struct stat info = {};
+    ASSERT_EQ(::stat(QFile::encodeName(to).constData(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0604u);
+    if (withAttributes) {
+        EXPECT_EQ(attribute(to, "user.one"), QByteArray("1"));
+        EXPECT_GE(::getxattr(QFile::encodeName(to).constData(), "user.empty", nullptr, 0), 0);
+    }
+    EXPECT_FALSE(FileAttributes::ofFileAtPath(dir + QStringLiteral("/none")));
+    EXPECT_FALSE(FileAttributes::modificationDate(dir + QStringLiteral("/none")).isValid());
+}
+
+TEST(SongFileRecord, WritingThePlayingSongPausesAndResumesiTunes)
+{
+    const QString dir = SongTestFiles::folder(QStringLiteral("playing"));
+    const QString path = SongTestFiles::writeMp3(dir + QStringLiteral("/g.mp3"), values({{"title", "Now"}}));
+    const QString moved = dir + QStringLiteral("/moved.mp3");
+    FakeiTunes iTunes(dir + QStringLiteral("/fake"), path, moved);
+
+    const auto song = SongFile::songWithPath(path);
+    ASSERT_TRUE(song);
+    song->setPersistentID(QStringLiteral("00AB"));
+    song->infotag()->setTitle(QStringLiteral("Later"));
+    QFile::copy(path, moved); // iTunes answers that the track lives here now
+    QString error;
+    ASSERT_TRUE(song->writeToOriginalPath(&error, true));
+    EXPECT_EQ(iTunes.requests(), (QStringList{QStringLiteral("playing"), QStringLiteral("pause"),
+                                              QStringLiteral("refresh"), QStringLiteral("play")}));
+    EXPECT_EQ(song->path(), moved);
+
+    // Also when the write fails; and a song that isn't playing is written
+    // without pausing.
+    const QString other = SongTestFiles::writeMp3(dir + QStringLiteral("/h.mp3"));
+    FakeiTunes second(dir + QStringLiteral("/fake2"), other, QStringLiteral("error: no track"));
+    const auto failing = SongFile::songWithPath(other);
+    failing->createInfotagUsingCachedInfoDict(values({{"tit", "read-only"}}));
+    EXPECT_FALSE(failing->writeToOriginalPath(&error, true));
+    EXPECT_EQ(failing->activityStatus(), SongActivityStatus::Problem);
+    EXPECT_EQ(second.requests(),
+              (QStringList{QStringLiteral("playing"), QStringLiteral("pause"), QStringLiteral("play")}));
+
+    FakeiTunes third(dir + QStringLiteral("/fake3"), path, QStringLiteral("error: no track"));
+    const auto quiet = SongFile::songWithPath(other);
+    quiet->setPersistentID(QStringLiteral("00CD"));
+    quiet->infotag()->setTitle(QStringLiteral("Quiet"));
+    ASSERT_TRUE(quiet->writeToOriginalPath(&error, true));
+    EXPECT_EQ(third.requests(), (QStringList{QStringLiteral("playing"), QStringLiteral("refresh")}));
+    EXPECT_EQ(quiet->path(), other); // an error answer keeps the path
+}

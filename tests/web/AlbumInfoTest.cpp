@@ -1,0 +1,191 @@
+#include "web/AlbumInfo.h"
+#include "TestSupport.h"
+#include "web/CDDBTextParser.h"
+
+#include <QDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+AlbumInfo albumWithTracks(const QString& name, const QStringList& tracks)
+{
+    AlbumInfo album(QStringLiteral("Artist"), name);
+    album.setTracks(tracks);
+    return album;
+}
+
+QByteArray xmcd(const char* body)
+{
+    return QByteArray("# xmcd\n#\nDISCID=12345678\n") + body;
+}
+
+} // namespace
+
+TEST(AlbumInfoCDDB, TitleSplitsAtSpacedSlashAndTracksRunUntilTheFirstGap)
+{
+    const auto album = AlbumInfo::albumWithFreeDBData(
+        xmcd("DTITLE=Kraft/Werk / Back in Black\r\nDYEAR=1980\r\nDGENRE=Hard Rock / Metal\r\n"
+             "TTITLE0=hells bells\r\nTTITLE1=Shoot to Thrill\r\nTTITLE1=second line ignored\r\n"
+             "TTITLE3=after a gap\r\n"));
+    ASSERT_TRUE(album.has_value());
+    EXPECT_EQ(album->artist(), QStringLiteral("Kraft/Werk"));
+    EXPECT_EQ(album->name(), QStringLiteral("Back in Black"));
+    EXPECT_EQ(album->year(), QStringLiteral("1980"));
+    EXPECT_EQ(album->genre(), QStringLiteral("Hard Rock/Metal"));
+    EXPECT_EQ(album->trackNames(),
+              (QStringList{QStringLiteral("Hells Bells"), QStringLiteral("Shoot to Thrill")}));
+}
+
+TEST(AlbumInfoCDDB, LeadingSpaceRefusesTheTitleButNotYearOrGenre)
+{
+    const auto album =
+        AlbumInfo::albumWithFreeDBData(xmcd("DTITLE= Someone / Something\nDYEAR= 1999\nDGENRE= Jazz\n"));
+    ASSERT_TRUE(album.has_value());
+    EXPECT_TRUE(album->artist().isNull());
+    EXPECT_TRUE(album->name().isNull());
+    EXPECT_EQ(album->year(), QStringLiteral(" 1999"));
+    EXPECT_EQ(album->genre(), QStringLiteral("Jazz"));
+}
+
+TEST(AlbumInfoCDDB, OddInputs)
+{
+    EXPECT_FALSE(AlbumInfo::albumWithFreeDBData(QByteArray()).has_value());
+
+    // Without a slash artist and name are both the whole title; trailing
+    // stars go from the name only; the first line of a key counts.
+    auto album = AlbumInfo::albumWithFreeDBData(xmcd("DTITLE=beatles, the**\nDTITLE=Other\nDYEAR=\n"));
+    ASSERT_TRUE(album.has_value());
+    EXPECT_EQ(album->name(), QStringLiteral("The Beatles"));
+    EXPECT_EQ(album->artist(), QStringLiteral("Beatles, The**"));
+    EXPECT_TRUE(album->year().isNull());
+    EXPECT_TRUE(album->trackNames().isEmpty());
+
+    // A track value starting below the space ends the list; leading zeros
+    // are no track numbers; Latin-1 bytes are read as such.
+    album =
+        AlbumInfo::albumWithFreeDBData(xmcd("TTITLE0=Caf\xe9\nTTITLE01=x\nTTITLE1=\tTab\nTTITLE2=Three\n"));
+    ASSERT_TRUE(album.has_value());
+    EXPECT_EQ(album->trackNames(), QStringList{QStringLiteral("Caf\u00e9")});
+
+    // Track numbers are bounded.
+    QByteArray many = xmcd("DTITLE=A / B\n");
+    for (int i = 0; i < CDDBTextParser::MaximumTracks + 50; ++i)
+        many += "TTITLE" + QByteArray::number(i) + "=t" + QByteArray::number(i) + "\n";
+    EXPECT_EQ(CDDBTextParser::parse(many).tracks.size(), CDDBTextParser::MaximumTracks);
+}
+
+TEST(AlbumInfoCDDB, SharedDiscEntries)
+{
+    const QString folder = TestSupport::fixturesFolder();
+    if (folder.isEmpty())
+        GTEST_SKIP() << "no shared fixtures";
+    const QDir dir(folder + QStringLiteral("/web/cddb"));
+    const QStringList files = dir.entryList({QStringLiteral("xmcd_*.txt")}, QDir::Files);
+    if (files.isEmpty())
+        GTEST_SKIP() << "no disc entries";
+    for (const QString& file : files) {
+        const QByteArray data = TestSupport::readFile(dir.filePath(file));
+        const auto album = AlbumInfo::albumWithFreeDBData(data);
+        ASSERT_TRUE(album.has_value()) << file.toStdString();
+        EXPECT_FALSE(album->name().isEmpty()) << file.toStdString();
+        EXPECT_FALSE(album->trackNames().isEmpty()) << file.toStdString();
+    }
+    const auto madonna = AlbumInfo::albumWithFreeDBData(TestSupport::readFile(
+        dir.filePath(QStringLiteral("xmcd_d1115d11_madonna_immaculate_collection.txt"))));
+    if (madonna) {
+        EXPECT_EQ(madonna->artist(), QStringLiteral("Madonna"));
+        EXPECT_EQ(madonna->name(), QStringLiteral("The Immaculate Collection"));
+        EXPECT_EQ(madonna->numberOfTrackNamed(QStringLiteral("material girl"), false), 4);
+    }
+}
+
+TEST(AlbumInfoTracks, LaterEqualTrackWinsAndSubstringsOnlyWhenAllowed)
+{
+    const AlbumInfo album = albumWithTracks(
+        QStringLiteral("A"), {QStringLiteral("Intro"), QStringLiteral("Song"), QStringLiteral("Song"),
+                              QStringLiteral("Other Song (Live Version)"), QString()});
+    EXPECT_EQ(album.numberOfTrackNamed(QStringLiteral("song"), false), 3);
+    EXPECT_EQ(album.numberOfTrackNamed(QStringLiteral("Other Song"), false), 0);
+    EXPECT_EQ(album.numberOfTrackNamed(QStringLiteral("Other Song"), true), 4);
+    EXPECT_EQ(album.numberOfTrackNamed(QStringLiteral("Missing"), true), 0);
+    EXPECT_EQ(album.trackSummary(),
+              QStringLiteral("1:Intro, 2:Song, 3:Song, 4:Other Song (Live Version), 5:"));
+    EXPECT_EQ(AlbumInfo().trackSummary(), QString());
+}
+
+TEST(AlbumInfoAssets, FlagsScoreAndSummary)
+{
+    AlbumInfo album(QString(), QStringLiteral("Name"));
+    album.setArtURLString(QStringLiteral("//img.example/a.jpg"));
+    EXPECT_EQ(album.artURLString(), QStringLiteral("http://img.example/a.jpg"));
+    EXPECT_EQ(album.assets(), AlbumAssets(AlbumAsset::Artwork | AlbumAsset::AlbumName | AlbumAsset::Track));
+    EXPECT_FLOAT_EQ(
+        album.matchToDesiredAssets(AlbumAsset::AlbumName | AlbumAsset::Artwork | AlbumAsset::Lyrics),
+        2.0f / 3.0f);
+    EXPECT_FLOAT_EQ(album.matchToDesiredAssets(AlbumAssets()), -1.0f);
+    EXPECT_FLOAT_EQ(album.matchToDesiredAssets(AlbumAsset::Tempo), 0.0f);
+    album.lyrics().insert(QStringLiteral("song"), QStringLiteral("la la"));
+    album.setYear(QStringLiteral("2001"));
+    EXPECT_TRUE(album.assets().testFlag(AlbumAsset::Lyrics));
+    EXPECT_FALSE(album.assets().testFlag(AlbumAsset::SongTitle));
+    album.setArtURLString(QString());
+    EXPECT_TRUE(album.artURLString().isEmpty());
+
+    EXPECT_EQ(AlbumInfo::summaryOfAssets(AllAlbumAssets),
+              QStringLiteral("Artist, Album, Title, Lyrics, Genre, Year, Track, Artwork"));
+    EXPECT_EQ(AlbumInfo::summaryOfAssets(AlbumAsset::Year | AlbumAsset::Artist),
+              QStringLiteral("Artist, Year"));
+}
+
+TEST(AlbumInfoPruning, SameNamesCollapseIntoTheFirstWithSharedValues)
+{
+    AlbumInfo first(QStringLiteral("Band"), QStringLiteral("The Album"));
+    first.setYear(QStringLiteral("1999"));
+    AlbumInfo second(QStringLiteral("Band"), QStringLiteral("album"));
+    second.setYear(QStringLiteral("1987-06-01"));
+    second.setGenres(QStringLiteral("Rock"));
+    second.setArtURLString(QStringLiteral("http://x/cover.jpg"));
+    AlbumInfo third(QStringLiteral("Band"), QStringLiteral("ALBUM!"));
+    AlbumInfo other(QStringLiteral("Band"), QStringLiteral("Another One"));
+    other.setYear(QStringLiteral("1500"));
+    QList<AlbumInfo> albums{first, second, third, other};
+
+    AlbumInfo::simplifyAlbumArray(albums, QString());
+    ASSERT_EQ(albums.size(), 2);
+    EXPECT_EQ(albums[0].name(), QStringLiteral("The Album"));
+    EXPECT_EQ(albums[0].year(), QStringLiteral("1987"));
+    EXPECT_EQ(albums[0].genre(), QStringLiteral("Rock"));
+    EXPECT_EQ(albums[0].artURLString(), QStringLiteral("http://x/cover.jpg"));
+    EXPECT_EQ(albums[0].duplicates(), 2);
+    // A year of 1600 or less is never taken as the earliest.
+    EXPECT_EQ(albums[1].year(), QStringLiteral("1500"));
+    EXPECT_EQ(albums[1].duplicates(), 0);
+
+    EXPECT_EQ(albums[0].copy().duplicates(), 0);
+    EXPECT_TRUE(
+        albums[0].description().contains(QStringLiteral(" AlbumInfo 'The Album' by Band year=1987 genre=Rock "
+                                                        "dupes=2 cover=http://x/cover.jpg ()>")));
+}
+
+TEST(AlbumInfoPruning, AlbumsWithoutTheTitleGoWhenSomeAlbumHasIt)
+{
+    QList<AlbumInfo> albums{albumWithTracks(QStringLiteral("One"), {QStringLiteral("Nothing")}),
+                            albumWithTracks(QStringLiteral("Two"), {QStringLiteral("My Song (Live)")}),
+                            albumWithTracks(QStringLiteral("Three"), {QStringLiteral("Other")})};
+    QList<AlbumInfo> none = albums;
+    AlbumInfo::simplifyAlbumArray(albums, QStringLiteral("My Song"));
+    ASSERT_EQ(albums.size(), 1);
+    EXPECT_EQ(albums[0].name(), QStringLiteral("Two"));
+    AlbumInfo::simplifyAlbumArray(none, QStringLiteral("Unknown"));
+    EXPECT_EQ(none.size(), 3);
+
+    QList<AlbumInfo> counted{
+        albumWithTracks(QStringLiteral("A"), {QStringLiteral("x")}),
+        albumWithTracks(QStringLiteral("B"), {QStringLiteral("x"), QStringLiteral("y")})};
+    AlbumInfo::eliminateAlbumsFromArray(counted, 3);
+    EXPECT_EQ(counted.size(), 2);
+    AlbumInfo::eliminateAlbumsFromArray(counted, 2);
+    ASSERT_EQ(counted.size(), 1);
+    EXPECT_EQ(counted[0].name(), QStringLiteral("B"));
+}

@@ -1,0 +1,334 @@
+#include "AlbumSourceTestKit.h"
+#include "TestHttpServer.h"
+#include "TestSupport.h"
+
+#include "support/WMLog.h"
+#include "text/WendmarkTextExtensions.h"
+#include "web/LrclibInterface.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QUrlQuery>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Reader = LrclibAnswerReader;
+
+QString verse(const QString& word)
+{
+    return QStringLiteral("The %1 is rolling over the harbour wall\nand every lantern on the pier goes dark\n"
+                          "we keep on singing till the morning comes\nslow tide, slow tide, carry me home")
+        .arg(word);
+}
+
+QJsonObject record(const QString& track, const QString& artist, const QString& album, double duration,
+                   const QString& lyrics, bool instrumental = false)
+{
+    return QJsonObject{{QStringLiteral("id"), 1},
+                       {QStringLiteral("trackName"), track},
+                       {QStringLiteral("artistName"), artist},
+                       {QStringLiteral("albumName"), album},
+                       {QStringLiteral("duration"), duration},
+                       {QStringLiteral("instrumental"), instrumental},
+                       {QStringLiteral("plainLyrics"), lyrics.isEmpty() ? QJsonValue() : QJsonValue(lyrics)},
+                       {QStringLiteral("syncedLyrics"), QJsonValue()}};
+}
+
+QByteArray json(const QJsonObject& object)
+{
+    return QJsonDocument(object).toJson();
+}
+
+QByteArray json(const QJsonArray& array)
+{
+    return QJsonDocument(array).toJson();
+}
+
+Reader::Wanted wantedSong(const char* artist, const char* title, const char* album, double duration)
+{
+    Reader::Wanted wanted;
+    wanted.artists = {WendmarkTextExtensions::simplified(QString::fromUtf8(artist))};
+    wanted.title = WendmarkTextExtensions::simplified(QString::fromUtf8(title));
+    wanted.album = WendmarkTextExtensions::simplified(QString::fromUtf8(album));
+    wanted.duration = duration;
+    return wanted;
+}
+
+QString logText()
+{
+    return QString::fromUtf8(TestSupport::readFile(WMLogLocation()));
+}
+
+QString fixture(const char* name)
+{
+    return TestSupport::fixturesFolder() + QStringLiteral("/web/lrclib/") + QLatin1String(name);
+}
+
+class LrclibInterfaceTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(mServer.start());
+        mResources = AlbumSourceTestKit::shippedSection(QStringLiteral("LrclibInterface"));
+        ASSERT_FALSE(mResources.isEmpty());
+        mResources.insert(QStringLiteral("getURL"),
+                          QString(AlbumSourceTestKit::root(mServer) + QStringLiteral("/api/get")));
+        mResources.insert(QStringLiteral("searchURL"),
+                          QString(AlbumSourceTestKit::root(mServer) + QStringLiteral("/api/search")));
+        mResources.insert(QStringLiteral("minIntervalSeconds"), 0);
+        mServer.route(
+            QStringLiteral("/api/get"),
+            TestHttpServer::Response::text(
+                R"({"message":"Failed to find specified track","name":"TrackNotFound","statusCode":404})",
+                "application/json", 404));
+        mServer.route(QStringLiteral("/api/search"),
+                      TestHttpServer::Response::text("[]", "application/json"));
+    }
+
+    std::unique_ptr<LrclibInterface> makeSource(double duration,
+                                                const QString& title = QStringLiteral("Slow Tide"))
+    {
+        auto source = std::make_unique<LrclibInterface>(mResources);
+        source->setArtist(QStringLiteral("Quiet Engines"));
+        source->setSongTitle(title);
+        source->setAlbumTitle(QStringLiteral("Paper Lanterns"));
+        source->setSongDuration(duration);
+        return source;
+    }
+
+    static QString lyricsOf(const WebDBInterface& source)
+    {
+        if (source.albums().size() != 1)
+            return QString();
+        const QString key = WendmarkTextExtensions::simplified(QStringLiteral("Slow Tide"));
+        return source.albums().first().lyrics().value(key).toString();
+    }
+
+    TestHttpServer mServer;
+    QVariantMap mResources;
+};
+
+} // namespace
+
+TEST(LrclibReader, RecordsAndTheirText)
+{
+    const auto found =
+        Reader::recordOfGetAnswer(json(record(QStringLiteral("Slow Tide"), QStringLiteral("Quiet Engines"),
+                                              QString(), 201.5, verse(QStringLiteral("x")))));
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->duration, 201.5);
+    EXPECT_FALSE(
+        Reader::recordOfGetAnswer(R"({"message":"Failed","name":"TrackNotFound","statusCode":404})"));
+    EXPECT_FALSE(Reader::recordOfGetAnswer("[{\"trackName\": \"x\"}]"));
+    EXPECT_FALSE(Reader::recordOfGetAnswer("{\"trackName\": "));
+    EXPECT_TRUE(Reader::recordsOfSearchAnswer("{\"trackName\": \"x\"}").isEmpty());
+    EXPECT_EQ(Reader::recordsOfSearchAnswer(
+                  "[1, \"a\", {\"trackName\": 5}, {\"trackName\": \"Song\", \"duration\": \"long\"}]")
+                  .size(),
+              1);
+
+    Reader::Record synced;
+    synced.syncedLyrics =
+        QStringLiteral("[ar: Quiet Engines]\n[00:01.00] One\n[00:02.10][00:09.00] Two\n[00:04.00]\n"
+                       "[00:05.00] [Chorus]\n[broken");
+    EXPECT_EQ(Reader::lyricsText(synced), QStringLiteral("One\nTwo\n\n[Chorus]\n[broken"));
+    synced.plainLyrics = QStringLiteral("Plain wins");
+    EXPECT_EQ(Reader::lyricsText(synced), QStringLiteral("Plain wins"));
+    synced.instrumental = true;
+    EXPECT_TRUE(Reader::lyricsText(synced).isNull());
+}
+
+TEST(LrclibReader, RankingPrefersEqualTitleThenAlbumThenNearerDuration)
+{
+    const QString text = verse(QStringLiteral("sea"));
+    const QString artist = QStringLiteral("Quiet Engines");
+    QList<Reader::Record> records;
+    for (const QJsonObject& object :
+         {record(QStringLiteral("Slow Tide (Live)"), artist, QStringLiteral("Paper Lanterns"), 200, text),
+          record(QStringLiteral("Slow Tide"), artist, QStringLiteral("Singles"), 201, text),
+          record(QStringLiteral("Slow Tide"), artist, QStringLiteral("Paper Lanterns"), 202, text),
+          record(QStringLiteral("Slow Tide"), artist, QStringLiteral("Paper Lanterns"), 200.5, text),
+          record(QStringLiteral("Slow Tide"), artist, QStringLiteral("Paper Lanterns"), 197.9, text),
+          record(QStringLiteral("Slow Tide"), artist, QStringLiteral("Paper Lanterns"), 200, QString(), true),
+          record(QStringLiteral("Slow Tide"), QStringLiteral("Someone Else"),
+                 QStringLiteral("Paper Lanterns"), 200, text),
+          record(QStringLiteral("Slow Tide"), artist, QStringLiteral("Paper Lanterns"), 200, QString())})
+        records.append(*Reader::recordFromObject(object));
+
+    const Reader::Wanted wanted = wantedSong("Quiet Engines", "Slow Tide", "Paper Lanterns", 200.0);
+    EXPECT_EQ(Reader::rankedCandidates(records, wanted), QList<qsizetype>({3, 2, 1, 0}))
+        << "2.1 s away, instrumental, another artist and no text are out";
+
+    Reader::Wanted unknownLength = wanted;
+    unknownLength.duration = 0.0;
+    EXPECT_EQ(Reader::rankedCandidates(records, unknownLength), QList<qsizetype>({2, 3, 4, 1, 0}));
+}
+
+TEST_F(LrclibInterfaceTest, ExactRequestGivesCleanedLyricsUnderTheSimplifiedTitle)
+{
+    mServer.route(
+        QStringLiteral("/api/get"),
+        TestHttpServer::Response::text(
+            json(record(QStringLiteral("Slow Tide"), QStringLiteral("Quiet Engines"),
+                        QStringLiteral("Paper Lanterns"), 233, verse(QStringLiteral("TIDE")).toUpper())),
+            "application/json"));
+    auto source = makeSource(232.6, QStringLiteral("Slow Tide"));
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*source));
+    EXPECT_EQ(kit.mCompletions, 1);
+    const QString lyrics = lyricsOf(*source);
+    EXPECT_TRUE(lyrics.startsWith(QStringLiteral("The tide is rolling"))) << "shouted lines are cleaned";
+    EXPECT_EQ(source->albums().first().sourceInterfaceName(), QStringLiteral("LrclibInterface"));
+
+    ASSERT_EQ(mServer.requests().size(), 1) << "no search after an exact hit";
+    const QUrlQuery query(QUrl(mServer.requests().first().pathAndQuery));
+    EXPECT_EQ(query.queryItemValue(QStringLiteral("artist_name")), QStringLiteral("Quiet Engines"));
+    EXPECT_EQ(query.queryItemValue(QStringLiteral("track_name")), QStringLiteral("Slow Tide"));
+    EXPECT_EQ(query.queryItemValue(QStringLiteral("album_name")), QStringLiteral("Paper Lanterns"));
+    EXPECT_EQ(query.queryItemValue(QStringLiteral("duration")), QStringLiteral("233"));
+}
+
+TEST_F(LrclibInterfaceTest, NotFoundOrTooFarOffFallsBackToTheSearch)
+{
+    const QString artist = QStringLiteral("Quiet Engines");
+    mServer.route(
+        QStringLiteral("/api/search"),
+        TestHttpServer::Response::text(
+            json(QJsonArray{
+                record(QStringLiteral("Slow Tide"), artist, QString(), 150, verse(QStringLiteral("a"))),
+                record(QStringLiteral("Slow Tide"), artist, QString(), 200, QString(), true),
+                record(QStringLiteral("Slow Tide"), artist, QString(), 201, verse(QStringLiteral("sea")))}),
+            "application/json"));
+    auto source = makeSource(200);
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*source));
+    EXPECT_EQ(mServer.requestCount(QStringLiteral("/api/get")), 1);
+    EXPECT_EQ(mServer.requestCount(QStringLiteral("/api/search")), 1);
+    EXPECT_TRUE(lyricsOf(*source).startsWith(QStringLiteral("The sea is rolling")));
+    const QUrlQuery query(QUrl(mServer.requests().last().pathAndQuery));
+    EXPECT_EQ(query.queryItemValue(QStringLiteral("track_name")), QStringLiteral("Slow Tide"));
+
+    // The exact answer is 5 seconds off: another recording.
+    mServer.route(QStringLiteral("/api/get"),
+                  TestHttpServer::Response::text(json(record(QStringLiteral("Slow Tide"), artist, QString(),
+                                                             206, verse(QStringLiteral("wrong")))),
+                                                 "application/json"));
+    auto tooLong = makeSource(201);
+    AlbumSourceTestKit kit2;
+    ASSERT_TRUE(kit2.run(*tooLong));
+    EXPECT_TRUE(lyricsOf(*tooLong).startsWith(QStringLiteral("The sea is rolling")));
+}
+
+TEST_F(LrclibInterfaceTest, InstrumentalTrackGivesNoLyrics)
+{
+    mServer.route(QStringLiteral("/api/get"),
+                  TestHttpServer::Response::text(
+                      json(record(QStringLiteral("Slow Tide"), QStringLiteral("Quiet Engines"), QString(),
+                                  200, QString(), true)),
+                      "application/json"));
+    auto source = makeSource(200);
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*source));
+    EXPECT_TRUE(source->albums().isEmpty());
+    EXPECT_EQ(mServer.requestCount(QStringLiteral("/api/search")), 0);
+    EXPECT_TRUE(logText().contains(QStringLiteral("'Slow Tide' is instrumental")));
+}
+
+TEST_F(LrclibInterfaceTest, DurationComesFromTheSetterOrTheResources)
+{
+    auto unknown = makeSource(0);
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*unknown));
+    EXPECT_EQ(mServer.requestCount(QStringLiteral("/api/get")), 0) << "the exact request needs the duration";
+    EXPECT_EQ(mServer.requestCount(QStringLiteral("/api/search")), 1);
+
+    mResources.insert(QStringLiteral("songDuration"), 187.2);
+    auto fromResources = makeSource(0, QStringLiteral("Slow Tide Two"));
+    EXPECT_EQ(fromResources->songDuration(), 187.2);
+    fromResources->setSongDuration(190);
+    EXPECT_EQ(fromResources->songDuration(), 190.0);
+    EXPECT_TRUE(fromResources->getURL().toString().contains(QStringLiteral("duration=190")));
+}
+
+TEST_F(LrclibInterfaceTest, BadAnswersGiveNoLyricsAndALogLine)
+{
+    mServer.route(QStringLiteral("/api/search"),
+                  TestHttpServer::Response::text("{\"unexpected\": true}", "application/json"));
+    auto odd = makeSource(0);
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*odd));
+    EXPECT_TRUE(odd->albums().isEmpty());
+    EXPECT_TRUE(logText().contains(QStringLiteral("0 of 0 records fit")));
+
+    mServer.route(QStringLiteral("/api/search"),
+                  TestHttpServer::Response::text("busy", "text/plain", 503).header("Retry-After", "0"));
+    auto busy = makeSource(0, QStringLiteral("Slow Tide Busy"));
+    AlbumSourceTestKit kit2;
+    ASSERT_TRUE(kit2.run(*busy));
+    EXPECT_TRUE(busy->albums().isEmpty());
+    EXPECT_TRUE(logText().contains(QStringLiteral("lrclib: search error")));
+    EXPECT_EQ(kit2.mCompletions, 1);
+}
+
+// Real answers of the service.
+TEST(LrclibReader, RealAnswers)
+{
+    if (TestSupport::fixturesFolder().isEmpty())
+        GTEST_SKIP() << "no shared fixtures";
+    const auto exact =
+        Reader::recordOfGetAnswer(TestSupport::readFile(fixture("get_i_want_to_live_borislav_slavov.json")));
+    ASSERT_TRUE(exact);
+    const Reader::Wanted wanted = wantedSong("Borislav Slavov", "I Want to Live", "Baldur's Gate 3", 233.0);
+    EXPECT_TRUE(Reader::recordFits(*exact, wanted));
+    EXPECT_TRUE(Reader::lyricsText(*exact).startsWith(QStringLiteral("I feel your breath upon my neck")));
+    EXPECT_FALSE(Reader::recordOfGetAnswer(TestSupport::readFile(fixture("get_not_found_404.json"))));
+
+    const QList<Reader::Record> byFields = Reader::recordsOfSearchAnswer(
+        TestSupport::readFile(fixture("search_track_and_artist_i_want_to_live.json")));
+    ASSERT_EQ(byFields.size(), 20);
+    const QList<qsizetype> ranked = Reader::rankedCandidates(byFields, wanted);
+    ASSERT_FALSE(ranked.isEmpty());
+    EXPECT_EQ(byFields.at(ranked.first()).albumName, QStringLiteral("Baldur's Gate 3"));
+    for (const qsizetype index : ranked) {
+        EXPECT_FALSE(byFields.at(index).instrumental);
+        EXPECT_LE(qAbs(byFields.at(index).duration - 233.0), 2.0);
+    }
+
+    const QList<Reader::Record> byQuery =
+        Reader::recordsOfSearchAnswer(TestSupport::readFile(fixture("search_q_i_want_to_live.json")));
+    const QList<qsizetype> denver =
+        Reader::rankedCandidates(byQuery, wantedSong("John Denver", "I Want to Live", "", 230.0));
+    ASSERT_EQ(denver.size(), 2) << "226 s and 164 s are other recordings";
+    EXPECT_EQ(byQuery.at(denver.at(0)).trackName, QStringLiteral("I Want to Live"));
+    EXPECT_EQ(byQuery.at(denver.at(1)).trackName, QStringLiteral("I Want To Live (Remastered)"));
+}
+
+// The real exact answer through the whole source, with the shipped resources.
+TEST_F(LrclibInterfaceTest, RealExactAnswerThroughTheSource)
+{
+    if (TestSupport::fixturesFolder().isEmpty())
+        GTEST_SKIP() << "no shared fixtures";
+    mServer.route(
+        QStringLiteral("/api/get"),
+        TestHttpServer::Response::text(
+            TestSupport::readFile(fixture("get_i_want_to_live_borislav_slavov.json")), "application/json"));
+    auto source = std::make_unique<LrclibInterface>(mResources);
+    source->setArtist(QStringLiteral("Borislav Slavov"));
+    source->setSongTitle(QStringLiteral("I Want to Live"));
+    source->setAlbumTitle(QStringLiteral("Baldur's Gate 3 (Original Game Soundtrack)"));
+    source->setSongDuration(233.4);
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*source));
+    ASSERT_EQ(source->albums().size(), 1) << logText().right(600).toStdString();
+    const QString lyrics = source->albums()
+                               .first()
+                               .lyrics()
+                               .value(WendmarkTextExtensions::simplified(QStringLiteral("I Want to Live")))
+                               .toString();
+    EXPECT_TRUE(lyrics.startsWith(QStringLiteral("I feel your breath upon my neck")))
+        << lyrics.left(80).toStdString();
+}

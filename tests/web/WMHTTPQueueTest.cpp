@@ -1,0 +1,341 @@
+// The HTTP queue against the local test server: answers, the connection
+// limit, failing and pausing hosts, the HTML cut-off, the cache, pacing,
+// HEAD and POST, time-outs and owners that go away.
+#include "QueueTestOwner.h"
+#include "TestHttpServer.h"
+
+#include "support/ProgressIndicator.h"
+#include "web/WMHTTPQueue.h"
+
+#include <QAbstractItemModel>
+#include <QTcpServer>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+using Response = TestHttpServer::Response;
+
+const QString kHeadersKey = QStringLiteral("WMHTTPHeadersKey");
+
+class WMHTTPQueueTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_TRUE(server.start()); }
+
+    QVariantMap fetch(const QString& path, bool usingCache = false)
+    {
+        QueueTestOwner owner;
+        queue.addURL(server.url(path), &owner, "got", false, usingCache);
+        return owner.waitForAnswer();
+    }
+
+    // A port on which nothing listens.
+    static quint16 closedPort()
+    {
+        QTcpServer probe;
+        probe.listen(QHostAddress::LocalHost, 0);
+        const quint16 port = probe.serverPort();
+        probe.close();
+        return port;
+    }
+
+    TestHttpServer server;
+    WMHTTPQueue queue;
+};
+
+} // namespace
+
+TEST_F(WMHTTPQueueTest, AnswersWithBodyTypeHeadersAndAgent)
+{
+    server.route(QStringLiteral("/page"),
+                 Response::text("<p>hello</p>", "text/html; charset=utf-8").header("X-Extra", "yes"));
+    const QVariantMap answer = fetch(QStringLiteral("/page?q=1"));
+    ASSERT_FALSE(answer.isEmpty());
+    EXPECT_FALSE(WMHTTPQueue::answerHasError(answer));
+    EXPECT_EQ(answer.value(QStringLiteral("WMHTTPURLKey")).toUrl(), server.url(QStringLiteral("/page?q=1")));
+    EXPECT_EQ(answerData(answer), QByteArray("<p>hello</p>"));
+    EXPECT_EQ(answer.value(QStringLiteral("WMHTTPMIMETypeKey")).toString(), QStringLiteral("text/html"));
+    EXPECT_EQ(answer.value(kHeadersKey).toMap().value(QStringLiteral("X-Extra")).toString(),
+              QStringLiteral("yes"));
+    ASSERT_EQ(server.requests().size(), 1);
+    EXPECT_EQ(server.requests().at(0).headers.value("user-agent"), queue.agentString().toUtf8());
+    EXPECT_TRUE(queue.agentString().startsWith(QStringLiteral("Quillbeat/")));
+    EXPECT_EQ(queue.count(), 0);
+}
+
+TEST_F(WMHTTPQueueTest, StatusErrorsStillDeliverTheBodyAndEmptyBodiesHaveNoDataKey)
+{
+    const QVariantMap missing = fetch(QStringLiteral("/nothing-here"));
+    EXPECT_EQ(WMHTTPQueue::errorCode(missing), 404);
+    EXPECT_EQ(answerError(missing).value(QStringLiteral("domain")).toString(),
+              QStringLiteral("WMHTTPStatus"));
+    EXPECT_EQ(answerError(missing).value(QStringLiteral("description")).toString(),
+              QStringLiteral("HTTP status code = 404"));
+    EXPECT_EQ(answerData(missing), QByteArray("not found"));
+
+    server.route(QStringLiteral("/empty"), Response::text(QByteArray()));
+    const QVariantMap empty = fetch(QStringLiteral("/empty"));
+    EXPECT_FALSE(WMHTTPQueue::answerHasError(empty));
+    EXPECT_FALSE(empty.contains(QStringLiteral("WMHTTPDataKey")));
+}
+
+TEST_F(WMHTTPQueueTest, NinthURLWaitsWhileEightAreOpen)
+{
+    Response slow = Response::text("slow");
+    slow.delayMs = 150;
+    server.setHandler([&](const TestHttpServer::Request&) { return slow; });
+    QAbstractItemModel* model = queue.tableModel();
+    QueueTestOwner owner;
+    int ninthRequestsAtFirstAnswer = -1;
+    owner.onAnswer = [&](const QVariantMap&) {
+        if (ninthRequestsAtFirstAnswer < 0)
+            ninthRequestsAtFirstAnswer = server.requestCount(QStringLiteral("/slow8"));
+    };
+    for (int i = 0; i < 9; ++i)
+        queue.addURL(server.url(QStringLiteral("/slow%1").arg(i)), &owner, "got", false, false);
+
+    EXPECT_EQ(queue.currentNumberOfConnections(), 8);
+    ASSERT_EQ(model->rowCount(), 9);
+    EXPECT_EQ(model->data(model->index(0, 0)).toString(), server.url(QStringLiteral("/slow0")).toString());
+    EXPECT_EQ(model->data(model->index(0, 1)).toString(), QStringLiteral("-Wait-"));
+    EXPECT_EQ(model->data(model->index(8, 1)).toString(), QStringLiteral("-Queued-"));
+    EXPECT_EQ(model->headerData(1, Qt::Horizontal).toString(), QStringLiteral("status"));
+
+    ASSERT_TRUE(TestHttpServer::waitFor([&] { return owner.answers.size() == 9; }));
+    EXPECT_EQ(ninthRequestsAtFirstAnswer, 0);
+    EXPECT_EQ(server.requestCount(QStringLiteral("/slow8")), 1);
+    EXPECT_EQ(queue.currentNumberOfConnections(), 0);
+    EXPECT_EQ(model->rowCount(), 0);
+}
+
+TEST_F(WMHTTPQueueTest, ModelShowsBytesWhileABodyArrives)
+{
+    Response trickle = Response::text(QByteArray(4000, 'x'));
+    trickle.chunkSize = 1000;
+    trickle.chunkDelayMs = 300;
+    server.route(QStringLiteral("/trickle"), trickle);
+    QAbstractItemModel* model = queue.tableModel();
+    QueueTestOwner owner;
+    queue.addURL(server.url(QStringLiteral("/trickle")), &owner, "got", false, false);
+    ASSERT_TRUE(TestHttpServer::waitFor(
+        [&] { return model->data(model->index(0, 1)).toString().endsWith(QStringLiteral(" bytes")); }));
+    ASSERT_EQ(answerData(owner.waitForAnswer()).size(), 4000);
+}
+
+TEST_F(WMHTTPQueueTest, FailedHostIsPausedAndItsURLsFailAtOnce)
+{
+    QueueTestOwner owner;
+    queue.addURL(QUrl(QStringLiteral("http://127.0.0.1:%1/x").arg(closedPort())), &owner, "got", false,
+                 false);
+    const QVariantMap refused = owner.waitForAnswer();
+    EXPECT_EQ(WMHTTPQueue::errorCode(refused), -1004);
+    EXPECT_EQ(answerError(refused).value(QStringLiteral("domain")).toString(),
+              QStringLiteral("NSURLErrorDomain"));
+
+    server.route(QStringLiteral("/ok"), Response::text("ok"));
+    const QVariantMap paused = fetch(QStringLiteral("/ok"));
+    EXPECT_EQ(WMHTTPQueue::errorCode(paused), -1004);
+    EXPECT_EQ(server.requestCount(QStringLiteral("/ok")), 0);
+
+    queue.removeFailureForHostOfURL(server.url(QStringLiteral("/ok")));
+    EXPECT_EQ(answerData(fetch(QStringLiteral("/ok"))), QByteArray("ok"));
+}
+
+TEST_F(WMHTTPQueueTest, HostThatNeverAnswersTimesOutAndIsPaused)
+{
+    Response silent;
+    silent.neverAnswer = true;
+    server.route(QStringLiteral("/silent"), silent);
+    server.route(QStringLiteral("/ok"), Response::text("ok"));
+    queue.setTimeoutForTests(300);
+    EXPECT_EQ(WMHTTPQueue::errorCode(fetch(QStringLiteral("/silent"))), -1001);
+    EXPECT_EQ(WMHTTPQueue::errorCode(fetch(QStringLiteral("/ok"))), -1004);
+    EXPECT_EQ(server.requestCount(QStringLiteral("/ok")), 0);
+}
+
+TEST_F(WMHTTPQueueTest, DroppedConnectionIsAnErrorButDoesNotPauseTheHost)
+{
+    Response reset;
+    reset.closeWithoutAnswer = true;
+    server.route(QStringLiteral("/reset"), reset);
+    server.route(QStringLiteral("/ok"), Response::text("ok"));
+    const QVariantMap answer = fetch(QStringLiteral("/reset"));
+    EXPECT_TRUE(WMHTTPQueue::answerHasError(answer));
+    EXPECT_NE(WMHTTPQueue::errorCode(answer), -1004);
+    EXPECT_EQ(answerData(fetch(QStringLiteral("/ok"))), QByteArray("ok"));
+}
+
+TEST_F(WMHTTPQueueTest, CutsLongHTMLButNotOtherTypes)
+{
+    Response page = Response::html(QByteArray(100000, 'h'));
+    page.chunkSize = 1000;
+    page.chunkDelayMs = 5;
+    server.route(QStringLiteral("/long.html"), page);
+    Response text = page;
+    text.headers = {{"Content-Type", "text/plain"}};
+    server.route(QStringLiteral("/long.txt"), text);
+    queue.setMaximumHTMLLength(3000);
+
+    const QVariantMap html = fetch(QStringLiteral("/long.html"));
+    EXPECT_FALSE(WMHTTPQueue::answerHasError(html));
+    EXPECT_GE(answerData(html).size(), 3000);
+    EXPECT_LT(answerData(html).size(), 100000);
+    EXPECT_EQ(answerData(fetch(QStringLiteral("/long.txt"))).size(), 100000);
+}
+
+TEST_F(WMHTTPQueueTest, CacheAnswersWithoutARequestUntilRemoved)
+{
+    server.route(QStringLiteral("/cached"), Response::text("first").header("Cache-Control", "max-age=600"));
+    EXPECT_EQ(answerData(fetch(QStringLiteral("/cached"), true)), QByteArray("first"));
+    server.route(QStringLiteral("/cached"), Response::text("second").header("Cache-Control", "max-age=600"));
+    EXPECT_EQ(answerData(fetch(QStringLiteral("/cached"), true)), QByteArray("first"));
+    EXPECT_EQ(server.requestCount(QStringLiteral("/cached")), 1);
+
+    queue.removeURLFromCache(server.url(QStringLiteral("/cached")));
+    EXPECT_EQ(answerData(fetch(QStringLiteral("/cached"), true)), QByteArray("second"));
+    EXPECT_EQ(server.requestCount(QStringLiteral("/cached")), 2);
+    // The bypass holds for one request; without cache use it always goes out.
+    EXPECT_EQ(answerData(fetch(QStringLiteral("/cached"), true)), QByteArray("second"));
+    EXPECT_EQ(server.requestCount(QStringLiteral("/cached")), 2);
+    fetch(QStringLiteral("/cached"), false);
+    EXPECT_EQ(server.requestCount(QStringLiteral("/cached")), 3);
+}
+
+TEST_F(WMHTTPQueueTest, MinimumIntervalSpacesRequestsToAHost)
+{
+    server.setHandler([](const TestHttpServer::Request&) { return Response::text("paced"); });
+    queue.setMinimumIntervalForHost(QStringLiteral("127.0.0.1"), 0.25);
+    QueueTestOwner owner;
+    for (int i = 0; i < 3; ++i)
+        queue.addURL(server.url(QStringLiteral("/paced%1").arg(i)), &owner, "got", false, false);
+    ASSERT_TRUE(TestHttpServer::waitFor([&] { return owner.answers.size() == 3; }));
+    const auto requests = server.requests();
+    ASSERT_EQ(requests.size(), 3);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(requests.at(i).path, QStringLiteral("/paced%1").arg(i));
+    // Starts are 250 ms apart in the queue; allow for delivery jitter on arrival.
+    EXPECT_GE(requests.at(1).receivedMs - requests.at(0).receivedMs, 200);
+    EXPECT_GE(requests.at(2).receivedMs - requests.at(1).receivedMs, 200);
+}
+
+TEST_F(WMHTTPQueueTest, RetryAfterPausesTheHostAndRetries)
+{
+    int calls = 0;
+    server.setHandler([&](const TestHttpServer::Request&) {
+        return ++calls == 1 ? Response::text("busy", "text/plain", 429).header("Retry-After", "1")
+                            : Response::text("done");
+    });
+    const QVariantMap answer = fetch(QStringLiteral("/busy"));
+    EXPECT_FALSE(WMHTTPQueue::answerHasError(answer));
+    EXPECT_EQ(answerData(answer), QByteArray("done"));
+    const auto requests = server.requests();
+    ASSERT_EQ(requests.size(), 2);
+    EXPECT_GE(requests.at(1).receivedMs - requests.at(0).receivedMs, 900);
+}
+
+TEST_F(WMHTTPQueueTest, RetryAfterGivesUpAfterThreeRetries)
+{
+    server.route(QStringLiteral("/down"),
+                 Response::text("down", "text/plain", 503).header("Retry-After", "0"));
+    server.route(QStringLiteral("/plain429"), Response::text("no", "text/plain", 429));
+    const QVariantMap answer = fetch(QStringLiteral("/down"));
+    EXPECT_EQ(WMHTTPQueue::errorCode(answer), 503);
+    EXPECT_EQ(answerData(answer), QByteArray("down"));
+    EXPECT_EQ(server.requestCount(QStringLiteral("/down")), 4);
+    // Without Retry-After a 429 is answered at once.
+    EXPECT_EQ(WMHTTPQueue::errorCode(fetch(QStringLiteral("/plain429"))), 429);
+    EXPECT_EQ(server.requestCount(QStringLiteral("/plain429")), 1);
+}
+
+TEST_F(WMHTTPQueueTest, HeadAndPost)
+{
+    server.route(QStringLiteral("/head"), Response::text("body").header("X-Size", "4"));
+    server.setHandler([](const TestHttpServer::Request& request) {
+        return Response::text(request.method + ' ' + request.headers.value("content-type") + ' ' +
+                              request.body);
+    });
+    QueueTestOwner owner;
+    queue.getHeadersForURL(server.url(QStringLiteral("/head")), &owner, "got");
+    const QVariantMap head = owner.waitForAnswer(1);
+    EXPECT_FALSE(WMHTTPQueue::answerHasError(head));
+    EXPECT_EQ(head.value(kHeadersKey).toMap().value(QStringLiteral("X-Size")).toString(),
+              QStringLiteral("4"));
+    EXPECT_FALSE(head.contains(QStringLiteral("WMHTTPDataKey")));
+    ASSERT_EQ(server.requests().size(), 1);
+    EXPECT_EQ(server.requests().at(0).method, QByteArray("HEAD"));
+
+    queue.postURL(server.url(QStringLiteral("/form")), &owner, "got", "a=1&b=2");
+    EXPECT_EQ(answerData(owner.waitForAnswer(2)),
+              QByteArray("POST application/x-www-form-urlencoded a=1&b=2"));
+}
+
+TEST_F(WMHTTPQueueTest, DeletedOwnerIsNotAnsweredAndTheQueueGoesOn)
+{
+    Response slow = Response::text("late");
+    slow.delayMs = 100;
+    server.route(QStringLiteral("/late"), slow);
+    server.route(QStringLiteral("/ok"), Response::text("ok"));
+    auto gone = std::make_unique<QueueTestOwner>();
+    queue.addURL(server.url(QStringLiteral("/late")), gone.get(), "got", false, false);
+    gone.reset();
+    ASSERT_TRUE(TestHttpServer::waitFor([&] { return queue.count() == 0; }));
+    EXPECT_EQ(answerData(fetch(QStringLiteral("/ok"))), QByteArray("ok"));
+}
+
+TEST_F(WMHTTPQueueTest, RejectsIncompleteRequestsAndReplacesDuplicates)
+{
+    QueueTestOwner owner;
+    queue.addURL(QUrl(), &owner, "got", false, false);
+    queue.addURL(server.url(QStringLiteral("/x")), nullptr, "got", false, false);
+    queue.addURL(server.url(QStringLiteral("/x")), &owner, QByteArray(), false, false);
+    EXPECT_EQ(queue.count(), 0);
+
+    Response slow = Response::text("dup");
+    slow.delayMs = 100;
+    server.route(QStringLiteral("/dup"), slow);
+    QueueTestOwner first;
+    queue.addURL(server.url(QStringLiteral("/dup")), &first, "got", false, false);
+    queue.addURL(server.url(QStringLiteral("/dup")), &owner, "got", false, false);
+    EXPECT_EQ(queue.count(), 1);
+    EXPECT_EQ(answerData(owner.waitForAnswer()), QByteArray("dup"));
+    EXPECT_TRUE(first.answers.isEmpty());
+}
+
+TEST_F(WMHTTPQueueTest, UnknownMethodNameIsNotCalledAndCancelledURLsAreSilent)
+{
+    server.route(QStringLiteral("/ok"), Response::text("ok"));
+    QueueTestOwner owner;
+    queue.addURL(server.url(QStringLiteral("/ok")), &owner, "noSuchMethod", false, false);
+    ASSERT_TRUE(TestHttpServer::waitFor([&] { return queue.count() == 0; }));
+    EXPECT_TRUE(owner.answers.isEmpty());
+
+    Response silent;
+    silent.neverAnswer = true;
+    server.route(QStringLiteral("/silent"), silent);
+    queue.addURL(server.url(QStringLiteral("/silent")), &owner, "got", false, false);
+    queue.addURL(server.url(QStringLiteral("/silent2")), &owner, "got", false, false);
+    queue.cancelURL(server.url(QStringLiteral("/silent")));
+    EXPECT_EQ(queue.count(), 1);
+    queue.cancelAll();
+    EXPECT_EQ(queue.count(), 0);
+    EXPECT_EQ(queue.currentNumberOfConnections(), 0);
+    TestHttpServer::waitFor([] { return false; }, 200);
+    EXPECT_TRUE(owner.answers.isEmpty());
+}
+
+TEST_F(WMHTTPQueueTest, IndicatorFollowsTheDownload)
+{
+    server.route(QStringLiteral("/file"), Response::text(QByteArray(5000, 'f'), "application/octet-stream"));
+    ProgressIndicator bar;
+    QueueTestOwner owner;
+    queue.addURL(server.url(QStringLiteral("/file")), &owner, "got", &bar);
+    EXPECT_TRUE(bar.isIndeterminate());
+    EXPECT_TRUE(bar.isAnimating());
+    ASSERT_EQ(answerData(owner.waitForAnswer()).size(), 5000);
+    EXPECT_FALSE(bar.isIndeterminate());
+    EXPECT_EQ(bar.maxValue(), 5000.0);
+    EXPECT_EQ(bar.doubleValue(), 5000.0);
+}

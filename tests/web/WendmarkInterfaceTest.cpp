@@ -1,0 +1,232 @@
+#include "AlbumSourceTestKit.h"
+#include "TestHttpServer.h"
+#include "TestSupport.h"
+
+#include "support/WMUsage.h"
+#include "text/WendmarkTextExtensions.h"
+#include "web/WendmarkInterface.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSettings>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+using Response = TestHttpServer::Response;
+
+const QString kCheckKey = QStringLiteral("wmidigestcheckstr");
+
+class WendmarkInterfaceTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(mServer.start());
+        QFile::remove(WendmarkInterface::wmdigestPath());
+        WendmarkInterface::setSeedPath(QStringLiteral(":/wmdigest.gz"));
+        WendmarkInterface::dropAlbumsDict();
+        QSettings().remove(kCheckKey);
+        mResources = {{QStringLiteral("digestURL"),
+                       QString(AlbumSourceTestKit::root(mServer) + QStringLiteral("/wmdigest.gz"))},
+                      {QStringLiteral("artBaseURL"), QStringLiteral("https://art.example/covers/")}};
+    }
+
+    std::unique_ptr<WendmarkInterface> makeSource(const QString& artist, const QString& album,
+                                                  float minWidth = 0)
+    {
+        auto source = std::make_unique<WendmarkInterface>(mResources);
+        source->setArtist(artist);
+        source->setAlbumTitle(album);
+        source->setSongTitle(QStringLiteral("Any Song"));
+        source->setMinimumAcceptableImageSize(minWidth);
+        return source;
+    }
+
+    // Runs one update check to its end.
+    bool runCheck()
+    {
+        WendmarkInterface checker(mResources);
+        bool ended = false;
+        QObject::connect(&checker, &WendmarkInterface::digestCheckEnded, [&ended] { ended = true; });
+        checker.getDigestUpdateIfNecessary();
+        return TestHttpServer::waitFor([&ended] { return ended; });
+    }
+
+    int requests(const QByteArray& method) const
+    {
+        int count = 0;
+        for (const auto& request : mServer.requests())
+            count += request.method == method ? 1 : 0;
+        return count;
+    }
+
+    static void setLastCheck(qint64 secondsAgo)
+    {
+        QSettings().setValue(kCheckKey, WendmarkInterface::checkTimeString(
+                                            QDateTime::currentDateTimeUtc().addSecs(-secondsAgo)));
+    }
+
+    static QVariantList lastUsageNote()
+    {
+        const QVariantList notes = WMUsage::sharedInstance()->queuedNotes();
+        return notes.isEmpty() ? QVariantList() : notes.constLast().toList();
+    }
+
+    TestHttpServer mServer;
+    QVariantMap mResources;
+};
+
+} // namespace
+
+TEST_F(WendmarkInterfaceTest, SeedKeysAreTheProgramsOwnSimplifiedNames)
+{
+    const QVariantMap albums =
+        WendmarkInterface::albumsFromDigestData(TestSupport::readFile(QStringLiteral(":/wmdigest.gz")));
+    ASSERT_GE(albums.size(), 5);
+    for (auto it = albums.cbegin(); it != albums.cend(); ++it) {
+        const QVariantMap entry = it.value().toMap();
+        const QString artist = entry.value(QStringLiteral("artist")).toString();
+        const QString album = entry.value(QStringLiteral("album")).toString();
+        const QString name = artist.isEmpty() ? album : artist + QStringLiteral(" - ") + album;
+        EXPECT_EQ(it.key(), WendmarkTextExtensions::simplified(name));
+        EXPECT_GT(entry.value(QStringLiteral("art_x")).toInt(), 0);
+    }
+}
+
+TEST_F(WendmarkInterfaceTest, SearchAnswersTheCoverWithoutTheNetwork)
+{
+    auto source =
+        makeSource(QStringLiteral("The Lantern Choir"), QStringLiteral("Harbour Lights (Deluxe)"), 500);
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*source));
+    EXPECT_TRUE(mServer.requests().isEmpty());
+    ASSERT_EQ(source->albums().size(), 1);
+    const AlbumInfo& album = source->albums().constFirst();
+    EXPECT_EQ(album.artist(), QStringLiteral("The Lantern Choir"));
+    EXPECT_EQ(album.name(), QStringLiteral("Harbour Lights"));
+    EXPECT_EQ(album.artURLString(),
+              QStringLiteral("https://art.example/covers/lantern-choir-harbour-lights.jpg"));
+    EXPECT_EQ(album.sourceInterfaceName(), QStringLiteral("WendmarkInterface"));
+    EXPECT_EQ(source->resourcesPossiblyAvailable(), AlbumAssets(AlbumAsset::Artwork));
+}
+
+TEST_F(WendmarkInterfaceTest, CompilationsFallBackToVariousThenTheAlbumAlone)
+{
+    for (const QString& album :
+         {QStringLiteral("Summer Signals"), QStringLiteral("Rooftop Radio Sessions")}) {
+        auto compilation = makeSource(QStringLiteral("Someone"), album);
+        compilation->setIsCompilation(true);
+        AlbumSourceTestKit kit;
+        ASSERT_TRUE(kit.run(*compilation));
+        EXPECT_EQ(compilation->albums().size(), 1) << album.toStdString();
+
+        auto single = makeSource(QStringLiteral("Someone"), album);
+        AlbumSourceTestKit kit2;
+        ASSERT_TRUE(kit2.run(*single));
+        EXPECT_TRUE(single->albums().isEmpty());
+    }
+}
+
+TEST_F(WendmarkInterfaceTest, ANarrowOrMissingCoverLeavesAUsageNote)
+{
+    auto narrow = makeSource(QStringLiteral("Juniper Vale"), QStringLiteral("Night Ferry"), 500);
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*narrow));
+    EXPECT_TRUE(narrow->albums().isEmpty());
+    QVariantList note = lastUsageNote();
+    ASSERT_EQ(note.size(), 4);
+    EXPECT_EQ(note.at(1).toString(), QStringLiteral("Image Not Large Enough"));
+    EXPECT_EQ(note.at(2).toString(), QStringLiteral("junipervale-nightferry"));
+    EXPECT_EQ(note.at(3).toList().value(3).toInt(), 300);
+    EXPECT_EQ(note.at(3).toList().value(4).toInt(), 500);
+
+    auto missing = makeSource(QStringLiteral("Juniper Vale"), QStringLiteral("Unknown Shore"));
+    AlbumSourceTestKit kit2;
+    ASSERT_TRUE(kit2.run(*missing));
+    EXPECT_EQ(lastUsageNote().value(1).toString(), QStringLiteral("Image Not Found"));
+}
+
+TEST_F(WendmarkInterfaceTest, ADamagedDigestIsAnEmptyOne)
+{
+    QDir().mkpath(QFileInfo(WendmarkInterface::wmdigestPath()).absolutePath());
+    ASSERT_TRUE(TestSupport::writeFile(WendmarkInterface::wmdigestPath(), QByteArray(2000, 'x')));
+    EXPECT_TRUE(WendmarkInterface::albumsDict().isEmpty());
+    auto source = makeSource(QStringLiteral("The Lantern Choir"), QStringLiteral("Harbour Lights"));
+    EXPECT_EQ(source->resourcesPossiblyAvailable(), AlbumAssets());
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*source));
+    EXPECT_TRUE(source->albums().isEmpty());
+}
+
+TEST_F(WendmarkInterfaceTest, AFirstStartCopiesTheSeedAndChecksAtOnce)
+{
+    const QByteArray seed = TestSupport::readFile(QStringLiteral(":/wmdigest.gz"));
+    mServer.route(QStringLiteral("/wmdigest.gz"), Response::text(seed, "application/x-gzip"));
+    ASSERT_TRUE(runCheck());
+    EXPECT_EQ(TestSupport::readFile(WendmarkInterface::wmdigestPath()), seed);
+    EXPECT_EQ(requests("HEAD"), 1);
+    EXPECT_EQ(requests("GET"), 0) << "a digest of the same length is not fetched";
+    EXPECT_TRUE(WendmarkInterface::parsedCheckTime(QSettings().value(kCheckKey).toString()).has_value());
+}
+
+TEST_F(WendmarkInterfaceTest, WithoutADigestURLOnlyTheSeedIsUsed)
+{
+    mResources.remove(QStringLiteral("digestURL"));
+    ASSERT_TRUE(runCheck());
+    EXPECT_TRUE(QFileInfo::exists(WendmarkInterface::wmdigestPath()));
+    EXPECT_TRUE(mServer.requests().isEmpty());
+}
+
+TEST_F(WendmarkInterfaceTest, TheServerIsAskedOnlyEveryThreeDays)
+{
+    mServer.route(
+        QStringLiteral("/wmdigest.gz"),
+        Response::text(TestSupport::readFile(QStringLiteral(":/wmdigest.gz")), "application/x-gzip"));
+    WendmarkInterface::installSeedIfMissing();
+    setLastCheck(2 * 86400);
+    ASSERT_TRUE(runCheck());
+    EXPECT_EQ(requests("HEAD"), 0);
+
+    setLastCheck(4 * 86400);
+    ASSERT_TRUE(runCheck());
+    EXPECT_EQ(requests("HEAD"), 1);
+
+    setLastCheck(-86400);
+    ASSERT_TRUE(runCheck());
+    EXPECT_EQ(requests("HEAD"), 2) << "a check time in the future does not count";
+}
+
+TEST_F(WendmarkInterfaceTest, SmallAnswersNeverReplaceTheDigest)
+{
+    WendmarkInterface::installSeedIfMissing();
+    const QByteArray seed = TestSupport::readFile(WendmarkInterface::wmdigestPath());
+    ASSERT_FALSE(seed.isEmpty());
+
+    mServer.route(QStringLiteral("/wmdigest.gz"), Response::text(QByteArray(1000, 'a')));
+    ASSERT_TRUE(runCheck());
+    EXPECT_EQ(requests("GET"), 1);
+    EXPECT_EQ(TestSupport::readFile(WendmarkInterface::wmdigestPath()), seed);
+
+    QSettings().remove(kCheckKey);
+    mServer.route(QStringLiteral("/wmdigest.gz"), Response::text(QByteArray(1001, 'b')));
+    ASSERT_TRUE(runCheck());
+    EXPECT_EQ(requests("GET"), 2);
+    EXPECT_EQ(TestSupport::readFile(WendmarkInterface::wmdigestPath()), QByteArray(1001, 'b'));
+}
+
+TEST(WendmarkCheckTimeTest, StoredTimesReadBackWithTheirOffset)
+{
+    const auto time = WendmarkInterface::parsedCheckTime(QStringLiteral("2024-05-01 10:00:00 +0200"));
+    ASSERT_TRUE(time.has_value());
+    EXPECT_EQ(*time, QDateTime(QDate(2024, 5, 1), QTime(8, 0), Qt::UTC));
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    EXPECT_EQ(WendmarkInterface::parsedCheckTime(WendmarkInterface::checkTimeString(now))->toSecsSinceEpoch(),
+              now.toSecsSinceEpoch());
+    EXPECT_FALSE(WendmarkInterface::parsedCheckTime(QStringLiteral("yesterday")).has_value());
+    EXPECT_FALSE(WendmarkInterface::parsedCheckTime(QStringLiteral("2024-05-01 10:00:00 *0200")).has_value());
+}

@@ -1,0 +1,174 @@
+#include "AlbumSourceTestKit.h"
+#include "TestHttpServer.h"
+#include "WikipediaTestPages.h"
+
+#include "web/WMHTTPQueue.h"
+#include "web/WikipediaInterface.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class WikipediaInterfaceTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(mServer.start());
+        mResources = AlbumSourceTestKit::shippedSection(QStringLiteral("WikipediaInterface"));
+        ASSERT_FALSE(mResources.isEmpty());
+        const QString root = AlbumSourceTestKit::root(mServer);
+        mResources.insert(
+            QStringLiteral("queryAlbum"),
+            QString(root + QStringLiteral("/w/index.php?search=%@&title=Special:Search&go=Go")));
+        mResources.insert(QStringLiteral("linkRoot"), root);
+        mResources.insert(QStringLiteral("minIntervalSeconds"), 0);
+    }
+
+    std::unique_ptr<WikipediaInterface>
+    makeSource(const QString& artist = QStringLiteral("The Quiet Engines"),
+               const QString& album = QStringLiteral("Paper Lanterns"))
+    {
+        auto source = std::make_unique<WikipediaInterface>(mResources);
+        source->setArtist(artist);
+        source->setSongTitle(QStringLiteral("Slow Tide"));
+        source->setAlbumTitle(album);
+        return source;
+    }
+
+    TestHttpServer mServer;
+    QVariantMap mResources;
+};
+
+} // namespace
+
+TEST_F(WikipediaInterfaceTest, MadeByNameWithAssetsOfAnEncyclopedia)
+{
+    const auto source = WebDBInterface::interfaceWithName(QStringLiteral("WikipediaInterface"), mResources);
+    ASSERT_TRUE(source);
+    EXPECT_EQ(source->resourcesPossiblyAvailable().toInt(), 123);
+}
+
+TEST_F(WikipediaInterfaceTest, FindsTheAlbumArticleOfTheSearch)
+{
+    mServer.route(
+        QStringLiteral("/w/index.php"),
+        TestHttpServer::Response::redirect(AlbumSourceTestKit::root(mServer).toUtf8() + "/wiki/PL"));
+    mServer.route(QStringLiteral("/wiki/PL"),
+                  TestHttpServer::Response::html(WikipediaTestPages::articlePage({})));
+    auto source = makeSource();
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*source));
+    ASSERT_EQ(source->albums().size(), 1);
+    const AlbumInfo& album = source->albums().first();
+    EXPECT_EQ(album.name(), QStringLiteral("Paper Lanterns"));
+    EXPECT_EQ(album.sourceInterfaceName(), QStringLiteral("WikipediaInterface"));
+    EXPECT_EQ(album.numberOfTrackNamed(QStringLiteral("Slow Tide"), false), 3);
+    const QString query = mServer.requests().value(0).pathAndQuery;
+    EXPECT_TRUE(query.contains(QStringLiteral("search=Paper+Lanterns&"))) << query.toStdString();
+    EXPECT_EQ(kit.mCompletions, 1);
+}
+
+TEST_F(WikipediaInterfaceTest, AlbumsOfOtherArtistsAreLeftOut)
+{
+    mServer.route(QStringLiteral("/w/index.php"),
+                  TestHttpServer::Response::html(WikipediaTestPages::articlePage({})));
+    auto exact = makeSource(QStringLiteral("Quiet Engines"));
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*exact));
+    EXPECT_EQ(exact->albums().size(), 1) << "simplified names ignore the article";
+
+    auto other = makeSource(QStringLiteral("Engines"));
+    AlbumSourceTestKit kit2;
+    ASSERT_TRUE(kit2.run(*other));
+    EXPECT_TRUE(other->albums().isEmpty());
+
+    auto substring = makeSource(QStringLiteral("Engines"));
+    substring->setAllowSubstringTrackMatches(true);
+    AlbumSourceTestKit kit3;
+    ASSERT_TRUE(kit3.run(*substring));
+    EXPECT_EQ(substring->albums().size(), 1);
+}
+
+TEST_F(WikipediaInterfaceTest, NothingIsSearchedForCompilationsOrWithoutArtistOrAlbum)
+{
+    auto compilation = makeSource();
+    compilation->setIsCompilation(true);
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*compilation));
+    auto noAlbum = makeSource(QStringLiteral("The Quiet Engines"), QString());
+    AlbumSourceTestKit kit2;
+    ASSERT_TRUE(kit2.run(*noAlbum));
+    EXPECT_TRUE(mServer.requests().isEmpty());
+    EXPECT_TRUE(compilation->albums().isEmpty());
+}
+
+TEST_F(WikipediaInterfaceTest, AShortPageIsAFailureAndNotServedFromTheCacheAgain)
+{
+    mServer.route(
+        QStringLiteral("/w/index.php"),
+        TestHttpServer::Response::html(QByteArray(50, 'x')).header("Cache-Control", "max-age=3600"));
+    auto first = makeSource();
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*first));
+    EXPECT_TRUE(first->albums().isEmpty());
+
+    mServer.route(QStringLiteral("/w/index.php"),
+                  TestHttpServer::Response::html(WikipediaTestPages::articlePage({})));
+    auto second = makeSource();
+    AlbumSourceTestKit kit2;
+    ASSERT_TRUE(kit2.run(*second));
+    EXPECT_EQ(mServer.requestCount(QStringLiteral("/w/index.php")), 2);
+    EXPECT_EQ(second->albums().size(), 1);
+}
+
+TEST_F(WikipediaInterfaceTest, ADisambiguationPageLinksEachAlbumOnceEvenWhenReachedTwice)
+{
+    const QByteArray disambiguation = WikipediaTestPages::linkPage(
+        {{QStringLiteral("/wiki/PL_(album)"), QStringLiteral("Paper Lanterns (album)"),
+          QStringLiteral("Paper Lanterns")},
+         {QStringLiteral("/wiki/PL_(Other_album)"), QStringLiteral("Paper Lanterns (Other album)"),
+          QStringLiteral("Paper Lanterns")},
+         {QStringLiteral("/wiki/PL_(song)"), QStringLiteral("Paper Lanterns (song)"),
+          QStringLiteral("Paper Lanterns")},
+         {QStringLiteral("/wiki/PL_(disambiguation)"), QStringLiteral("Paper Lanterns"),
+          QStringLiteral("Other albums called Paper Lanterns")}},
+        true);
+    mServer.route(QStringLiteral("/w/index.php"), TestHttpServer::Response::html(disambiguation));
+    mServer.route(QStringLiteral("/wiki/PL_(disambiguation)"),
+                  TestHttpServer::Response::html(disambiguation));
+    mServer.route(QStringLiteral("/wiki/PL_(album)"),
+                  TestHttpServer::Response::html(WikipediaTestPages::articlePage({})));
+    WikipediaTestPages::Article other;
+    other.artist = QStringLiteral("Somebody Else");
+    mServer.route(QStringLiteral("/wiki/PL_(Other_album)"),
+                  TestHttpServer::Response::html(WikipediaTestPages::articlePage(other)));
+    auto source = makeSource();
+    AlbumSourceTestKit kit;
+    ASSERT_TRUE(kit.run(*source));
+    EXPECT_EQ(mServer.requestCount(QStringLiteral("/wiki/PL_(disambiguation)")), 1);
+    EXPECT_EQ(mServer.requestCount(QStringLiteral("/wiki/PL_(album)")), 1);
+    EXPECT_EQ(mServer.requestCount(QStringLiteral("/wiki/PL_(Other_album)")), 1);
+    EXPECT_EQ(mServer.requestCount(QStringLiteral("/wiki/PL_(song)")), 0);
+    ASSERT_EQ(source->albums().size(), 1);
+    EXPECT_EQ(source->albums().first().artist(), QStringLiteral("The Quiet Engines"));
+    EXPECT_EQ(kit.mCompletions, 1);
+}
+
+TEST_F(WikipediaInterfaceTest, CancellingWithdrawsThePagesAndCompletesOnce)
+{
+    TestHttpServer::Response slow = TestHttpServer::Response::html(WikipediaTestPages::articlePage({}));
+    slow.neverAnswer = true;
+    mServer.route(QStringLiteral("/w/index.php"), slow);
+    auto source = makeSource();
+    AlbumSourceTestKit kit;
+    source->setNotify("sourceDone", &kit);
+    source->beginSearch();
+    ASSERT_TRUE(
+        TestHttpServer::waitFor([&] { return mServer.requestCount(QStringLiteral("/w/index.php")) == 1; }));
+    source->cancelSearch();
+    ASSERT_TRUE(TestHttpServer::waitFor([&] { return kit.mCompletions > 0; }));
+    EXPECT_EQ(source->numberOfLoadingSearches(), 0);
+    TestHttpServer::waitFor([] { return false; }, 200);
+    EXPECT_EQ(kit.mCompletions, 1);
+}

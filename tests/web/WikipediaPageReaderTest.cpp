@@ -1,0 +1,234 @@
+#include "AlbumSourceTestKit.h"
+#include "TestSupport.h"
+#include "WikipediaTestPages.h"
+
+#include "text/WendmarkTextExtensions.h"
+#include "web/WikipediaInterface.h"
+#include "web/WikipediaPageReader.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+QVariantMap shipped()
+{
+    QVariantMap res = AlbumSourceTestKit::shippedSection(QStringLiteral("WikipediaInterface"));
+    res.insert(QStringLiteral("linkRoot"), QStringLiteral("http://127.0.0.1:8080"));
+    return res;
+}
+
+QString pageOf(const WikipediaTestPages::Article& article)
+{
+    return QString::fromUtf8(WikipediaTestPages::articlePage(article));
+}
+
+} // namespace
+
+TEST(WikipediaPageReader, YearIsTheLastPlausibleFourDigitsOfTheReleaseText)
+{
+    EXPECT_EQ(WikipediaPageReader::yearFromText(QStringLiteral("June 1999, again in 2052")),
+              QStringLiteral("1999"));
+    EXPECT_TRUE(WikipediaPageReader::yearFromText(QStringLiteral("2052")).isNull());
+    EXPECT_EQ(WikipediaPageReader::yearFromText(QStringLiteral("Original: 1975\nReissue: May 9, 2000")),
+              QStringLiteral("2000"));
+    EXPECT_EQ(WikipediaPageReader::yearFromText(QStringLiteral("1985 (1985-06-10)")), QStringLiteral("1985"));
+    EXPECT_TRUE(WikipediaPageReader::yearFromText(QStringLiteral("1700 or 999")).isNull());
+    EXPECT_TRUE(WikipediaPageReader::yearFromText(QStringLiteral("99")).isNull());
+}
+
+TEST(WikipediaPageReader, VisibleTextDropsTagsCitationsAndBlanks)
+{
+    EXPECT_EQ(
+        WikipediaPageReader::visibleText(u"<td>\"<a href=\"x\">Song</a>\"&#160;<sup>&#91;2&#93;</sup></td>"),
+        QStringLiteral("\"Song\""));
+    EXPECT_EQ(WikipediaPageReader::visibleText(u"<ul><li>A</li><li>B &amp; C</li></ul><!-- <b>x</b> -->"),
+              QStringLiteral("A\nB & C"));
+    EXPECT_EQ(WikipediaPageReader::visibleText(u"a < b and <unfinished"), QStringLiteral("a < b and"));
+    EXPECT_EQ(WikipediaPageReader::firstVisibleTextAfter(QStringLiteral("<th class=\"summary album\" x=\"1\">"
+                                                                        "<i> </i><b>Name</b> rest</th>"),
+                                                         QStringLiteral("summary album")),
+              QStringLiteral("Name"));
+    EXPECT_TRUE(
+        WikipediaPageReader::firstVisibleTextAfter(QStringLiteral("<p>text</p>"), QStringLiteral("none"))
+            .isNull());
+}
+
+TEST(WikipediaPageReader, TrackNamesAreCutToTheirQuotes)
+{
+    bool quoted = false;
+    EXPECT_EQ(
+        WikipediaPageReader::trackNameFromHTML(QStringLiteral("<li>\"Kohoutek\"&#160;– 3:18</li>"), &quoted),
+        QStringLiteral("Kohoutek"));
+    EXPECT_TRUE(quoted);
+    EXPECT_EQ(WikipediaPageReader::trackNameFromHTML(QStringLiteral("<td>Untitled – 1:00</td>"), &quoted),
+              QStringLiteral("Untitled – 1:00"));
+    EXPECT_FALSE(quoted);
+    EXPECT_EQ(WikipediaPageReader::trackNameFromHTML(QStringLiteral("<td>\"\"5150\"\" &#160;</td>")),
+              QStringLiteral("5150"));
+}
+
+TEST(WikipediaPageReader, ReadsAnArticleOfTodaysLayout)
+{
+    const WikipediaPageReader reader(shipped());
+    const auto album = reader.albumFromHTML(pageOf({}));
+    ASSERT_TRUE(album.has_value());
+    EXPECT_EQ(album->name(), QStringLiteral("Paper Lanterns"));
+    EXPECT_EQ(album->artist(), QStringLiteral("The Quiet Engines"));
+    EXPECT_EQ(album->year(), QStringLiteral("1999"));
+    EXPECT_EQ(album->trackNames(),
+              QStringList({QStringLiteral("Open Window"), QStringLiteral("Paper Lanterns"),
+                           QStringLiteral("Slow Tide")}));
+    EXPECT_EQ(album->artURLString(), QStringLiteral("http://upload.example.org/covers/paper_lanterns.jpg"));
+    EXPECT_TRUE(album->genre().contains(QStringLiteral("Art rock")));
+    EXPECT_TRUE(album->genre().contains(QStringLiteral("ream pop")));
+    EXPECT_FALSE(album->genre().contains(QLatin1Char('[')));
+}
+
+TEST(WikipediaPageReader, ArticleEdgeCases)
+{
+    const WikipediaPageReader reader(shipped());
+    WikipediaTestPages::Article a;
+    a.released = QStringLiteral("2052");
+    a.cover.clear();
+    a.title = QStringLiteral("Paper Lanterns (Deluxe)");
+    auto album = reader.albumFromHTML(pageOf(a));
+    ASSERT_TRUE(album.has_value());
+    EXPECT_TRUE(album->year().isEmpty());
+    EXPECT_TRUE(album->artURLString().isEmpty()) << "no image may be taken from beyond the infobox";
+    EXPECT_EQ(album->name(), QStringLiteral("Paper Lanterns"));
+
+    a = {};
+    a.artist = QString();
+    EXPECT_FALSE(reader.albumFromHTML(pageOf(a)).has_value()) << "no artist, no album";
+    EXPECT_FALSE(reader.albumFromHTML(QStringLiteral("<html><body><p>Just an article.</p></body></html>")));
+    EXPECT_FALSE(reader.albumFromHTML(QString()).has_value());
+}
+
+TEST(WikipediaPageReader, TablesContinueWhileNumberingGoesOnOrForRecordSides)
+{
+    const WikipediaPageReader reader(shipped());
+    auto table = [](const QString& caption, int first, const QStringList& names) -> QString {
+        QString html = QStringLiteral("<table class=\"tracklist\">") + caption +
+                       QStringLiteral("<tr><th>No.</th><th>Title</th></tr>");
+        for (int i = 0; i < names.size(); ++i)
+            html += QStringLiteral("<tr><td>%1.</td><td>\"%2\"</td></tr>").arg(first + i).arg(names.at(i));
+        return html + QStringLiteral("<tr><td colspan=\"2\">Total length:</td><td>9:00</td></tr></table>");
+    };
+    const QString sides =
+        table(QStringLiteral("<caption>Side one</caption>"), 1, {QStringLiteral("A"), QStringLiteral("B")}) +
+        table(QStringLiteral("<caption>Side two</caption>"), 1, {QStringLiteral("C")}) +
+        table(QString(), 4, {QStringLiteral("D")}) + table(QString(), 1, {QStringLiteral("Bonus")});
+    EXPECT_EQ(reader.trackNames(sides), QStringList({QStringLiteral("A"), QStringLiteral("B"),
+                                                     QStringLiteral("C"), QStringLiteral("D")}));
+}
+
+TEST(WikipediaPageReader, ListsOfTracksAndListsOfLinks)
+{
+    const WikipediaPageReader reader(shipped());
+    const QString lists = QStringLiteral(
+        "<h2 id=\"Track_listing\">Track listing</h2><ol><li>\"One\"&#160;– 1:00</li><li>\"Two\"</li></ol>"
+        "<ol><li value=\"3\">\"Three\"</li></ol><ol><li "
+        "value=\"4\">\"Demo\"<ul><li>B-side</li></ul></li></ol>"
+        "<h2 id=\"Notes\">Notes</h2><ol><li value=\"5\">\"Not a track\"</li></ol>");
+    EXPECT_EQ(reader.trackNames(lists),
+              QStringList({QStringLiteral("One"), QStringLiteral("Two"), QStringLiteral("Three")}));
+    const QString links =
+        QStringLiteral("<h2 id=\"Track_listing\">x</h2><ol><li>/wiki/One</li><li>Two</li></ol>");
+    EXPECT_TRUE(reader.trackNames(links).isEmpty());
+    const QString noList = QStringLiteral("<h2 id=\"Track_listing\">x</h2><p>Unknown.</p><h2>References</h2>"
+                                          "<ol><li>\"Cite\"</li></ol>");
+    EXPECT_TRUE(reader.trackNames(noList).isEmpty()) << "lists of later sections are no track list";
+}
+
+TEST(WikipediaPageReader, FollowsAlbumLinksOfDisambiguationPagesOnTheSiteOnly)
+{
+    const WikipediaPageReader reader(shipped());
+    const QByteArray page = WikipediaTestPages::linkPage(
+        {{QStringLiteral("/wiki/Paper_Lanterns_(album)"), QStringLiteral("Paper Lanterns (album)"),
+          QStringLiteral("Paper Lanterns")},
+         {QStringLiteral("/wiki/Paper_Lanterns_(album)#Side"), QStringLiteral("Paper Lanterns (album)"),
+          QStringLiteral("again")},
+         {QStringLiteral("/wiki/Elsewhere_(album)"), QStringLiteral("Elsewhere"), QStringLiteral("an album")},
+         {QStringLiteral("/wiki/Paper_Lanterns_(song)"), QStringLiteral("Paper Lanterns (song)"),
+          QStringLiteral("Paper Lanterns")},
+         {QStringLiteral("https://elsewhere.example/Paper_Lanterns_(album)"),
+          QStringLiteral("Paper Lanterns (album)"), QStringLiteral("Paper Lanterns")},
+         {QStringLiteral("//127.0.0.1:8080/wiki/Paper_Lanterns_(1999_album)"), QStringLiteral("x"),
+          QStringLiteral("Paper Lanterns (1999 album)")}},
+        true);
+    EXPECT_EQ(reader.linksToFollow(QString::fromUtf8(page), QStringLiteral("Paper Lanterns")),
+              QStringList({QStringLiteral("http://127.0.0.1:8080/wiki/Paper_Lanterns_(album)"),
+                           QStringLiteral("http://127.0.0.1:8080/wiki/Elsewhere_(album)"),
+                           QStringLiteral("http://127.0.0.1:8080/wiki/Paper_Lanterns_(1999_album)")}));
+    // On an ordinary page only links marked as album articles are followed.
+    const QByteArray ordinary = WikipediaTestPages::linkPage(
+        {{QStringLiteral("/wiki/Paper_Lanterns_(album)"), QStringLiteral("Paper Lanterns (album)"),
+          QStringLiteral("the album")},
+         {QStringLiteral("/wiki/Album"), QStringLiteral("Album"), QStringLiteral("album")}},
+        false);
+    EXPECT_EQ(reader.linksToFollow(QString::fromUtf8(ordinary), QStringLiteral("Paper Lanterns")),
+              QStringList({QStringLiteral("http://127.0.0.1:8080/wiki/Paper_Lanterns_(album)")}));
+}
+
+// Real article pages of two layouts (2014 article bodies, a 2020 full page),
+// read with the shipped markers.
+TEST(WikipediaPageReader, RealArticles)
+{
+    const QString fixtures = TestSupport::fixturesFolder();
+    if (fixtures.isEmpty())
+        GTEST_SKIP() << "no shared fixtures";
+    const WikipediaInterface source(AlbumSourceTestKit::shippedSection(QStringLiteral("WikipediaInterface")));
+    struct Expected
+    {
+        const char* file;
+        const char* name;
+        const char* artist;
+        const char* year;
+        int tracks;
+        const char* firstTrack;
+        const char* lastTrack;
+        const char* cover;
+    };
+    const Expected pages[] = {
+        {"album_5150_render.html", "5150", "Van Halen", "1986", 9, "Good Enough", "Inside",
+         "http://upload.wikimedia.org/wikipedia/en/thumb/1/12/VanHalen_5150_fcover.jpg/"
+         "220px-VanHalen_5150_fcover.jpg"},
+        {"album_fables_of_the_reconstruction_render.html", "Fables of the Reconstruction", "R.E.M.", "1985",
+         11, "Feeling Gravitys Pull", "Wendell Gee",
+         "http://upload.wikimedia.org/wikipedia/en/thumb/d/dc/R.E.M._-_Fables_of_the_Reconstruction.jpg/"
+         "220px-R.E.M._-_Fables_of_the_Reconstruction.jpg"},
+        {"album_gratitude_earth_wind_fire_render.html", "Gratitude", "Earth, Wind & Fire", "2000", 16,
+         "Introduction by MC Perry Jones", nullptr,
+         "http://upload.wikimedia.org/wikipedia/en/d/d5/Earth%2C_Wind_%26_Fire_-_Gratitude.jpg"},
+        {"album_jagged_little_pill_render.html", "Jagged Little Pill", "Alanis Morissette", "1995", 13,
+         "All I Really Want", nullptr, nullptr},
+        {"album_mer_de_noms_full_page.html", "Mer de Noms", "A Perfect Circle", "2000", 13, "The Hollow",
+         nullptr,
+         "http://upload.wikimedia.org/wikipedia/en/thumb/f/f8/A.perfect.circle.mer.de.noms.jpg/"
+         "220px-A.perfect.circle.mer.de.noms.jpg"},
+    };
+    for (const Expected& e : pages) {
+        SCOPED_TRACE(e.file);
+        const QByteArray data =
+            TestSupport::readFile(fixtures + QStringLiteral("/web/wikipedia/") + QString::fromLatin1(e.file));
+        ASSERT_FALSE(data.isEmpty());
+        const auto album = source.albumFromHTMLData(data);
+        ASSERT_TRUE(album.has_value());
+        EXPECT_EQ(album->name(), QString::fromUtf8(e.name));
+        // Artist names are case-corrected by the album record ("R.E.M." -> "R.e.m.").
+        EXPECT_TRUE(WendmarkTextExtensions::isSimpleEqualTo(album->artist(), QString::fromUtf8(e.artist)))
+            << album->artist().toStdString();
+        EXPECT_EQ(album->year(), QString::fromLatin1(e.year));
+        EXPECT_EQ(album->trackNames().size(), e.tracks) << album->trackSummary().toStdString();
+        EXPECT_EQ(album->trackNames().value(0), QString::fromUtf8(e.firstTrack));
+        if (e.lastTrack) {
+            EXPECT_EQ(album->trackNames().value(e.tracks - 1), QString::fromUtf8(e.lastTrack));
+        }
+        if (e.cover) {
+            EXPECT_EQ(album->artURLString(), QString::fromUtf8(e.cover));
+        } else {
+            EXPECT_TRUE(album->artURLString().startsWith(QStringLiteral("http://upload.wikimedia.org/")));
+        }
+        EXPECT_FALSE(album->genre().isEmpty());
+    }
+}
