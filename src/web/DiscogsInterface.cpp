@@ -101,16 +101,7 @@ void DiscogsInterface::beginSearch()
 void DiscogsInterface::cancelSearch()
 {
     WebDBInterface::cancelSearch();
-    // The queue does not answer what it cancels, so the requests leave the
-    // loading list here, from the last one.
-    const QVariantList loading = mLoadingURLs;
-    for (qsizetype i = loading.size() - 1; i >= 0; --i) {
-        if (loading.at(i).typeId() != QMetaType::QUrl)
-            continue;
-        WMHTTPQueue::queue()->cancelURL(loading.at(i).toUrl());
-        finishedSearch({{URLKey, loading.at(i)}});
-    }
-    notifyIfCompleteOrTryAgainWithoutTitleParentheses(false);
+    cancelSearchesInQueue();
 }
 
 std::optional<QVariantMap> DiscogsInterface::jsonObjectOfAnswer(const QVariantMap& answer, const char* what)

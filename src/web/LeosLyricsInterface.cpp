@@ -50,13 +50,7 @@ void LeosLyricsInterface::beginSearch()
 void LeosLyricsInterface::cancelSearch()
 {
     WebDBInterface::cancelSearch();
-    for (qsizetype i = mLoadingURLs.size() - 1; i >= 0; --i) {
-        if (mLoadingURLs.at(i).typeId() == QMetaType::QUrl)
-            WMHTTPQueue::queue()->cancelURL(mLoadingURLs.at(i).toUrl());
-    }
-    // The queue says nothing about cancelled URLs, so they are done here.
-    mLoadingURLs.clear();
-    notifySearchComplete();
+    cancelSearchesInQueue();
 }
 
 std::optional<QString> LeosLyricsInterface::decodedPage(const QByteArray& body, const QVariantMap& resources)

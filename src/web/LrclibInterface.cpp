@@ -103,13 +103,7 @@ void LrclibInterface::queueSearch()
 void LrclibInterface::cancelSearch()
 {
     WebDBInterface::cancelSearch();
-    for (qsizetype i = mLoadingURLs.size() - 1; i >= 0; --i) {
-        if (mLoadingURLs.at(i).typeId() == QMetaType::QUrl)
-            WMHTTPQueue::queue()->cancelURL(mLoadingURLs.at(i).toUrl());
-    }
-    // The queue says nothing about cancelled URLs, so they are done here.
-    mLoadingURLs.clear();
-    notifySearchComplete();
+    cancelSearchesInQueue();
 }
 
 bool LrclibInterface::deliverLyrics(const LrclibAnswerReader::Record& record)

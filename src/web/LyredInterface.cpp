@@ -62,13 +62,7 @@ void LyredInterface::cancelSearch()
 {
     WebDBInterface::cancelSearch();
     mAlbumURLs.clear();
-    for (qsizetype i = mLoadingURLs.size() - 1; i >= 0; --i) {
-        if (mLoadingURLs.at(i).typeId() == QMetaType::QUrl)
-            WMHTTPQueue::queue()->cancelURL(mLoadingURLs.at(i).toUrl());
-    }
-    // The queue says nothing about cancelled URLs, so they are done here.
-    mLoadingURLs.clear();
-    notifySearchComplete();
+    cancelSearchesInQueue();
 }
 
 QList<QUrl> LyredInterface::albumLinksInPage(const QByteArray& page, const QUrl& pageURL,

@@ -84,13 +84,7 @@ void MusicBrainzInterface::beginSearch()
 void MusicBrainzInterface::cancelSearch()
 {
     WebDBInterface::cancelSearch();
-    for (qsizetype i = mLoadingURLs.size() - 1; i >= 0; --i) {
-        if (mLoadingURLs.at(i).typeId() == QMetaType::QUrl)
-            WMHTTPQueue::queue()->cancelURL(mLoadingURLs.at(i).toUrl());
-    }
-    // The queue says nothing about cancelled URLs, so they are done here.
-    mLoadingURLs.clear();
-    notifySearchComplete();
+    cancelSearchesInQueue();
 }
 
 std::optional<QJsonObject> MusicBrainzInterface::jsonObjectOfAnswer(const QVariantMap& answer,

@@ -40,13 +40,7 @@ void SeekALyricInterface::beginSearch()
 void SeekALyricInterface::cancelSearch()
 {
     WebDBInterface::cancelSearch();
-    for (qsizetype i = mLoadingURLs.size() - 1; i >= 0; --i) {
-        if (mLoadingURLs.at(i).typeId() == QMetaType::QUrl)
-            WMHTTPQueue::queue()->cancelURL(mLoadingURLs.at(i).toUrl());
-    }
-    // The queue says nothing about cancelled URLs, so they are done here.
-    mLoadingURLs.clear();
-    notifySearchComplete();
+    cancelSearchesInQueue();
 }
 
 QList<QUrl> SeekALyricInterface::songLinksInPage(const QByteArray& page, const QVariantMap& resources,

@@ -211,19 +211,29 @@ void SongInfoTask::parallelSearchCompleted(WebDBInterface* source)
                 mArtCandidates.append(album);
         }
     }
-    const QVariantMap lyrics = AlbumChooser::pooledLyrics(mParallelAlbums);
-    std::optional<AlbumInfo> chosen = pruneAndChoose(mParallelAlbums);
-    if (chosen) {
-        chosen->setLyrics(lyrics);
-        mChosenAlbum = chosen;
-        applyResourcesFromAlbum(*chosen);
-    }
-    if (mDesiredAssetFlags.testFlag(AlbumAsset::Artwork) && !mWantArtworkButNoAlbum && !mNoiTunesArtwork &&
-        !mArtCandidates.isEmpty() && !mWasCancelled) {
+    chooseAndApply(mParallelAlbums);
+    if (wantsArtworkCandidates()) {
         if (downloadNextArtCandidate(QByteArrayLiteral("parallelNextArt")))
             return;
     }
     finishAndNotify();
+}
+
+void SongInfoTask::chooseAndApply(QList<AlbumInfo>& albums)
+{
+    const QVariantMap lyrics = AlbumChooser::pooledLyrics(albums);
+    std::optional<AlbumInfo> chosen = pruneAndChoose(albums);
+    if (!chosen)
+        return;
+    chosen->setLyrics(lyrics);
+    mChosenAlbum = chosen;
+    applyResourcesFromAlbum(*chosen);
+}
+
+bool SongInfoTask::wantsArtworkCandidates() const
+{
+    return mDesiredAssetFlags.testFlag(AlbumAsset::Artwork) && !mWantArtworkButNoAlbum && !mNoiTunesArtwork &&
+           !mArtCandidates.isEmpty() && !mWasCancelled;
 }
 
 std::optional<AlbumInfo> SongInfoTask::pruneAndChoose(QList<AlbumInfo>& albums)
@@ -277,15 +287,8 @@ void SongInfoTask::serialSearchCompleted(WebDBInterface* source)
         if (!albums[i].artURLString().isEmpty())
             mArtCandidates.append(albums[i]);
     }
-    const QVariantMap lyrics = AlbumChooser::pooledLyrics(albums);
-    std::optional<AlbumInfo> chosen = pruneAndChoose(albums);
-    if (chosen) {
-        chosen->setLyrics(lyrics);
-        mChosenAlbum = chosen;
-        applyResourcesFromAlbum(*chosen);
-    }
-    if (mDesiredAssetFlags.testFlag(AlbumAsset::Artwork) && !mWantArtworkButNoAlbum && !mNoiTunesArtwork &&
-        !mArtCandidates.isEmpty() && !mWasCancelled) {
+    chooseAndApply(albums);
+    if (wantsArtworkCandidates()) {
         // One download per source in serial mode.
         mArtCandidates = mArtCandidates.mid(0, 1);
         if (downloadNextArtCandidate(QByteArrayLiteral("serialGotArt")))

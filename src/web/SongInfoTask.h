@@ -99,6 +99,10 @@ private:
     std::unique_ptr<WebDBInterface> makeSource(const QString& className);
     // Prunes the candidates of one song and chooses among them.
     std::optional<AlbumInfo> pruneAndChoose(QList<AlbumInfo>& albums);
+    // Pools the lyrics, prunes, chooses and applies the chosen album.
+    void chooseAndApply(QList<AlbumInfo>& albums);
+    // Artwork is still wanted and there are candidates to download.
+    bool wantsArtworkCandidates() const;
     // Takes a downloaded picture; false when it is refused.
     bool takeArtworkAnswer(const QVariantMap& answer);
     // Queues the next usable artwork candidate; false when none is left.

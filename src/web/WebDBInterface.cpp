@@ -253,3 +253,17 @@ QString WebDBInterface::description() const
                             metaObject()->className(), static_cast<const void*>(this), mArtist, mSongTitle,
                             mAlbumTitle, static_cast<long>(mAlbums.size()));
 }
+
+void WebDBInterface::cancelSearchesInQueue()
+{
+    const QVariantList loading = mLoadingURLs;
+    for (qsizetype i = loading.size() - 1; i >= 0; --i) {
+        if (loading.at(i).typeId() != QMetaType::QUrl)
+            continue;
+        WMHTTPQueue::queue()->cancelURL(loading.at(i).toUrl());
+        finishedSearch({{QStringLiteral("WMHTTPURLKey"), loading.at(i)}});
+    }
+    // Work of the source's own ends with the search.
+    mLoadingURLs.clear();
+    notifySearchComplete();
+}

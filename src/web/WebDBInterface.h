@@ -128,6 +128,10 @@ protected:
     // more with mWithoutParentheses set.
     void notifyIfCompleteOrTryAgainWithoutTitleParentheses(bool retry);
     void notifySearchComplete();
+    // For a source's cancelSearch(): cancels its requests still in the
+    // shared queue (which does not answer what it cancels), takes them off
+    // the loading list, from the last one, and reports completion.
+    void cancelSearchesInQueue();
 
     QVariantMap mResources;
     QList<AlbumInfo> mAlbums;

@@ -301,10 +301,5 @@ void WendmarkInterface::beginSearch()
 void WendmarkInterface::cancelSearch()
 {
     WebDBInterface::cancelSearch();
-    for (qsizetype i = mLoadingURLs.size() - 1; i >= 0; --i) {
-        if (mLoadingURLs.at(i).typeId() == QMetaType::QUrl)
-            WMHTTPQueue::queue()->cancelURL(mLoadingURLs.at(i).toUrl());
-    }
-    mLoadingURLs.clear();
-    notifySearchComplete();
+    cancelSearchesInQueue();
 }

@@ -50,16 +50,7 @@ void WikipediaInterface::beginSearch()
 void WikipediaInterface::cancelSearch()
 {
     WebDBInterface::cancelSearch();
-    // The queue does not answer what it cancels, so the pages leave the
-    // loading list here.
-    const QVariantList loading = mLoadingURLs;
-    for (qsizetype i = loading.size() - 1; i >= 0; --i) {
-        if (loading.at(i).typeId() != QMetaType::QUrl)
-            continue;
-        WMHTTPQueue::queue()->cancelURL(loading.at(i).toUrl());
-        finishedSearch({{URLKey, loading.at(i)}});
-    }
-    notifyIfCompleteOrTryAgainWithoutTitleParentheses(false);
+    cancelSearchesInQueue();
 }
 
 QString WikipediaInterface::pageText(const QByteArray& input)
