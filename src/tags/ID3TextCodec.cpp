@@ -1,5 +1,7 @@
 #include "ID3TextCodec.h"
 
+#include "text/WMStringExtensions.h"
+
 #include "support/WMLog.h"
 
 #include <QStringDecoder>
@@ -200,21 +202,7 @@ QVariantMap ID3TextCodec::textBlockIn(QByteArrayView data, qsizetype location, q
 
 qint64 ID3TextCodec::integerValue(QStringView text)
 {
-    qsizetype i = 0;
-    while (i < text.size() && text.at(i).isSpace())
-        ++i;
-    bool negative = false;
-    if (i < text.size() && (text.at(i) == QLatin1Char('-') || text.at(i) == QLatin1Char('+'))) {
-        negative = text.at(i) == QLatin1Char('-');
-        ++i;
-    }
-    qint64 value = 0;
-    for (; i < text.size() && text.at(i) >= QLatin1Char('0') && text.at(i) <= QLatin1Char('9'); ++i) {
-        if (value > (std::numeric_limits<qint64>::max() - 9) / 10)
-            break;
-        value = value * 10 + (text.at(i).unicode() - '0');
-    }
-    return negative ? -value : value;
+    return WMStringExtensions::intValue(text);
 }
 
 bool ID3TextCodec::isLatin1Convertible(const QString& text)

@@ -7,6 +7,7 @@
 #include <QUrl>
 
 #include <array>
+#include <limits>
 
 namespace WMStringExtensions {
 
@@ -326,6 +327,25 @@ QString bytesDescription(const QByteArray& data, qsizetype maxBytes)
         text.append(QStringLiteral("..."));
     text.append(QLatin1Char('>'));
     return text;
+}
+
+qint64 intValue(QStringView s)
+{
+    qsizetype i = 0;
+    while (i < s.size() && s.at(i).isSpace())
+        ++i;
+    bool negative = false;
+    if (i < s.size() && (s.at(i) == QLatin1Char('-') || s.at(i) == QLatin1Char('+'))) {
+        negative = s.at(i) == QLatin1Char('-');
+        ++i;
+    }
+    qint64 value = 0;
+    for (; i < s.size() && s.at(i) >= QLatin1Char('0') && s.at(i) <= QLatin1Char('9'); ++i) {
+        if (value > (std::numeric_limits<qint64>::max() - 9) / 10)
+            break;
+        value = value * 10 + (s.at(i).unicode() - '0');
+    }
+    return negative ? -value : value;
 }
 
 } // namespace WMStringExtensions

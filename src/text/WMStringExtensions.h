@@ -42,6 +42,11 @@ QString normalizedString(const QString& s);
 // Digit value of c (hex digits too when hexAllowed), or -1.
 int CharacterToNumber(QChar c, bool hexAllowed);
 
+// The number at the front of a text: leading blanks, an optional sign, then
+// ASCII digits ("1999-05-01" gives 1999); 0 without digits. Stops before
+// the value would overflow.
+qint64 intValue(QStringView s);
+
 // c with 128-159 mapped as in Windows-1252 (undefined positions unchanged).
 QChar ASCIIHighBitToUnicode(QChar c);
 

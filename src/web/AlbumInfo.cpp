@@ -12,28 +12,6 @@
 
 namespace {
 
-// The number at the front of a text, as "1999-05-01" -> 1999; 0 when there
-// is none. Blanks before it and a sign are allowed; large values saturate.
-int leadingIntValue(const QString& text)
-{
-    qsizetype i = 0;
-    while (i < text.size() && text.at(i).isSpace())
-        ++i;
-    bool negative = false;
-    if (i < text.size() && (text.at(i) == QLatin1Char('-') || text.at(i) == QLatin1Char('+'))) {
-        negative = text.at(i) == QLatin1Char('-');
-        ++i;
-    }
-    long long value = 0;
-    while (i < text.size() && text.at(i).unicode() >= u'0' && text.at(i).unicode() <= u'9') {
-        value = value * 10 + (text.at(i).unicode() - u'0');
-        if (value > INT_MAX)
-            return negative ? INT_MIN : INT_MAX;
-        ++i;
-    }
-    return int(negative ? -value : value);
-}
-
 QString cleanedText(const QString& text)
 {
     return WMStringExtensions::correctedCaseString(WMStringExtensions::normalizedString(text).trimmed());
@@ -220,7 +198,8 @@ void AlbumInfo::simplifyAlbumArray(QList<AlbumInfo>& albums, const QString& titl
         for (qsizetype j = 0; j < albums.size(); ++j) {
             if (simpleNames.at(j) != simpleNames.at(i))
                 continue;
-            const int year = leadingIntValue(albums.at(j).mYear);
+            const int year =
+                int(std::clamp<qint64>(WMStringExtensions::intValue(albums.at(j).mYear), INT_MIN, INT_MAX));
             if (year > 1600 && year < earliest)
                 earliest = year;
         }

@@ -92,23 +92,6 @@ int listStartNumber(const QString& list)
     return 1;
 }
 
-// NSString-like intValue: leading blanks, an optional sign, then digits.
-int leadingInteger(QStringView text)
-{
-    qsizetype i = 0;
-    while (i < text.size() && text.at(i).isSpace())
-        ++i;
-    bool negative = false;
-    if (i < text.size() && (text.at(i) == QLatin1Char('-') || text.at(i) == QLatin1Char('+'))) {
-        negative = text.at(i) == QLatin1Char('-');
-        ++i;
-    }
-    int value = 0;
-    for (; i < text.size() && text.at(i).isDigit() && value < 100000; ++i)
-        value = value * 10 + text.at(i).digitValue();
-    return negative ? -value : value;
-}
-
 QString oneLine(const QString& text)
 {
     QString line = text;
@@ -240,7 +223,7 @@ QString WikipediaPageReader::firstVisibleTextAfter(const QString& page, const QS
 QString WikipediaPageReader::yearFromText(const QString& text)
 {
     for (qsizetype i = text.size() - 4; i >= 0; --i) {
-        const int value = leadingInteger(QStringView(text).mid(i, 4));
+        const int value = int(WMStringExtensions::intValue(QStringView(text).mid(i, 4)));
         if (value >= 1701) {
             if (value < 2050)
                 return QString::number(value);
