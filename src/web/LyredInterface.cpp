@@ -196,11 +196,7 @@ void LyredInterface::lyredSongCompleted(const QVariantMap& answer)
         notifyIfCompleteOrTryAgainWithoutTitleParentheses(true);
         return;
     }
-    mAlbums.append(LyricsPageText::lyricsAlbum(mArtist, mAlbumTitle, mSongTitle, lyrics,
-                                               QString::fromLatin1(metaObject()->className())));
     mAlbumURLs.clear();
-    mWaitingURLs.clear();
-    mWaitingMethods.clear();
-    mWaitingPriorities.clear();
-    notifyIfCompleteOrTryAgainWithoutTitleParentheses(false);
+    endSearchWithAlbum(LyricsPageText::lyricsAlbum(mArtist, mAlbumTitle, mSongTitle, lyrics,
+                                                   QString::fromLatin1(metaObject()->className())));
 }

@@ -4,6 +4,7 @@
 #include "text/WMStringExtensions.h"
 #include "text/WendmarkTextExtensions.h"
 #include "web/LyricsCleaner.h"
+#include "web/WMHTTPQueue.h"
 
 #include <QByteArrayMatcher>
 #include <QStringDecoder>
@@ -71,6 +72,15 @@ qsizetype indexIgnoringCase(const QByteArray& haystack, const QByteArray& needle
 }
 
 } // namespace
+
+std::optional<QByteArray> LyricsPageText::usablePage(const QVariantMap& answer)
+{
+    const QByteArray body = answer.value(QStringLiteral("WMHTTPDataKey")).toByteArray();
+    if (body.size() > kMinPageBytes)
+        return body;
+    WMHTTPQueue::queue()->removeURLFromCache(answer.value(QStringLiteral("WMHTTPURLKey")).toUrl());
+    return std::nullopt;
+}
 
 QByteArray LyricsPageText::cappedPage(const QByteArray& body)
 {

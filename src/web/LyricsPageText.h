@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QVariantMap>
+
 #include "web/AlbumInfo.h"
 
 #include <QByteArray>
@@ -22,6 +24,10 @@ public:
     static constexpr qsizetype kMinPageBytes = 99;
 
     static QByteArray cappedPage(const QByteArray& body);
+    // The body of a queue answer when it is long enough to be a page; a
+    // shorter one is an error answer, and its URL is taken out of the HTTP
+    // cache so that the next search asks again.
+    static std::optional<QByteArray> usablePage(const QVariantMap& answer);
 
     // Bytes decoded by a text encoding number as the resources give it (the
     // numbering of the platform the resource files were first written for):

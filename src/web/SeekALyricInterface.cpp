@@ -98,24 +98,16 @@ void SeekALyricInterface::seekALyricSongListCompleted(const QVariantMap& answer)
 void SeekALyricInterface::seekALyricSongCompleted(const QVariantMap& answer)
 {
     finishedSearch(answer);
-    const QByteArray body = answer.value(QStringLiteral("WMHTTPDataKey")).toByteArray();
-    const QUrl url = answer.value(QStringLiteral("WMHTTPURLKey")).toUrl();
-    if (body.size() <= LyricsPageText::kMinPageBytes) {
-        WMHTTPQueue::queue()->removeURLFromCache(url);
-        notifyIfCompleteOrTryAgainWithoutTitleParentheses(true);
-        return;
-    }
-    const QString lyrics = lyricsInPage(body, mResources);
+    const std::optional<QByteArray> page = LyricsPageText::usablePage(answer);
+    const QString lyrics = page ? lyricsInPage(*page, mResources) : QString();
     if (lyrics.isEmpty()) {
-        WMLog("%@ #%d: no lyrics in %@", metaObject()->className(), mLogNum++, url.toString());
+        if (page)
+            WMLog("%@ #%d: no lyrics in %@", metaObject()->className(), mLogNum++,
+                  answer.value(QStringLiteral("WMHTTPURLKey")).toUrl().toString());
         notifyIfCompleteOrTryAgainWithoutTitleParentheses(true);
         return;
     }
-    mAlbums.append(LyricsPageText::lyricsAlbum(mArtist, mAlbumTitle, mSongTitle, lyrics,
-                                               QString::fromLatin1(metaObject()->className())));
     // The first lyrics found end the search.
-    mWaitingURLs.clear();
-    mWaitingMethods.clear();
-    mWaitingPriorities.clear();
-    notifyIfCompleteOrTryAgainWithoutTitleParentheses(false);
+    endSearchWithAlbum(LyricsPageText::lyricsAlbum(mArtist, mAlbumTitle, mSongTitle, lyrics,
+                                                   QString::fromLatin1(metaObject()->className())));
 }

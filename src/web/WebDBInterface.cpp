@@ -267,3 +267,12 @@ void WebDBInterface::cancelSearchesInQueue()
     mLoadingURLs.clear();
     notifySearchComplete();
 }
+
+void WebDBInterface::endSearchWithAlbum(const AlbumInfo& album)
+{
+    mAlbums.append(album);
+    mWaitingURLs.clear();
+    mWaitingMethods.clear();
+    mWaitingPriorities.clear();
+    notifyIfCompleteOrTryAgainWithoutTitleParentheses(false);
+}

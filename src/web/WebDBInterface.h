@@ -132,6 +132,9 @@ protected:
     // shared queue (which does not answer what it cancels), takes them off
     // the loading list, from the last one, and reports completion.
     void cancelSearchesInQueue();
+    // For sources whose first result is enough (lyrics): keeps the album,
+    // drops the URLs still waiting and completes once the loading ones are in.
+    void endSearchWithAlbum(const AlbumInfo& album);
 
     QVariantMap mResources;
     QList<AlbumInfo> mAlbums;
