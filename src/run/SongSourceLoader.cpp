@@ -145,6 +145,22 @@ void SongSourceLoader::collectCorrupt(const std::shared_ptr<SongFile>& song)
         mRegenerateController->addCorruptSong(song);
 }
 
+std::shared_ptr<SongFile>
+SongSourceLoader::songForPath(const QString& path, const QHash<QString, std::shared_ptr<SongFile>>& workList,
+                              bool adoptDateWhenReused)
+{
+    std::shared_ptr<SongFile> song = workList.value(path);
+    if (song) {
+        if (adoptDateWhenReused)
+            song->adoptCurrentModificationDate();
+        return song;
+    }
+    song = SongFile::songWithPath(path);
+    if (!song)
+        logRed(QStringLiteral("NoInitializeSong"), path);
+    return song;
+}
+
 void SongSourceLoader::readTagThroughCache(SongFile& song, const std::shared_ptr<SongFile>& shared)
 {
     SongFileInfoCache& cache = SongFileInfoCache::sharedCache();
@@ -218,13 +234,9 @@ bool SongSourceLoader::loadLibraryDictionary(const QVariantMap& library, const Q
             const QString path = pathFromLocation(track.value(kLocation).toString(), volumeRoot);
             if (path.isEmpty() || !claimsToBeSong(path))
                 continue;
-            std::shared_ptr<SongFile> song = workList.value(path);
+            std::shared_ptr<SongFile> song = songForPath(path, workList, false);
             if (!song)
-                song = SongFile::songWithPath(path);
-            if (!song) {
-                logRed(QStringLiteral("NoInitializeSong"), path);
                 continue;
-            }
             song->setiTunesDBID(static_cast<quint32>(number));
             song->setPersistentID(track.value(QStringLiteral("Persistent ID")).toString());
             const QVariantMap cached = cache.infoForSongFileAtPath(path, song->modificationDate());
@@ -317,18 +329,11 @@ bool SongSourceLoader::gatherSongsFromPlaylist(const QVariantMap& library, const
         const QString path = pathFromLocation(track.value(kLocation).toString());
         if (path.isEmpty() || !claimsToBeSong(path))
             continue;
-        std::shared_ptr<SongFile> song = workList.value(path);
-        const bool reused = song != nullptr;
+        std::shared_ptr<SongFile> song = songForPath(path, workList, true);
         if (!song)
-            song = SongFile::songWithPath(path);
-        if (!song) {
-            logRed(QStringLiteral("NoInitializeSong"), path);
             continue;
-        }
         song->setiTunesDBID(track.value(QStringLiteral("Track ID")).toUInt());
         song->setPersistentID(track.value(QStringLiteral("Persistent ID")).toString());
-        if (reused)
-            song->adoptCurrentModificationDate();
         readTagThroughCache(*song, song);
         AudioInfoTag* tag = song->hasInfotagCached() ? song->infotag() : nullptr;
         if (!tag) {
@@ -365,16 +370,9 @@ bool SongSourceLoader::gatherSongsFromDirectory(const QString& folder)
         reportProgress(current++, total);
         if (!claimsToBeSong(path))
             continue;
-        std::shared_ptr<SongFile> song = workList.value(path);
-        const bool reused = song != nullptr;
+        std::shared_ptr<SongFile> song = songForPath(path, workList, true);
         if (!song)
-            song = SongFile::songWithPath(path);
-        if (!song) {
-            logRed(QStringLiteral("NoInitializeSong"), path);
             continue;
-        }
-        if (reused)
-            song->adoptCurrentModificationDate();
         readTagThroughCache(*song, song);
         if (song->hasInfotagCached())
             mAllSongs.append(song);

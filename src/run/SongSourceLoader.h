@@ -4,6 +4,7 @@
 
 #include <QColor>
 #include <QElapsedTimer>
+#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -91,6 +92,11 @@ private:
     // Takes the cache's entry as the tag, or reads the tag now, caching it
     // when it decoded; a song whose tag failed to decode is collected.
     void readTagThroughCache(SongFile& song, const std::shared_ptr<SongFile>& shared);
+    // The work list's record of the path (its date taken again when asked),
+    // else a new record; none, logged, when the file does not qualify.
+    std::shared_ptr<SongFile> songForPath(const QString& path,
+                                          const QHash<QString, std::shared_ptr<SongFile>>& workList,
+                                          bool adoptDateWhenReused);
     void collectCorrupt(const std::shared_ptr<SongFile>& song);
 
     QList<std::shared_ptr<SongFile>> mAllSongs;
