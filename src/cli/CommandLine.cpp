@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include "FixCommand.h"
 #include "LibraryCommand.h"
 #include "LookupCommand.h"
 #include "PrefsCommand.h"
@@ -37,6 +38,8 @@ int CommandLine::run()
         return SetCommand(rest, mOut, mErr).run();
     if (args.first() == QStringLiteral("scan"))
         return ScanCommand(rest, mOut, mErr).run();
+    if (args.first() == QStringLiteral("fix"))
+        return FixCommand(rest, mOut, mErr).run();
     if (args.first() == QStringLiteral("regenerate"))
         return RegenerateCommand(rest, mOut, mErr).run();
     print(mErr,

@@ -1,8 +1,8 @@
 #include "ScanCommand.h"
 
 #include "CliOutput.h"
+#include "SongSourceOptions.h"
 #include "run/Delazifier.h"
-#include "run/PrefsController.h"
 #include "run/RegenerateController.h"
 #include "run/SongSourceLoader.h"
 #include "run/WindowPrefs.h"
@@ -12,11 +12,9 @@
 #include "tags/AudioInfoTag.h"
 
 #include <QEventLoop>
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
 
-#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -89,84 +87,28 @@ QStringList ScanCommand::lackingAttributes(SongFile& song, AlbumAssets checked)
 
 int ScanCommand::run()
 {
-    enum class Source
-    {
-        Saved,
-        Folder,
-        Library,
-        Playlist
-    } source = Source::Saved;
-    QString folder, playlist, xml;
+    SongSourceOptions sourceOptions;
     bool json = false;
     bool readTags = false;
     for (qsizetype i = 0; i < mArguments.size(); ++i) {
         const QString& arg = mArguments.at(i);
-        const bool hasValue = i + 1 < mArguments.size();
         if (arg == QStringLiteral("--json")) {
             json = true;
         } else if (arg == QStringLiteral("--read-tags")) {
             readTags = true;
-        } else if (arg == QStringLiteral("--library") && source == Source::Saved) {
-            source = Source::Library;
-        } else if (arg == QStringLiteral("--folder") && hasValue && source == Source::Saved) {
-            source = Source::Folder;
-            folder = mArguments.at(++i);
-        } else if (arg == QStringLiteral("--playlist") && hasValue && source == Source::Saved) {
-            source = Source::Playlist;
-            playlist = mArguments.at(++i);
-        } else if (arg == QStringLiteral("--xml") && hasValue) {
-            xml = mArguments.at(++i);
-        } else {
+        } else if (!sourceOptions.take(mArguments, i)) {
             CliOutput::print(
                 mErr, LocalizedStrings::format(QStringLiteral("CliBadArgument"), arg) + QLatin1Char('\n') +
                           LocalizedStrings::text(QStringLiteral("CliScanUsage")) + QLatin1Char('\n'));
             return 2;
         }
     }
-    if (source == Source::Saved) {
-        PrefsController& prefs = PrefsController::sharedInstance();
-        const SongSourceKind kind = prefs.librarySource();
-        source = kind == SongSourceKind::Library
-                     ? Source::Library
-                     : (kind == SongSourceKind::Playlist ? Source::Playlist : Source::Folder);
-        folder = prefs.libraryDirectory();
-        playlist = prefs.libraryPlaylist();
-    }
+    sourceOptions.useSavedSourceIfNone();
 
-    if (source == Source::Folder && !QFileInfo(folder).isDir()) {
-        CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliScanNoFolder"), folder) +
-                                   QLatin1Char('\n'));
-        return 1;
-    }
-
-    const bool terminal = ::isatty(::fileno(mErr)) == 1;
     RegenerateController regenerate;
     SongSourceLoader loader;
     loader.setRegenerateController(&regenerate);
-    QObject::connect(&loader, &SongSourceLoader::logLine, [this](const QString& text, const QColor&) {
-        CliOutput::print(mErr, text + QLatin1Char('\n'));
-    });
-    if (terminal) {
-        QObject::connect(&loader, &SongSourceLoader::progress, [this](qint64 current, qint64 total) {
-            CliOutput::print(mErr,
-                             QLatin1Char('\r') +
-                                 LocalizedStrings::format(QStringLiteral("CliScanProgress"), current, total) +
-                                 (current >= total ? QStringLiteral("\n") : QString()));
-        });
-    }
-
-    bool loaded = false;
-    switch (source) {
-    case Source::Folder:
-        loaded = loader.gatherSongsFromDirectory(folder);
-        break;
-    case Source::Playlist:
-        loaded = loader.gatherSongsFromPlaylistPID(QString(), playlist, xml);
-        break;
-    default:
-        loaded = loader.setiTunesLibrary(xml);
-        break;
-    }
+    const bool loaded = sourceOptions.load(loader, mErr);
     if (!loaded && loader.allSongs().isEmpty()) {
         SongFileInfoCache::sharedCache().detach();
         return 1;

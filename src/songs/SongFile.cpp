@@ -298,6 +298,9 @@ AudioInfoTag* SongFile::infotag()
         if (mInfotag && !mPlaylist.isNull())
             mInfotag->setPlayList(mPlaylist, mPlaylistIndex);
         setDefaultActivityStatus();
+        // A file that went away is a problem, not an idle song.
+        if (!mInfotag && !QFileInfo::exists(mPath))
+            mStatus = SongActivityStatus::Problem;
         gatheriTunesArtwork();
     }
     return mInfotag.get();

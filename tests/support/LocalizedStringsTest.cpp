@@ -7,8 +7,9 @@
 
 TEST(LocalizedStrings, LooksUpTextsByKey)
 {
-    EXPECT_EQ(LocalizedStrings::format(QStringLiteral("ErrorCannotModify"), QStringLiteral("/a/b.mp3")),
-              QStringLiteral("Could not modify /a/b.mp3"));
+    EXPECT_EQ(LocalizedStrings::format(QStringLiteral("ErrorCannotModify"), QStringLiteral("The Band"),
+                                       QStringLiteral("A Song"), QStringLiteral("disk full")),
+              QStringLiteral("Could not modify The Band - A Song: disk full"));
     EXPECT_EQ(LocalizedStrings::text(QStringLiteral("NoSuchKeyAnywhere")),
               QStringLiteral("NoSuchKeyAnywhere"));
     EXPECT_TRUE(LocalizedStrings::format(QStringLiteral("CliHelp"), BundleInfo::shortVersion())

@@ -3,6 +3,7 @@
 #include "web/SongInfoTask.h"
 
 #include "MpegTestFiles.h"
+#include "TaskTestSource.h"
 #include "TestHttpServer.h"
 #include "TestSupport.h"
 #include "songs/SongFile.h"
@@ -23,67 +24,6 @@
 
 namespace {
 
-// The test server's address, set by the fixture for the source to use.
-QUrl gServerBase;
-
-// Asks the test server for "/albums?artist=..&album=..&title=.." and makes
-// one album of each object of the JSON array it answers. What it can supply
-// is the resource "assets" (every asset when absent).
-class TaskTestSource : public WebDBInterface
-{
-    Q_OBJECT
-public:
-    using WebDBInterface::WebDBInterface;
-
-    AlbumAssets resourcesPossiblyAvailable() const override
-    {
-        if (!mResources.contains(QStringLiteral("assets")))
-            return AllAlbumAssets;
-        return AlbumAssets::fromInt(mResources.value(QStringLiteral("assets")).toUInt());
-    }
-
-    void beginSearch() override
-    {
-        WebDBInterface::beginSearch();
-        QUrl url = gServerBase.resolved(
-            QUrl(mResources.value(QStringLiteral("path"), QStringLiteral("/albums")).toString()));
-        QUrlQuery query;
-        query.addQueryItem(QStringLiteral("artist"), artist());
-        query.addQueryItem(QStringLiteral("album"), albumTitle());
-        query.addQueryItem(QStringLiteral("title"), songTitle());
-        url.setQuery(query);
-        addSearchURL(url, "albumsLoaded", false);
-        notifyIfCompleteOrTryAgainWithoutTitleParentheses(false);
-    }
-
-    Q_INVOKABLE void albumsLoaded(const QVariantMap& answer)
-    {
-        finishedSearch(answer);
-        const QJsonArray list =
-            QJsonDocument::fromJson(answer.value(QStringLiteral("WMHTTPDataKey")).toByteArray()).array();
-        for (const QJsonValue& value : list) {
-            const QJsonObject o = value.toObject();
-            AlbumInfo album(o.value(QStringLiteral("artist")).toString(),
-                            o.value(QStringLiteral("name")).toString());
-            album.setYear(o.value(QStringLiteral("year")).toString());
-            album.setGenres(o.value(QStringLiteral("genre")).toString());
-            QStringList tracks;
-            for (const QJsonValue& t : o.value(QStringLiteral("tracks")).toArray())
-                tracks.append(t.toString());
-            album.setTracks(tracks);
-            if (o.contains(QStringLiteral("art")))
-                album.setArtURLString(
-                    gServerBase.resolved(QUrl(o.value(QStringLiteral("art")).toString())).toString());
-            if (o.contains(QStringLiteral("lyrics")))
-                album.lyrics().insert(o.value(QStringLiteral("lyricsKey")).toString(),
-                                      o.value(QStringLiteral("lyrics")).toString());
-            album.setSourceInterfaceName(QStringLiteral("TaskTestSource"));
-            mAlbums.append(album);
-        }
-        notifyIfCompleteOrTryAgainWithoutTitleParentheses(false);
-    }
-};
-
 class TaskOwner : public QObject
 {
     Q_OBJECT
@@ -97,37 +37,6 @@ public:
     SongInfoTask* last = nullptr;
 };
 
-QByteArray jpeg(int width, int height)
-{
-    QImage image(width, height, QImage::Format_RGB32);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            image.setPixel(x, y, qRgb((x * 7) % 256, (y * 13) % 256, ((x + y) * 3) % 256));
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "JPEG", 95);
-    return bytes;
-}
-
-QByteArray albumsJson(const QJsonArray& albums)
-{
-    return QJsonDocument(albums).toJson(QJsonDocument::Compact);
-}
-
-QJsonObject albumObject(const QString& name, const QString& year, const QStringList& tracks,
-                        const QString& genre = QString(), const QString& art = QString())
-{
-    QJsonObject o{{QStringLiteral("artist"), QStringLiteral("The Testers")},
-                  {QStringLiteral("name"), name},
-                  {QStringLiteral("year"), year},
-                  {QStringLiteral("genre"), genre},
-                  {QStringLiteral("tracks"), QJsonArray::fromStringList(tracks)}};
-    if (!art.isEmpty())
-        o.insert(QStringLiteral("art"), art);
-    return o;
-}
-
 class SongInfoTaskTest : public ::testing::Test
 {
 protected:
@@ -135,7 +44,7 @@ protected:
     {
         WebDBInterface::registerInterfaceClass<TaskTestSource>();
         ASSERT_TRUE(mServer.start());
-        gServerBase = mServer.url(QStringLiteral("/"));
+        TaskTestSource::setServerBase(mServer.url(QStringLiteral("/")));
         mFolder = TestSupport::scratchFolder() + QStringLiteral("/task-") +
                   QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name());
         QDir(mFolder).removeRecursively();
@@ -191,14 +100,16 @@ protected:
 
 TEST_F(SongInfoTaskTest, GathersAppliesAndWritesValuesAndFittedArtwork)
 {
-    mServer.route(QStringLiteral("/albums"),
-                  TestHttpServer::Response::text(
-                      albumsJson({albumObject(QStringLiteral("First Light"), QStringLiteral("1999"),
-                                              {QStringLiteral("Opening"), QStringLiteral("Second Song"),
-                                               QStringLiteral("Closer")},
-                                              QStringLiteral("Rock"), QStringLiteral("/cover.jpg"))}),
-                      "application/json"));
-    mServer.route(QStringLiteral("/cover.jpg"), TestHttpServer::Response::text(jpeg(600, 600), "image/jpeg"));
+    mServer.route(
+        QStringLiteral("/albums"),
+        TestHttpServer::Response::text(
+            TaskTestSource::albumsJson({TaskTestSource::albumObject(
+                QStringLiteral("First Light"), QStringLiteral("1999"),
+                {QStringLiteral("Opening"), QStringLiteral("Second Song"), QStringLiteral("Closer")},
+                QStringLiteral("Rock"), QStringLiteral("/cover.jpg"))}),
+            "application/json"));
+    mServer.route(QStringLiteral("/cover.jpg"),
+                  TestHttpServer::Response::text(TaskTestSource::jpeg(600, 600), "image/jpeg"));
 
     auto song = makeSong(QStringLiteral("a"), {{QStringLiteral("title"), QStringLiteral("Second Song")},
                                                {QStringLiteral("album"), QStringLiteral("First Light")}});
@@ -234,12 +145,14 @@ TEST_F(SongInfoTaskTest, GathersAppliesAndWritesValuesAndFittedArtwork)
 TEST_F(SongInfoTaskTest, ChoosesTheEarliestAlbumOrExplainsWhyNot)
 {
     const QStringList tracks = {QStringLiteral("Intro"), QStringLiteral("Tune")};
-    mServer.route(QStringLiteral("/albums"),
-                  TestHttpServer::Response::text(
-                      albumsJson({albumObject(QStringLiteral("Tunes"), QStringLiteral("1994"), tracks),
-                                  albumObject(QStringLiteral("Best Tunes"), QStringLiteral("1992"), tracks),
-                                  albumObject(QStringLiteral("Tunes Live"), QStringLiteral("2001"), tracks)}),
-                      "application/json"));
+    mServer.route(
+        QStringLiteral("/albums"),
+        TestHttpServer::Response::text(
+            TaskTestSource::albumsJson(
+                {TaskTestSource::albumObject(QStringLiteral("Tunes"), QStringLiteral("1994"), tracks),
+                 TaskTestSource::albumObject(QStringLiteral("Best Tunes"), QStringLiteral("1992"), tracks),
+                 TaskTestSource::albumObject(QStringLiteral("Tunes Live"), QStringLiteral("2001"), tracks)}),
+            "application/json"));
     auto song = makeSong(QStringLiteral("b"), {{QStringLiteral("title"), QStringLiteral("Tune")}});
     SongInfoTask task(song, {song}, {}, {QStringLiteral("TaskTestSource")}, resources());
     task.setAlbumSelectionMethod(AlbumChooser::Method::EarliestYear);
@@ -250,12 +163,13 @@ TEST_F(SongInfoTaskTest, ChoosesTheEarliestAlbumOrExplainsWhyNot)
     EXPECT_EQ(song->infotag()->album(), QStringLiteral("Best Tunes"));
     EXPECT_EQ(song->infotag()->year(), QStringLiteral("1992"));
 
-    mServer.route(
-        QStringLiteral("/albums"),
-        TestHttpServer::Response::text(
-            albumsJson({albumObject(QStringLiteral("Tunes"), QStringLiteral("94"), tracks),
-                        albumObject(QStringLiteral("Other Tunes"), QStringLiteral("later"), tracks)}),
-            "application/json"));
+    mServer.route(QStringLiteral("/albums"),
+                  TestHttpServer::Response::text(
+                      TaskTestSource::albumsJson(
+                          {TaskTestSource::albumObject(QStringLiteral("Tunes"), QStringLiteral("94"), tracks),
+                           TaskTestSource::albumObject(QStringLiteral("Other Tunes"), QStringLiteral("later"),
+                                                       tracks)}),
+                      "application/json"));
     auto second = makeSong(QStringLiteral("c"), {{QStringLiteral("title"), QStringLiteral("Tune")}});
     SongInfoTask noYear(second, {second}, {}, {QStringLiteral("TaskTestSource")}, resources());
     noYear.setAlbumSelectionMethod(AlbumChooser::Method::EarliestYear);
@@ -270,11 +184,12 @@ TEST_F(SongInfoTaskTest, ChoosesTheEarliestAlbumOrExplainsWhyNot)
 
 TEST_F(SongInfoTaskTest, AnAlbumWithoutTheSongIsNotApplied)
 {
-    mServer.route(QStringLiteral("/albums"),
-                  TestHttpServer::Response::text(
-                      albumsJson({albumObject(QStringLiteral("Home"), QStringLiteral("2003"),
-                                              {QStringLiteral("Elsewhere"), QStringLiteral("Nowhere")})}),
-                      "application/json"));
+    mServer.route(
+        QStringLiteral("/albums"),
+        TestHttpServer::Response::text(TaskTestSource::albumsJson({TaskTestSource::albumObject(
+                                           QStringLiteral("Home"), QStringLiteral("2003"),
+                                           {QStringLiteral("Elsewhere"), QStringLiteral("Nowhere")})}),
+                                       "application/json"));
     auto song = makeSong(QStringLiteral("d"), {{QStringLiteral("title"), QStringLiteral("Somewhere")},
                                                {QStringLiteral("album"), QStringLiteral("Home")}});
     SongInfoTask task(song, {song}, {}, {QStringLiteral("TaskTestSource")}, resources());
@@ -289,7 +204,7 @@ TEST_F(SongInfoTaskTest, AnAlbumWithoutTheSongIsNotApplied)
 
 TEST_F(SongInfoTaskTest, SiblingSongsLendYearGenreAndArtworkWithoutAnyRequest)
 {
-    const QByteArray cover = jpeg(200, 200);
+    const QByteArray cover = TaskTestSource::jpeg(200, 200);
     auto sibling = makeSong(QStringLiteral("e1"), {{QStringLiteral("title"), QStringLiteral("One")},
                                                    {QStringLiteral("album"), QStringLiteral("Shared")},
                                                    {QStringLiteral("year"), QStringLiteral("1977")},
@@ -332,7 +247,7 @@ TEST_F(SongInfoTaskTest, DesiredFlagsSourcesSkippedAndSoundtrackTitles)
         makeSong(QStringLiteral("f"), {{QStringLiteral("title"), QStringLiteral("Theme")},
                                        {QStringLiteral("album"), QStringLiteral("Space Film")},
                                        {QStringLiteral("genre"), QStringLiteral("Original SOUNDTRACK")},
-                                       {QStringLiteral("art"), jpeg(120, 120)}});
+                                       {QStringLiteral("art"), TaskTestSource::jpeg(120, 120)}});
     SongInfoTask task(song, {song}, {}, {QStringLiteral("TaskTestSource")},
                       resources({{QStringLiteral("assets"), int(AlbumAsset::Lyrics)}}));
     EXPECT_EQ(task.albumTitle(), QStringLiteral("Space Film Soundtrack"));
@@ -362,7 +277,8 @@ TEST_F(SongInfoTaskTest, DesiredFlagsSourcesSkippedAndSoundtrackTitles)
 TEST_F(SongInfoTaskTest, CancelledTaskChoosesNothingAndReportsOnce)
 {
     TestHttpServer::Response slow = TestHttpServer::Response::text(
-        albumsJson({albumObject(QStringLiteral("Slow"), QStringLiteral("1990"), {QStringLiteral("Tune")})}),
+        TaskTestSource::albumsJson({TaskTestSource::albumObject(
+            QStringLiteral("Slow"), QStringLiteral("1990"), {QStringLiteral("Tune")})}),
         "application/json");
     slow.delayMs = 300;
     mServer.route(QStringLiteral("/albums"), slow);

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QStringList>
+
+#include <cstdio>
+
+class MainController;
+
+// `quillbeat-cli fix [--folder DIR | --library [--xml FILE] | --playlist
+// NAME [--xml FILE]] [--check LIST] [--overwrite LIST] [--method
+// earliest|duplicates] [--serial] [--dry-run] [--yes]`: the gathering run
+// over every song of a source. The checks, overwrites and album choice
+// default to the window's saved ones. The activity-log lines (and what
+// changed in each song) go to standard output, a progress line to standard
+// error when that is a terminal. Ctrl-C stops the run as the Stop button
+// does; a second Ctrl-C ends the program at once, which is never in the
+// middle of writing a file (writes run to their end before the signal is
+// looked at).
+//
+// Exit status: 0 when the run finished, 1 when a song could not be
+// written or nothing could be loaded, 2 for bad arguments, 130 when
+// interrupted.
+class FixCommand
+{
+public:
+    FixCommand(QStringList arguments, std::FILE* out, std::FILE* err);
+    int run();
+
+private:
+    int usage(const QString& badArgument);
+    // Asks before existing titles are replaced; false to stop.
+    bool confirmOverwriteTitle() const;
+    void connectOutput(MainController& controller);
+    void showProgress(MainController& controller);
+
+    QStringList mArguments;
+    std::FILE* mOut;
+    std::FILE* mErr;
+    bool mAssumeYes = false;
+    bool mTerminal = false;
+    int mWriteFailures = 0;
+};

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <cstdio>
+
+class SongSourceLoader;
+
+// The song source options that `scan` and `fix` share:
+// `--folder DIR | --library [--xml FILE] | --playlist NAME [--xml FILE]`,
+// the saved source when none is given, and the loading itself.
+class SongSourceOptions
+{
+public:
+    enum class Source
+    {
+        Saved,
+        Folder,
+        Library,
+        Playlist
+    };
+
+    // Takes the option at `index` (moving `index` past its value); false
+    // when it is not a source option or lacks its value.
+    bool take(const QStringList& arguments, qsizetype& index);
+    // With no source given: the one the preferences keep.
+    void useSavedSourceIfNone();
+    // Loads the songs, reporting progress on `err` when it is a terminal
+    // and unusable songs always. False when nothing could be listed (a
+    // missing folder is explained on `err`).
+    bool load(SongSourceLoader& loader, std::FILE* err) const;
+
+    Source source() const { return mSource; }
+    QString folder() const { return mFolder; }
+
+private:
+    Source mSource = Source::Saved;
+    QString mFolder;
+    QString mPlaylist;
+    QString mXml;
+};

@@ -1,0 +1,487 @@
+#include "MainController.h"
+
+#include "GatherFlags.h"
+#include "PrefsController.h"
+#include "library/iTunesBridge.h"
+#include "library/iTunesScriptRunner.h"
+#include "songs/CachedInfoTag.h"
+#include "songs/SongFile.h"
+#include "songs/SongFileInfoCache.h"
+#include "support/LocalizedStrings.h"
+#include "support/WMLog.h"
+#include "tags/AudioInfoTag.h"
+#include "web/AlbumChooser.h"
+#include "web/AlbumInfo.h"
+#include "web/SongInfoTask.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QSet>
+#include <QSettings>
+#include <QTimer>
+
+namespace {
+
+const QColor kBlue(0, 0, 255);
+const QColor kRed(255, 0, 0);
+const QColor kOrange(255, 128, 0);
+const QColor kDarkGreen = QColor::fromRgbF(0.0f, 0.5f, 0.0f, 1.0f);
+
+// Seconds of work between two reports while file references are made.
+constexpr qint64 kPreparingReportMilliseconds = 200;
+
+} // namespace
+
+MainController::MainController(QObject* parent) : QObject(parent)
+{
+    mClock.start();
+    setResources(PrefsController::sharedInstance().liveResources());
+}
+
+MainController::~MainController()
+{
+    if (mCurrentInfoTask) {
+        mCurrentInfoTask->cancel();
+        delete mCurrentInfoTask.data();
+    }
+}
+
+void MainController::setAllSongs(const SongList& songs)
+{
+    mAllSongs = songs;
+    if (mVisibleIsAll)
+        mVisibleSongs = songs;
+}
+
+void MainController::setVisibleSongs(const SongList& songs)
+{
+    mVisibleSongs = songs;
+    mVisibleIsAll = false;
+}
+
+void MainController::setResources(const QVariantMap& resources)
+{
+    mResources = resources;
+    mAllSourceAssetsAvailable =
+        SongInfoTask::assetsPossibleFromSources(resources.value(QStringLiteral("sourcelist")).toStringList());
+}
+
+void MainController::addLog(const QString& text, const QColor& color)
+{
+    WMLog("%@", text);
+    emit logLine(text, color);
+}
+
+void MainController::setBeginAddToMode(const QString& mode)
+{
+    if (mBeginMode == mode)
+        return;
+    mBeginMode = mode;
+    emit beginModeChanged(mode);
+}
+
+// ---- Begin
+
+bool MainController::canBeginGathering(const SongList& selection) const
+{
+    const SongList& candidates = selection.isEmpty() ? mVisibleSongs : selection;
+    for (const std::shared_ptr<SongFile>& song : candidates) {
+        if (song->activityStatus() == SongActivityStatus::Idle)
+            return true;
+    }
+    return false;
+}
+
+bool MainController::beginGathering(const SongList& selection)
+{
+    const AlbumAssets checks = mWindowPrefs.checkFlags();
+    if (checks.testFlag(AlbumAsset::SongTitle) &&
+        mWindowPrefs.overwriteFlags().testFlag(AlbumAsset::SongTitle) && mConfirmOverwriteTitle &&
+        !mConfirmOverwriteTitle())
+        return false;
+
+    const bool newRun = !mSongWorkList.has_value();
+    if (newRun) {
+        setBeginAddToMode(QStringLiteral("Add"));
+        mSongWorkList.emplace();
+        mSongWorkList->reserve(selection.isEmpty() ? mVisibleSongs.size() : selection.size());
+        mSongsProcessed = 0;
+        mSongsModified = 0;
+        emit controlsEnabledChanged(false);
+    }
+
+    QSet<const SongFile*> selected;
+    for (const std::shared_ptr<SongFile>& song : selection)
+        selected.insert(song.get());
+    SongList added;
+    SongList needAlias;
+    for (qsizetype i = mVisibleSongs.size() - 1; i >= 0; --i) {
+        const std::shared_ptr<SongFile>& song = mVisibleSongs.at(i);
+        if (!selected.isEmpty() && !selected.contains(song.get()))
+            continue;
+        if (song->activityStatus() != SongActivityStatus::Idle)
+            continue;
+        added.append(song);
+        if (!song->hasAlias())
+            needAlias.append(song);
+    }
+
+    if (!prepareAliases(needAlias)) {
+        if (newRun) {
+            mSongWorkList.reset();
+            endRun();
+        }
+        return false;
+    }
+    if (added.isEmpty() && newRun) {
+        // Nothing idle to do: the run ends as it began.
+        mSongWorkList.reset();
+        setBeginAddToMode(QStringLiteral("Begin"));
+        endRun();
+        return false;
+    }
+    for (const std::shared_ptr<SongFile>& song : added) {
+        song->setActivityStatus(SongActivityStatus::Queued);
+        mSongWorkList->append(song);
+    }
+    updateInfoGatheringStatusField();
+
+    if (newRun) {
+        emit runStarted();
+        mOverallProgress.setIndeterminate(false);
+        mOverallProgress.setMaxValue(static_cast<double>(added.size() + 1));
+        mOverallProgress.setDoubleValue(1.0);
+        processNextSongOnWorkList(nullptr);
+    } else {
+        mOverallProgress.setMaxValue(
+            mOverallProgress.maxValue() +
+            static_cast<double>(selection.isEmpty() ? added.size() : selection.size()));
+    }
+    emit tableReloadRequested();
+    return true;
+}
+
+bool MainController::prepareAliases(const SongList& songs)
+{
+    mPreparingCancelled = false;
+    const bool report = songs.size() > kPreparingProgressThreshold;
+    QElapsedTimer sinceReport;
+    sinceReport.start();
+    const qint64 total = songs.size();
+    for (qint64 i = 0; i < total; ++i) {
+        songs.at(i)->setAliasFromPath();
+        if (report && (sinceReport.elapsed() >= kPreparingReportMilliseconds || i + 1 == total)) {
+            emit preparingProgress(i + 1, total);
+            // The front end's Cancel arrives through the event loop.
+            QCoreApplication::processEvents();
+            sinceReport.restart();
+            if (mPreparingCancelled)
+                return false;
+        }
+    }
+    return true;
+}
+
+// ---- Stop
+
+void MainController::stopGathering()
+{
+    if (!mCurrentInfoTask)
+        return;
+    mCancelTaskTimeout = static_cast<double>(mClock.elapsed()) / 1000.0 + mCancelTimeoutSeconds;
+    mCurrentInfoTask->cancel();
+    checkIfFinishedCancelling();
+}
+
+void MainController::checkIfFinishedCancelling()
+{
+    if (!mCurrentInfoTask) {
+        setBeginAddToMode(QStringLiteral("Begin"));
+        return;
+    }
+    if (static_cast<double>(mClock.elapsed()) / 1000.0 < mCancelTaskTimeout) {
+        QTimer::singleShot(kCancelPollMilliseconds, this, &MainController::checkIfFinishedCancelling);
+        return;
+    }
+    setBeginAddToMode(QStringLiteral("Begin"));
+    WMLog("Gave up [mCurrentInfoTask cancel]!");
+    processNextSongOnWorkList(mCurrentInfoTask);
+    mSongProgress.stopAnimation();
+    mSongProgress.setIndeterminate(false);
+    mSongProgress.setMaxValue(1.0);
+    mSongProgress.setDoubleValue(0.0);
+}
+
+// ---- the next song
+
+void MainController::processNextSongOnWorkList(SongInfoTask* task)
+{
+    // A report from a task given up on, or a second one, is ignored.
+    if (task && task != mCurrentInfoTask)
+        return;
+    if (mCurrentInfoTask)
+        finishCurrentTask(mCurrentInfoTask);
+
+    if (mSongWorkList && mSongWorkList->isEmpty()) {
+        setBeginAddToMode(QStringLiteral("Begin"));
+        mSongWorkList.reset();
+        updateInfoGatheringStatusField();
+        addLog(LocalizedStrings::format(QStringLiteral("LogFinished"), mSongsModified, mSongsProcessed),
+               kDarkGreen);
+        emit runEnded(false);
+    } else if (mSongWorkList) {
+        startTask(nextSong());
+    }
+    if (!mSongWorkList)
+        endRun();
+    emit tableReloadRequested();
+}
+
+void MainController::finishCurrentTask(SongInfoTask* task)
+{
+    const std::shared_ptr<SongFile> song = task->song();
+    ++mSongsProcessed;
+    mOverallProgress.incrementBy(1.0);
+    song->setDefaultActivityStatus();
+    if (mCurrentSongUnreadable)
+        song->setActivityStatus(SongActivityStatus::Problem);
+
+    AudioInfoTag* tag = song->hasInfotagCached() ? song->infotag() : nullptr;
+    if (task->wasCancelled()) {
+        for (const std::shared_ptr<SongFile>& queued : *mSongWorkList)
+            queued->setDefaultActivityStatus();
+        mSongWorkList.reset();
+        updateInfoGatheringStatusField();
+        addLog(LocalizedStrings::format(QStringLiteral("LogCancelled"), mSongsModified, mSongsProcessed),
+               kOrange);
+        emit runEnded(true);
+    } else if (task->changedAssetFlags()) {
+        emit sortInvalidated();
+        ++mSongsModified;
+        const QString summary = AlbumInfo::summaryOfAssets(task->changedAssetFlags());
+        const QString title = tag ? tag->title() : song->filename();
+        addLog(LocalizedStrings::format(mDryRun ? QStringLiteral("LogWouldSetInfo")
+                                                : QStringLiteral("LogSetInfo"),
+                                        title, summary),
+               kBlue);
+        if (tag && mCurrentReport)
+            emit songChanges(song, mCurrentReport->changesTo(*tag));
+    } else {
+        song->revertToCachedInfotag();
+        tag = song->hasInfotagCached() ? song->infotag() : nullptr;
+        if (tag && tag->isPartOfCompilation() && (task->desiredAssetFlags() & mAllSourceAssetsAvailable))
+            warnAboutCompilationForTrack(tag->title(), tag->artist());
+    }
+    if (!task->errorMessage().isEmpty())
+        addLog(WMFormat::string("-- %@", task->errorMessage()), kRed);
+
+    tag = song->hasInfotagCached() ? song->infotag() : nullptr;
+    if (tag && tag->tagHasBeenModified()) {
+        if (mDryRun) {
+            // Shown, not written: the file's own values come back.
+            song->uncacheInfotag();
+            if (!song->revertToCachedInfotag())
+                song->infotag();
+            song->setDefaultActivityStatus();
+        } else {
+            writeSong(song);
+        }
+    } else {
+        const QVariantMap info = SongFileInfoCache::sharedCache().infoForSongFileAtPath(song->path());
+        if (!info.isEmpty())
+            song->createInfotagUsingCachedInfoDict(info);
+    }
+    mCurrentReport.reset();
+    mCurrentSongUnreadable = false;
+    releaseTask();
+}
+
+void MainController::writeSong(const std::shared_ptr<SongFile>& song)
+{
+    QString error;
+    mWriting = true;
+    const bool written =
+        song->writeToOriginalPath(&error, PrefsController::sharedInstance().keepiTunesRefreshed());
+    mWriting = false;
+    AudioInfoTag* tag = song->infotag();
+    if (!written || !tag) {
+        const QString artist = tag ? tag->artist() : QString();
+        const QString title = tag ? tag->title() : song->filename();
+        addLog(LocalizedStrings::format(QStringLiteral("ErrorCannotModify"), artist, title, error), kRed);
+        song->uncacheInfotag();
+        song->setActivityStatus(SongActivityStatus::Problem);
+        emit writeFailed(song, error);
+        return;
+    }
+    if (tag->numberOfImages() > 0)
+        song->setHasiTunesArtwork(0);
+    else
+        identifyiTunesArtworkForSong(*song);
+    // The cache learns the new values; the song keeps only their summary
+    // so that a long run doesn't hold every file's pictures.
+    const QVariantMap info = CachedInfoTag::infoDictForTag(*tag, song->path());
+    SongFileInfoCache::sharedCache().storeInfo(info, song->path());
+    song->createInfotagUsingCachedInfoDict(info);
+}
+
+std::shared_ptr<SongFile> MainController::nextSong() const
+{
+    QSet<const SongFile*> queued;
+    queued.reserve(mSongWorkList->size());
+    for (const std::shared_ptr<SongFile>& song : *mSongWorkList)
+        queued.insert(song.get());
+    // The run follows what the user sees.
+    for (const std::shared_ptr<SongFile>& song : mVisibleSongs) {
+        if (queued.contains(song.get()))
+            return song;
+    }
+    return mSongWorkList->first();
+}
+
+void MainController::startTask(const std::shared_ptr<SongFile>& song)
+{
+    const QStringList sourcelist = mResources.value(QStringLiteral("sourcelist")).toStringList();
+    auto* task = new SongInfoTask(song, mAllSongs, *mSongWorkList, sourcelist, mResources, this);
+    mCurrentInfoTask = task;
+
+    song->ensureInfotagIsReal();
+    AudioInfoTag* tag = song->infotag();
+    mCurrentSongUnreadable = tag == nullptr;
+    if (tag && tag->numberOfImages() == 0 && song->hasiTunesArtwork() < 0)
+        identifyiTunesArtworkForSong(*song);
+    GatherFlags::Song state;
+    if (tag) {
+        state.hasEmbeddedImages = tag->numberOfImages() > 0;
+        state.largestEmbeddedWidth =
+            state.hasEmbeddedImages ? GatherFlags::largestImageWidth(tag->images()) : 0;
+    }
+    state.hasiTunesArtwork = song->hasiTunesArtwork();
+
+    PrefsController& prefs = PrefsController::sharedInstance();
+    task->setParallelMode(mWindowPrefs.parallelSearch() > 0);
+    task->setMinimumAcceptableImageSize(prefs.minimumImageSize());
+    task->setOverwriteImageSize(prefs.overwriteImageThreshold());
+    task->setMaximumImageSize(prefs.maximumImageSize());
+    task->setIgnoreNonSquareArt(prefs.ignoreNonSquareArtwork());
+    task->setNoiTunesArtwork(prefs.noiTunesArtwork());
+    mSongWorkList->removeOne(song);
+
+    const GatherFlags flags =
+        GatherFlags::forSong(mWindowPrefs.checkFlags(), mWindowPrefs.overwriteFlags(),
+                             prefs.overwriteImageThreshold(), prefs.noiTunesArtwork(), state);
+    task->setGatherFlags(flags.gather());
+    task->setOverwriteFlags(flags.overwrite());
+    if (!tag) {
+        task->setErrorMessage(LocalizedStrings::format(QStringLiteral("ErrorSongUnreadable"), song->path()));
+        scheduleNextSong();
+        return;
+    }
+    if (!(task->desiredAssetFlags() & mAllSourceAssetsAvailable)) {
+        // Nothing wanted can be found: the song is done unchanged.
+        scheduleNextSong();
+        return;
+    }
+
+    song->refresh();
+    song->rememberOriginalValuesForLaterRefresh();
+    if (AudioInfoTag* current = song->infotag())
+        mCurrentReport.emplace(*current);
+    updateInfoGatheringStatusField();
+    song->setActivityStatus(SongActivityStatus::Gathering);
+    task->setProgessIndicator(&mSongProgress);
+    task->setAlbumSelectionMethod(
+        AlbumChooser::methodForPickingPreference(mWindowPrefs.albumPickingMethod()));
+    task->setAllowSubstringTrackMatches(mWindowPrefs.allowSubstrings() > 0);
+    if (!song->hasAlias())
+        song->setAliasFromPath();
+    task->gatherNotifyingObject(this, "processNextSongOnWorkList");
+    if (flags.gather().testFlag(AlbumAsset::Artwork) && song->hasiTunesArtwork() < 0 &&
+        warnAboutNoiTunesArtworkIdentify())
+        stopGathering();
+}
+
+void MainController::scheduleNextSong()
+{
+    QPointer<SongInfoTask> task = mCurrentInfoTask;
+    QTimer::singleShot(0, this, [this, task] {
+        if (task)
+            processNextSongOnWorkList(task);
+    });
+}
+
+void MainController::releaseTask()
+{
+    if (SongInfoTask* task = mCurrentInfoTask) {
+        mCurrentInfoTask = nullptr;
+        // A task given up on may still be inside one of its sources.
+        task->cancel();
+        task->deleteLater();
+    }
+    updateInfoGatheringStatusField();
+}
+
+void MainController::endRun()
+{
+    mOverallProgress.setDoubleValue(0.0);
+    emit controlsEnabledChanged(true);
+}
+
+// ---- status and warnings
+
+void MainController::updateInfoGatheringStatusField()
+{
+    QString text;
+    if (mCurrentInfoTask && mCurrentInfoTask->song()) {
+        AudioInfoTag* tag =
+            mCurrentInfoTask->song()->hasInfotagCached() ? mCurrentInfoTask->song()->infotag() : nullptr;
+        text = WMFormat::string("%@ - %@", tag ? tag->artist() : QString(),
+                                tag ? tag->title() : mCurrentInfoTask->song()->filename());
+        if (numberOfSongsRemaining() > 0)
+            text =
+                LocalizedStrings::format(QStringLiteral("NumberRemaining"), text, numberOfSongsRemaining());
+    }
+    if (text == mStatusText)
+        return;
+    mStatusText = text;
+    emit statusTextChanged(text);
+}
+
+void MainController::warnAboutCompilationForTrack(const QString& title, const QString& artist)
+{
+    if (QSettings().value(QStringLiteral("dontWarnCompilation")).toInt() == 1)
+        return;
+    const QString shownTitle =
+        title.isEmpty() ? LocalizedStrings::text(QStringLiteral("NoTrackTitle")) : title;
+    const QString shownArtist =
+        artist.isEmpty() ? LocalizedStrings::text(QStringLiteral("NoArtist")) : artist;
+    emit compilationWarning(
+        LocalizedStrings::format(QStringLiteral("CompilationWarning"), shownTitle, shownArtist));
+}
+
+void MainController::compWarningDontShow(bool dontShow)
+{
+    QSettings().setValue(QStringLiteral("dontWarnCompilation"), dontShow ? 1 : 0);
+}
+
+bool MainController::warnAboutNoiTunesArtworkIdentify()
+{
+    if (miTunesWarningVisible || iTunesScriptRunner::isiTunesRunning() ||
+        PrefsController::sharedInstance().noiTunesArtwork() ||
+        QSettings().value(QStringLiteral("noShowiTunesWarning")).toBool())
+        return false;
+    emit iTunesArtworkWarning();
+    return true;
+}
+
+void MainController::identifyiTunesArtworkForSong(SongFile& song)
+{
+    if (song.persistentID().isEmpty() || !iTunesScriptRunner::isiTunesInstalled()) {
+        song.setHasiTunesArtwork(0);
+        return;
+    }
+    if (!iTunesScriptRunner::isiTunesRunning())
+        return;
+    const std::optional<QList<int>> counts = iTunesBridge::artworkCountsForPIDs({song.persistentID()});
+    if (counts && counts->size() == 1)
+        song.setHasiTunesArtwork(counts->first() > 0 ? 1 : 0);
+}

@@ -1,0 +1,161 @@
+// quillbeat-cli fix, run as a program over a folder of real MP3 files, its
+// one web source sent to the local test server through QUILLBEAT_RESOURCES.
+#include "LoadTestFiles.h"
+#include "TestHttpServer.h"
+#include "TestSupport.h"
+#include "support/LocalizedStrings.h"
+#include "tags/AudioInfoTag.h"
+
+#include <QProcess>
+#include <QProcessEnvironment>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+namespace {
+
+class FixCommandTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(mServer.start());
+        mFolder = LoadTestFiles::freshFolder(
+            QStringLiteral("fix-") +
+            QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+        const QString root = mServer.url(QString()).toString();
+        const auto url = [&](const char* path) -> QString {
+            return QStringLiteral("<string>") + root + QLatin1String(path) + QStringLiteral("</string>");
+        };
+        const QString resources =
+            QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
+                           "<key>sourcelist</key><array><string>MusicBrainzInterface</string></array>\n"
+                           "<key>res_MusicBrainzInterface</key><dict>"
+                           "<key>releaseSearchURL</key>%1<key>recordingSearchURL</key>%2"
+                           "<key>releaseLookupURL</key>%3<key>coverArtURL</key>%4"
+                           "<key>minIntervalSeconds</key><integer>0</integer></dict>\n"
+                           "</dict>\n</plist>\n")
+                .arg(url("/ws/2/release"), url("/ws/2/recording"), url("/ws/2/release/%@?fmt=json"),
+                     url("/cover/%@/front-%@"));
+        mResources = mFolder + QStringLiteral(".resources.plist");
+        ASSERT_TRUE(TestSupport::writeFile(mResources, resources.toUtf8()));
+    }
+
+    // An MP3 of "Low Tide" by "Harbour Lights", with a year and genre when
+    // given.
+    QString song(const QString& name, const QString& title, const QString& year = {},
+                 const QString& genre = {})
+    {
+        const QString path = mFolder + QLatin1Char('/') + name + QStringLiteral(".mp3");
+        EXPECT_TRUE(LoadTestFiles::writeSong(path, title, QStringLiteral("Harbour Lights"),
+                                             QStringLiteral("Low Tide")));
+        if (!year.isEmpty() || !genre.isEmpty()) {
+            auto tag = AudioInfoTag::tagWithPath(path);
+            tag->setYear(year);
+            tag->setGenres(genre);
+            QString error;
+            EXPECT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+        }
+        return path;
+    }
+
+    void start(QProcess& cli, const QStringList& arguments)
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("QUILLBEAT_RESOURCES"), mResources);
+        cli.setProcessEnvironment(env);
+        cli.start(QStringLiteral(QB_CLI_PATH),
+                  QStringList{QStringLiteral("fix"), QStringLiteral("--folder"), mFolder} + arguments);
+        ASSERT_TRUE(cli.waitForStarted());
+    }
+
+    // Runs fix to its end; answers its exit status and standard output.
+    int run(const QStringList& arguments, QString* out)
+    {
+        QProcess cli;
+        start(cli, arguments);
+        // The server answers from this thread's event loop while fix runs.
+        EXPECT_TRUE(TestHttpServer::waitFor([&] { return cli.state() == QProcess::NotRunning; }, 60000));
+        *out = QString::fromUtf8(cli.readAllStandardOutput());
+        return cli.exitCode();
+    }
+
+    TestHttpServer mServer;
+    QString mFolder;
+    QString mResources;
+};
+
+QString yearOf(const QString& path)
+{
+    auto tag = AudioInfoTag::tagWithPath(path);
+    return tag ? tag->year() : QStringLiteral("<unreadable>");
+}
+
+} // namespace
+
+TEST_F(FixCommandTest, SiblingSongsLendTheirValuesAndADryRunWritesNothing)
+{
+    // The database knows nothing; the album's other song has what is missing.
+    mServer.setHandler([](const TestHttpServer::Request&) {
+        return TestHttpServer::Response::text("{\"releases\":[],\"recordings\":[]}", "application/json");
+    });
+    song(QStringLiteral("1"), QStringLiteral("First Light"), QStringLiteral("1994"),
+         QStringLiteral("Dream Pop"));
+    const QString bare = song(QStringLiteral("2"), QStringLiteral("Undertow"));
+    const QByteArray before = TestSupport::readFile(bare);
+
+    QString out;
+    ASSERT_EQ(
+        run({QStringLiteral("--check"), QStringLiteral("year,genre"), QStringLiteral("--dry-run")}, &out), 0)
+        << out.toStdString();
+    EXPECT_EQ(TestSupport::readFile(bare), before);
+    EXPECT_TRUE(out.contains(QStringLiteral("Undertow: would set"))) << out.toStdString();
+    EXPECT_TRUE(out.contains(QStringLiteral("    year: \"\" → \"1994\""))) << out.toStdString();
+    EXPECT_TRUE(out.contains(LocalizedStrings::text(QStringLiteral("CliFixDryRunNote"))));
+
+    ASSERT_EQ(run({QStringLiteral("--check"), QStringLiteral("year,genre")}, &out), 0) << out.toStdString();
+    EXPECT_EQ(yearOf(bare), QStringLiteral("1994"));
+    EXPECT_EQ(AudioInfoTag::tagWithPath(bare)->genres(), QStringLiteral("Dream Pop"));
+    EXPECT_TRUE(out.contains(LocalizedStrings::format(QStringLiteral("LogFinished"), 1, 2)))
+        << out.toStdString();
+
+    // Bad choices are refused before anything is loaded.
+    EXPECT_EQ(run({QStringLiteral("--check"), QStringLiteral("year,colour")}, &out), 2);
+    EXPECT_EQ(run({QStringLiteral("--overwrite"), QStringLiteral("album,title")}, &out), 2);
+}
+
+TEST_F(FixCommandTest, CtrlCStopsTheRunAndLeavesTheFilesAsTheyWere)
+{
+    // The database never answers: the run waits on the first song.
+    mServer.setHandler([](const TestHttpServer::Request&) {
+        TestHttpServer::Response hang;
+        hang.neverAnswer = true;
+        return hang;
+    });
+    const QStringList paths = {song(QStringLiteral("1"), QStringLiteral("First Light")),
+                               song(QStringLiteral("2"), QStringLiteral("Undertow"))};
+    QList<QByteArray> before;
+    for (const QString& path : paths)
+        before.append(TestSupport::readFile(path));
+
+    for (int interrupts : {1, 2}) {
+        mServer.clearRequests();
+        QProcess cli;
+        start(cli, {QStringLiteral("--check"), QStringLiteral("year")});
+        ASSERT_TRUE(TestHttpServer::waitFor([&] { return !mServer.requests().isEmpty(); }, 30000));
+        for (int i = 0; i < interrupts; ++i)
+            ::kill(static_cast<pid_t>(cli.processId()), SIGINT);
+        ASSERT_TRUE(TestHttpServer::waitFor([&] { return cli.state() == QProcess::NotRunning; }, 30000));
+        // The second Ctrl-C may find the program already on its way out,
+        // with SIGINT's own ending back in place.
+        if (interrupts == 1 || cli.exitStatus() == QProcess::NormalExit)
+            EXPECT_EQ(cli.exitCode(), 130) << interrupts;
+        const QString out = QString::fromUtf8(cli.readAllStandardOutput());
+        if (interrupts == 1)
+            EXPECT_TRUE(out.contains(LocalizedStrings::format(QStringLiteral("LogCancelled"), 0, 1)))
+                << out.toStdString();
+        for (qsizetype i = 0; i < paths.size(); ++i)
+            EXPECT_EQ(TestSupport::readFile(paths.at(i)), before.at(i)) << interrupts;
+    }
+}
