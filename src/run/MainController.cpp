@@ -49,14 +49,17 @@ MainController::~MainController()
 void MainController::setAllSongs(const SongList& songs)
 {
     mAllSongs = songs;
-    if (mVisibleIsAll)
+    if (mVisibleIsAll) {
         mVisibleSongs = songs;
+        mVisibleCursor = 0;
+    }
 }
 
 void MainController::setVisibleSongs(const SongList& songs)
 {
     mVisibleSongs = songs;
     mVisibleIsAll = false;
+    mVisibleCursor = 0;
 }
 
 void MainController::setResources(const QVariantMap& resources)
@@ -119,7 +122,7 @@ bool MainController::beginGathering(const SongList& selection)
         const std::shared_ptr<SongFile>& song = mVisibleSongs.at(i);
         if (!selected.isEmpty() && !selected.contains(song.get()))
             continue;
-        if (song->activityStatus() != SongActivityStatus::Idle)
+        if (song->activityStatus() != SongActivityStatus::Idle || mQueued.contains(song.get()))
             continue;
         added.append(song);
         if (!song->hasAlias())
@@ -129,6 +132,7 @@ bool MainController::beginGathering(const SongList& selection)
     if (!prepareAliases(needAlias)) {
         if (newRun) {
             mSongWorkList.reset();
+            setBeginAddToMode(QStringLiteral("Begin"));
             endRun();
         }
         return false;
@@ -143,7 +147,9 @@ bool MainController::beginGathering(const SongList& selection)
     for (const std::shared_ptr<SongFile>& song : added) {
         song->setActivityStatus(SongActivityStatus::Queued);
         mSongWorkList->append(song);
+        mQueued.insert(song.get());
     }
+    mVisibleCursor = 0;
     updateInfoGatheringStatusField();
 
     if (newRun) {
@@ -251,6 +257,7 @@ void MainController::finishCurrentTask(SongInfoTask* task)
         for (const std::shared_ptr<SongFile>& queued : *mSongWorkList)
             queued->setDefaultActivityStatus();
         mSongWorkList.reset();
+        mQueued.clear();
         updateInfoGatheringStatusField();
         addLog(LocalizedStrings::format(QStringLiteral("LogCancelled"), mSongsModified, mSongsProcessed),
                kOrange);
@@ -324,15 +331,13 @@ void MainController::writeSong(const std::shared_ptr<SongFile>& song)
     song->createInfotagUsingCachedInfoDict(info);
 }
 
-std::shared_ptr<SongFile> MainController::nextSong() const
+std::shared_ptr<SongFile> MainController::nextSong()
 {
-    QSet<const SongFile*> queued;
-    queued.reserve(mSongWorkList->size());
-    for (const std::shared_ptr<SongFile>& song : *mSongWorkList)
-        queued.insert(song.get());
-    // The run follows what the user sees.
-    for (const std::shared_ptr<SongFile>& song : mVisibleSongs) {
-        if (queued.contains(song.get()))
+    // The run follows what the user sees. Songs before the cursor were
+    // taken already (adding songs or a new order moves it back).
+    for (; mVisibleCursor < mVisibleSongs.size(); ++mVisibleCursor) {
+        const std::shared_ptr<SongFile>& song = mVisibleSongs.at(mVisibleCursor);
+        if (mQueued.contains(song.get()))
             return song;
     }
     return mSongWorkList->first();
@@ -365,6 +370,7 @@ void MainController::startTask(const std::shared_ptr<SongFile>& song)
     task->setIgnoreNonSquareArt(prefs.ignoreNonSquareArtwork());
     task->setNoiTunesArtwork(prefs.noiTunesArtwork());
     mSongWorkList->removeOne(song);
+    mQueued.remove(song.get());
 
     const GatherFlags flags =
         GatherFlags::forSong(mWindowPrefs.checkFlags(), mWindowPrefs.overwriteFlags(),

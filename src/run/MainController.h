@@ -11,6 +11,7 @@
 #include <QList>
 #include <QObject>
 #include <QPointer>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
@@ -53,6 +54,7 @@ public:
     // ---- the songs: all of the source, and those shown in table order
     // (all of them unless set otherwise).
     void setAllSongs(const SongList& songs);
+    // The table's order; a run goes on in the new order.
     void setVisibleSongs(const SongList& songs);
     const SongList& allSongs() const { return mAllSongs; }
     const SongList& visibleSongs() const { return mVisibleSongs; }
@@ -154,7 +156,7 @@ private:
     bool prepareAliases(const SongList& songs);
     void finishCurrentTask(SongInfoTask* task);
     void writeSong(const std::shared_ptr<SongFile>& song);
-    std::shared_ptr<SongFile> nextSong() const;
+    std::shared_ptr<SongFile> nextSong();
     void startTask(const std::shared_ptr<SongFile>& song);
     void scheduleNextSong();
     void endRun();
@@ -164,6 +166,10 @@ private:
     SongList mVisibleSongs;
     bool mVisibleIsAll = true;
     std::optional<SongList> mSongWorkList;
+    // The songs of the work list, for quick look-ups, and where in the
+    // visible list the search for the next one starts.
+    QSet<const SongFile*> mQueued;
+    qsizetype mVisibleCursor = 0;
     QPointer<SongInfoTask> mCurrentInfoTask;
     quint32 mSongsProcessed = 0;
     quint32 mSongsModified = 0;
