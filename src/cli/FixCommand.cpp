@@ -105,9 +105,7 @@ int FixCommand::run()
     InterruptNotifier interrupts;
     QObject::connect(&interrupts, &InterruptNotifier::interrupted, &loop, [&](int count) {
         if (count == 1 && controller.isRunning()) {
-            CliOutput::print(mErr, QLatin1Char('\n') +
-                                       LocalizedStrings::text(QStringLiteral("CliFixStopping")) +
-                                       QLatin1Char('\n'));
+            printAboveProgress(mErr, LocalizedStrings::text(QStringLiteral("CliFixStopping")));
             controller.stopGathering();
             return;
         }
@@ -126,7 +124,7 @@ int FixCommand::run()
     } else {
         status = 1;
     }
-    if (mTerminal)
+    if (mTerminal && !mProgressLine.isEmpty())
         CliOutput::print(mErr, QStringLiteral("\r\x1b[K"));
     if (dryRun)
         CliOutput::print(mOut,
@@ -139,24 +137,18 @@ int FixCommand::run()
 
 void FixCommand::connectOutput(MainController& controller)
 {
-    QObject::connect(&controller, &MainController::logLine, [this](const QString& text, const QColor&) {
-        if (mTerminal)
-            CliOutput::print(mErr, QStringLiteral("\r\x1b[K"));
-        CliOutput::print(mOut, text + QLatin1Char('\n'));
-    });
+    QObject::connect(&controller, &MainController::logLine,
+                     [this](const QString& text, const QColor&) { printAboveProgress(mOut, text); });
     QObject::connect(&controller, &MainController::songChanges,
                      [this](const std::shared_ptr<SongFile>&, const QStringList& changes) {
-                         QString text;
                          for (const QString& change : changes)
-                             text += QStringLiteral("    ") + change + QLatin1Char('\n');
-                         CliOutput::print(mOut, text);
+                             printAboveProgress(mOut, QStringLiteral("    ") + change);
                      });
     QObject::connect(&controller, &MainController::writeFailed, [this] { ++mWriteFailures; });
     QObject::connect(&controller, &MainController::compilationWarning,
-                     [this](const QString& text) { CliOutput::print(mErr, text + QLatin1Char('\n')); });
+                     [this](const QString& text) { printAboveProgress(mErr, text); });
     QObject::connect(&controller, &MainController::iTunesArtworkWarning, [this] {
-        CliOutput::print(mErr,
-                         LocalizedStrings::text(QStringLiteral("iTunesArtworkWarning")) + QLatin1Char('\n'));
+        printAboveProgress(mErr, LocalizedStrings::text(QStringLiteral("iTunesArtworkWarning")));
     });
     if (!mTerminal)
         return;
@@ -170,15 +162,26 @@ void FixCommand::showProgress(MainController& controller)
 {
     if (controller.infoGatheringStatusText().isEmpty())
         return;
-    const ProgressIndicator* overall = controller.overallProgress();
-    const qint64 done = static_cast<qint64>(overall->doubleValue()) - 1;
-    const qint64 total = static_cast<qint64>(overall->maxValue()) - 1;
-    QString line = LocalizedStrings::format(QStringLiteral("CliFixProgress"), done, total,
+    const qint64 total = static_cast<qint64>(controller.overallProgress()->maxValue()) - 1;
+    QString line = LocalizedStrings::format(QStringLiteral("CliFixProgress"),
+                                            static_cast<qint64>(controller.songsProcessed()) + 1, total,
                                             controller.infoGatheringStatusText());
     // One line, cut to an ordinary terminal's width.
     if (line.size() > 79)
         line = line.left(78) + QStringLiteral("…");
+    if (line == mProgressLine)
+        return;
+    mProgressLine = line;
     CliOutput::print(mErr, QStringLiteral("\r\x1b[K") + line);
+}
+
+void FixCommand::printAboveProgress(std::FILE* to, const QString& text)
+{
+    if (mTerminal && !mProgressLine.isEmpty()) {
+        CliOutput::print(mErr, QStringLiteral("\r\x1b[K"));
+        mProgressLine.clear();
+    }
+    CliOutput::print(to, text + QLatin1Char('\n'));
 }
 
 bool FixCommand::confirmOverwriteTitle() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <QStringList>
 
 #include <cstdio>
@@ -32,6 +33,8 @@ private:
     bool confirmOverwriteTitle() const;
     void connectOutput(MainController& controller);
     void showProgress(MainController& controller);
+    // Clears the progress line before `text` goes out.
+    void printAboveProgress(std::FILE* to, const QString& text);
 
     QStringList mArguments;
     std::FILE* mOut;
@@ -39,4 +42,5 @@ private:
     bool mAssumeYes = false;
     bool mTerminal = false;
     int mWriteFailures = 0;
+    QString mProgressLine;
 };

@@ -401,8 +401,10 @@ void MainController::startTask(const std::shared_ptr<SongFile>& song)
     if (!song->hasAlias())
         song->setAliasFromPath();
     task->gatherNotifyingObject(this, "processNextSongOnWorkList");
-    if (flags.gather().testFlag(AlbumAsset::Artwork) && song->hasiTunesArtwork() < 0 &&
-        warnAboutNoiTunesArtworkIdentify())
+    // Art iTunes may keep for a song without embedded art can only be told
+    // with iTunes running.
+    if (flags.gather().testFlag(AlbumAsset::Artwork) && !state.hasEmbeddedImages &&
+        song->hasiTunesArtwork() < 0 && warnAboutNoiTunesArtworkIdentify())
         stopGathering();
 }
 
