@@ -21,8 +21,33 @@ configure: deps $(BUILD)/build.ninja
 build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
+# `make run`: a demo folder of generated songs under $(BUILD)/demo, repaired by
+# `fix` with no network, in a home of its own under $(BUILD)/demo-home (the
+# user's settings and cache stay untouched). `make run DIR=path`: a dry run of
+# `fix` on a real folder with the user's own settings; nothing is written.
+DIR       ?=
+CLI       := $(BUILD)/src/cli/quillbeat-cli
+DEMO_DIR  := $(BUILD)/demo
+DEMO_HOME := $(abspath $(BUILD))/demo-home
+DEMO_ENV  := HOME="$(DEMO_HOME)" XDG_CONFIG_HOME="$(DEMO_HOME)/.config" XDG_CACHE_HOME="$(DEMO_HOME)/.cache" \
+  XDG_DATA_HOME="$(DEMO_HOME)/.local/share" XDG_RUNTIME_DIR="$(DEMO_HOME)/runtime"
+
 run: build
-	$(BUILD)/src/cli/quillbeat-cli --help
+ifeq ($(strip $(DIR)),)
+	@rm -rf "$(DEMO_DIR)" "$(DEMO_HOME)"
+	@mkdir -p -m 700 "$(DEMO_HOME)/runtime"
+	@echo "== quillbeat-demo $(DEMO_DIR): songs made by our own tag writers"
+	@$(DEMO_ENV) $(BUILD)/tools/quillbeat-demo "$(DEMO_DIR)"
+	@echo; echo "== quillbeat-cli scan --folder $(DEMO_DIR): what the songs lack"
+	@$(DEMO_ENV) $(CLI) scan --folder "$(DEMO_DIR)"
+	@echo; echo "== quillbeat-cli fix --folder $(DEMO_DIR): repairs from sibling songs, no network"
+	@$(DEMO_ENV) QUILLBEAT_RESOURCES="$(CURDIR)/tools/demo-resources.plist" $(CLI) fix --folder "$(DEMO_DIR)"
+	@echo; echo "== quillbeat-cli scan --folder $(DEMO_DIR): afterwards"
+	@$(DEMO_ENV) $(CLI) scan --folder "$(DEMO_DIR)"
+	@echo; echo "A damaged tag is rebuilt with: $(CLI) regenerate FILE"
+else
+	$(CLI) fix --dry-run --folder "$(DIR)"
+endif
 
 test: build
 	cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS)
