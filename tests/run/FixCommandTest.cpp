@@ -149,12 +149,14 @@ TEST_F(FixCommandTest, CtrlCStopsTheRunAndLeavesTheFilesAsTheyWere)
         ASSERT_TRUE(TestHttpServer::waitFor([&] { return cli.state() == QProcess::NotRunning; }, 30000));
         // The second Ctrl-C may find the program already on its way out,
         // with SIGINT's own ending back in place.
-        if (interrupts == 1 || cli.exitStatus() == QProcess::NormalExit)
+        if (interrupts == 1 || cli.exitStatus() == QProcess::NormalExit) {
             EXPECT_EQ(cli.exitCode(), 130) << interrupts;
+        }
         const QString out = QString::fromUtf8(cli.readAllStandardOutput());
-        if (interrupts == 1)
+        if (interrupts == 1) {
             EXPECT_TRUE(out.contains(LocalizedStrings::format(QStringLiteral("LogCancelled"), 0, 1)))
                 << out.toStdString();
+        }
         for (qsizetype i = 0; i < paths.size(); ++i)
             EXPECT_EQ(TestSupport::readFile(paths.at(i)), before.at(i)) << interrupts;
     }
