@@ -287,16 +287,12 @@ void MainController::finishCurrentTask(SongInfoTask* task)
         if (mDryRun) {
             // Shown, not written: the file's own values come back.
             song->uncacheInfotag();
-            if (!song->revertToCachedInfotag())
-                song->infotag();
-            song->setDefaultActivityStatus();
+            keepCachedSummary(*song);
         } else {
             writeSong(song);
         }
-    } else {
-        const QVariantMap info = SongFileInfoCache::sharedCache().infoForSongFileAtPath(song->path());
-        if (!info.isEmpty())
-            song->createInfotagUsingCachedInfoDict(info);
+    } else if (!task->wasCancelled()) {
+        keepCachedSummary(*song);
     }
     mCurrentReport.reset();
     mCurrentSongUnreadable = false;
@@ -324,11 +320,27 @@ void MainController::writeSong(const std::shared_ptr<SongFile>& song)
         song->setHasiTunesArtwork(0);
     else
         identifyiTunesArtworkForSong(*song);
-    // The cache learns the new values; the song keeps only their summary
-    // so that a long run doesn't hold every file's pictures.
-    const QVariantMap info = CachedInfoTag::infoDictForTag(*tag, song->path());
-    SongFileInfoCache::sharedCache().storeInfo(info, song->path());
-    song->createInfotagUsingCachedInfoDict(info);
+    // The cache learns the new values.
+    SongFileInfoCache::sharedCache().storeInfo(CachedInfoTag::infoDictForTag(*tag, song->path()),
+                                               song->path());
+    keepCachedSummary(*song);
+}
+
+void MainController::keepCachedSummary(SongFile& song)
+{
+    // A song done with keeps only the cache's summary of its tag, so that a
+    // long run doesn't hold every file's pictures; a tag read from the file
+    // is cached first when it decoded.
+    SongFileInfoCache& cache = SongFileInfoCache::sharedCache();
+    QVariantMap info = cache.infoForSongFileAtPath(song.path());
+    if (info.isEmpty()) {
+        AudioInfoTag* tag = song.infotag();
+        if (!tag || tag->isLazy() || tag->encounteredProblemDecoding() || tag->tagHasBeenModified())
+            return;
+        info = CachedInfoTag::infoDictForTag(*tag, song.path());
+        cache.storeInfo(info, song.path());
+    }
+    song.createInfotagUsingCachedInfoDict(info);
 }
 
 std::shared_ptr<SongFile> MainController::nextSong()

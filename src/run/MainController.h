@@ -156,6 +156,7 @@ private:
     bool prepareAliases(const SongList& songs);
     void finishCurrentTask(SongInfoTask* task);
     void writeSong(const std::shared_ptr<SongFile>& song);
+    void keepCachedSummary(SongFile& song);
     std::shared_ptr<SongFile> nextSong();
     void startTask(const std::shared_ptr<SongFile>& song);
     void scheduleNextSong();

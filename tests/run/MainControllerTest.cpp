@@ -10,6 +10,7 @@
 #include "TestHttpServer.h"
 #include "TestSupport.h"
 #include "songs/SongFile.h"
+#include "songs/SongFileInfoCache.h"
 #include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
 #include "tags/AudioInfoTag.h"
@@ -189,7 +190,8 @@ TEST_F(MainControllerTest, RunsEverySongInTableOrderWritesAndReportsBack)
     for (const auto& song : {first, second, complete})
         EXPECT_EQ(song->activityStatus(), SongActivityStatus::Idle) << song->path().toStdString();
     ASSERT_FALSE(started.isEmpty());
-    EXPECT_TRUE(started.first().contains(QStringLiteral("The Testers - Overpass"))) << started.first().toStdString();
+    EXPECT_TRUE(started.first().contains(QStringLiteral("The Testers - Overpass")))
+        << started.first().toStdString();
     // One lookup: the second song borrowed from the first, its sibling, and
     // the complete song needed none.
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/albums")), 1);
@@ -210,8 +212,13 @@ TEST_F(MainControllerTest, RunsEverySongInTableOrderWritesAndReportsBack)
     ASSERT_EQ(changes.size(), 2);
     EXPECT_TRUE(changes.first().contains(QStringLiteral("year: \"\" → \"1987\"")))
         << changes.first().join(QLatin1Char('|')).toStdString();
-    // The song keeps the written values (from the renewed cache entry).
+    // The songs keep the cache's summary of their values: renewed for the
+    // written ones, made for the unchanged one read from its file.
     EXPECT_EQ(first->infotag()->year(), QStringLiteral("1987"));
+    EXPECT_EQ(
+        SongFileInfoCache::sharedCache().infoForSongFileAtPath(first->path()).value(QStringLiteral("yr")),
+        QStringLiteral("1987"));
+    EXPECT_FALSE(SongFileInfoCache::sharedCache().infoForSongFileAtPath(complete->path()).isEmpty());
 }
 
 TEST_F(MainControllerTest, DryRunReportsChangesAndWritesNothing)
@@ -352,7 +359,8 @@ TEST_F(MainControllerTest, AFileThatVanishesIsReportedAndTheRunGoesOn)
 
     EXPECT_EQ(gone->activityStatus(), SongActivityStatus::Problem);
     EXPECT_EQ(kept->activityStatus(), SongActivityStatus::Idle);
-    EXPECT_EQ(yearInFile(kept->path()), QStringLiteral("1987")) << logTexts().join(QLatin1Char('\n')).toStdString();
+    EXPECT_EQ(yearInFile(kept->path()), QStringLiteral("1987"))
+        << logTexts().join(QLatin1Char('\n')).toStdString();
     // Damaged songs are never queued.
     EXPECT_EQ(damaged->activityStatus(), SongActivityStatus::Problem);
     EXPECT_EQ(mController.songsProcessed(), 2u);
