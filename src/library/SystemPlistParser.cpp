@@ -1,12 +1,16 @@
 #include "SystemPlistParser.h"
 
 #include <QDateTime>
+#include <QHash>
 
 #include <plist/plist.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <map>
 #include <memory>
+#include <vector>
 
 namespace {
 
@@ -23,52 +27,195 @@ struct CFree
     void operator()(void* p) const { std::free(p); }
 };
 
-bool convertNode(plist_t node, int depth, QVariant* out)
+bool isContainer(plist_t node)
+{
+    const plist_type type = plist_get_node_type(node);
+    return type == PLIST_DICT || type == PLIST_ARRAY;
+}
+
+// Turns a libplist tree into Qt values. Keys repeat in every dictionary of
+// a library ("Track ID", "Name", ...) and some values repeat across many of
+// them ("Kind", "Genre", artist and album names): both are made once and
+// shared. When it consumes the tree, every container held by a dictionary is
+// removed from libplist as soon as it is converted, so that the two trees
+// never hold the whole library at the same time.
+class Converter
+{
+public:
+    // Room for the items of every depth up front: a dictionary keeps a
+    // reference to its own list while deeper ones are converted.
+    explicit Converter(bool consume) : mConsume(consume) { mItems.reserve(SystemPlistParser::kMaxDepth + 1); }
+
+    // False when the tree is nested too deeply.
+    bool convert(plist_t node, int depth, int keyIndex, QVariant* out);
+
+private:
+    // One item of a dictionary being converted.
+    struct Item
+    {
+        std::unique_ptr<char, CFree> key;
+        plist_t value = nullptr;
+    };
+
+    // The values seen under one key, shared while they keep repeating.
+    struct KeyEntry
+    {
+        QString text;
+        QHash<QByteArray, QString> values;
+        qint64 lookups = 0;
+        qint64 hits = 0;
+        bool sharesValues = true;
+    };
+
+    bool convertDict(plist_t node, int depth, QVariant* out);
+    bool convertArray(plist_t node, int depth, QVariant* out);
+    QString string(const char* text, qsizetype length, int keyIndex);
+    // The index of a key's entry, or -1 past the limits (the key is then
+    // made afresh each time).
+    int keyEntry(const char* key, qsizetype length);
+    QString keyText(int index, const char* key, qsizetype length) const;
+
+    bool mConsume;
+    // The items of the dictionary open at each depth, kept for reuse.
+    std::vector<std::vector<Item>> mItems;
+    std::vector<KeyEntry> mKeys;
+    QHash<QByteArray, int> mKeyIndex;
+    qsizetype mSharedValues = 0;
+};
+
+// Limits that keep the sharing tables small whatever the input.
+constexpr size_t kMaxKeys = 4096;
+constexpr qsizetype kMaxSharedKeyLength = 128;
+constexpr qsizetype kMaxSharedValueLength = 128;
+constexpr qsizetype kMaxSharedValues = 1 << 18;
+// A key whose values repeat less than one time in four after this many is
+// not shared any more (names, locations, persistent IDs).
+constexpr qint64 kSharingTrial = 256;
+
+int Converter::keyEntry(const char* key, qsizetype length)
+{
+    if (length > kMaxSharedKeyLength)
+        return -1;
+    const auto found = mKeyIndex.constFind(QByteArray::fromRawData(key, length));
+    if (found != mKeyIndex.constEnd())
+        return found.value();
+    if (mKeys.size() >= kMaxKeys)
+        return -1;
+    KeyEntry entry;
+    entry.text = QString::fromUtf8(key, length);
+    mKeys.push_back(std::move(entry));
+    const int index = static_cast<int>(mKeys.size() - 1);
+    mKeyIndex.insert(QByteArray(key, length), index);
+    return index;
+}
+
+QString Converter::keyText(int index, const char* key, qsizetype length) const
+{
+    return index >= 0 ? mKeys[static_cast<size_t>(index)].text : QString::fromUtf8(key, length);
+}
+
+QString Converter::string(const char* text, qsizetype length, int keyIndex)
+{
+    if (keyIndex < 0 || length > kMaxSharedValueLength)
+        return QString::fromUtf8(text, length);
+    KeyEntry& entry = mKeys[static_cast<size_t>(keyIndex)];
+    if (!entry.sharesValues)
+        return QString::fromUtf8(text, length);
+    ++entry.lookups;
+    const auto found = entry.values.constFind(QByteArray::fromRawData(text, length));
+    if (found != entry.values.constEnd()) {
+        ++entry.hits;
+        return found.value();
+    }
+    QString value = QString::fromUtf8(text, length);
+    if (entry.lookups >= kSharingTrial && entry.hits * 4 < entry.lookups) {
+        entry.sharesValues = false;
+        mSharedValues -= entry.values.size();
+        entry.values = {};
+    } else if (mSharedValues < kMaxSharedValues) {
+        entry.values.insert(QByteArray(text, length), value);
+        ++mSharedValues;
+    }
+    return value;
+}
+
+bool Converter::convertDict(plist_t node, int depth, QVariant* out)
+{
+    // The items are listed first: removing one while iterating would upset
+    // libplist's iterator.
+    if (mItems.size() <= static_cast<size_t>(depth))
+        mItems.resize(static_cast<size_t>(depth) + 1); // within the reserved room
+    std::vector<Item>& items = mItems[static_cast<size_t>(depth)];
+    items.clear();
+    items.reserve(plist_dict_get_size(node));
+    plist_dict_iter iter = nullptr;
+    plist_dict_new_iter(node, &iter);
+    const std::unique_ptr<void, CFree> iterOwner(iter);
+    while (iter) {
+        char* rawKey = nullptr;
+        plist_t value = nullptr;
+        plist_dict_next_item(node, iter, &rawKey, &value);
+        std::unique_ptr<char, CFree> key(rawKey);
+        if (!value)
+            break;
+        items.push_back({std::move(key), value});
+    }
+
+    // Filled as a std::map so that values move in rather than being copied.
+    std::map<QString, QVariant> map;
+    for (const Item& item : items) {
+        const char* key = item.key ? item.key.get() : "";
+        const qsizetype keyLength = static_cast<qsizetype>(std::strlen(key));
+        const int index = keyEntry(key, keyLength);
+        QVariant value;
+        if (!convert(item.value, depth + 1, index, &value))
+            return false;
+        if (value.isValid())
+            map.insert_or_assign(keyText(index, key, keyLength), std::move(value));
+        // A converted container goes at once, with everything in it. Only
+        // the very item is removed (a key that occurs twice stays).
+        if (mConsume && item.key && isContainer(item.value) && plist_dict_get_item(node, key) == item.value)
+            plist_dict_remove_item(node, key);
+    }
+    items.clear();
+    *out = QVariantMap(std::move(map));
+    return true;
+}
+
+bool Converter::convertArray(plist_t node, int depth, QVariant* out)
+{
+    // Items stay in place (removing one from a long array is slow in
+    // libplist); when consuming, the containers among them still give up
+    // the containers they hold.
+    QVariantList list;
+    const uint32_t count = plist_array_get_size(node);
+    list.reserve(count);
+    for (uint32_t i = 0; i < count; ++i) {
+        QVariant value;
+        if (!convert(plist_array_get_item(node, i), depth + 1, -1, &value))
+            return false;
+        if (value.isValid())
+            list.append(std::move(value));
+    }
+    *out = std::move(list);
+    return true;
+}
+
+bool Converter::convert(plist_t node, int depth, int keyIndex, QVariant* out)
 {
     switch (plist_get_node_type(node)) {
-    case PLIST_DICT: {
+    case PLIST_DICT:
         if (depth >= SystemPlistParser::kMaxDepth)
             return false;
-        QVariantMap map;
-        plist_dict_iter iter = nullptr;
-        plist_dict_new_iter(node, &iter);
-        const std::unique_ptr<void, CFree> iterOwner(iter);
-        while (iter) {
-            char* rawKey = nullptr;
-            plist_t item = nullptr;
-            plist_dict_next_item(node, iter, &rawKey, &item);
-            const std::unique_ptr<char, CFree> key(rawKey);
-            if (!item)
-                break;
-            QVariant value;
-            if (!convertNode(item, depth + 1, &value))
-                return false;
-            if (value.isValid())
-                map.insert(QString::fromUtf8(key.get()), value);
-        }
-        *out = map;
-        return true;
-    }
-    case PLIST_ARRAY: {
+        return convertDict(node, depth, out);
+    case PLIST_ARRAY:
         if (depth >= SystemPlistParser::kMaxDepth)
             return false;
-        QVariantList list;
-        const uint32_t count = plist_array_get_size(node);
-        list.reserve(count);
-        for (uint32_t i = 0; i < count; ++i) {
-            QVariant value;
-            if (!convertNode(plist_array_get_item(node, i), depth + 1, &value))
-                return false;
-            if (value.isValid())
-                list.append(value);
-        }
-        *out = list;
-        return true;
-    }
+        return convertArray(node, depth, out);
     case PLIST_STRING: {
         uint64_t length = 0;
         const char* text = plist_get_string_ptr(node, &length);
-        *out = text ? QString::fromUtf8(text, static_cast<qsizetype>(length)) : QString();
+        *out = text ? string(text, static_cast<qsizetype>(length), keyIndex) : QString();
         return true;
     }
     case PLIST_UINT: {
@@ -122,17 +269,27 @@ bool convertNode(plist_t node, int depth, QVariant* out)
 
 } // namespace
 
-QVariant SystemPlistParser::convert(const void* node, QString* error)
+namespace {
+
+QVariant convertTree(plist_t node, bool consume, QString* error)
 {
     QVariant result;
     if (!node)
         return result;
-    if (!convertNode(static_cast<plist_t>(const_cast<void*>(node)), 0, &result)) {
+    if (!Converter(consume).convert(node, 0, -1, &result)) {
         if (error)
-            *error = QStringLiteral("property list nested more than %1 levels deep").arg(kMaxDepth);
+            *error = QStringLiteral("property list nested more than %1 levels deep")
+                         .arg(SystemPlistParser::kMaxDepth);
         return {};
     }
     return result;
+}
+
+} // namespace
+
+QVariant SystemPlistParser::convert(const void* node, QString* error)
+{
+    return convertTree(static_cast<plist_t>(const_cast<void*>(node)), false, error);
 }
 
 QVariant SystemPlistParser::parse(const QByteArray& data, QString* error)
@@ -156,5 +313,6 @@ QVariant SystemPlistParser::parse(const QByteArray& data, QString* error)
             *error = QStringLiteral("the property list's root is neither a dictionary nor an array");
         return {};
     }
-    return convert(rawRoot, error);
+    // The tree is ours: it is taken apart while it is converted.
+    return convertTree(rawRoot, true, error);
 }

@@ -15,10 +15,13 @@ public:
 
     // Answers the root container, or a null QVariant with `error` set when
     // the data cannot be read or its root is not a dictionary or an array.
+    // libplist's own tree is taken apart while it is converted, and keys and
+    // values that repeat share their text, so that a library of tens of
+    // thousands of tracks is never held twice over.
     static QVariant parse(const QByteArray& data, QString* error);
 
     // Converts a libplist tree (a `plist_t`, passed untyped so that callers
-    // need not include libplist) of any kind; null with `error` set when it
-    // is nested too deeply.
+    // need not include libplist) of any kind, leaving it as it is; null with
+    // `error` set when it is nested too deeply.
     static QVariant convert(const void* node, QString* error);
 };

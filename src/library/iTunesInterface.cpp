@@ -11,6 +11,8 @@
 #include <QSet>
 #include <QUrl>
 
+#include <cstddef>
+#include <memory>
 #include <mutex>
 
 namespace {
@@ -32,8 +34,12 @@ struct LibraryState
 
 LibraryState& state()
 {
-    static LibraryState s;
-    return s;
+    // Never destroyed: the last library read (hundreds of thousands of
+    // values) would otherwise be taken apart value by value at exit, only for
+    // the process to hand its memory back at once anyway.
+    alignas(LibraryState) static std::byte storage[sizeof(LibraryState)];
+    static LibraryState* const s = std::construct_at(reinterpret_cast<LibraryState*>(storage));
+    return *s;
 }
 
 QString preferencesFile(const QString& domain)

@@ -210,11 +210,15 @@ bool SongSourceLoader::loadLibraryDictionary(const QVariantMap& library, const Q
     WMLog("%@", LocalizedStrings::text(QStringLiteral("ScanningiTunesLibrary")));
     const QString volumeRoot = volumeRootOfLibraryPath(libraryPath);
     const QVariantMap tracks = library.value(QStringLiteral("Tracks")).toMap();
-    QList<std::pair<qint64, QString>> keys;
+    // The tracks in the order of their IDs, kept as positions in the map so
+    // that no track is looked up again by its key.
+    QList<std::pair<qint64, QVariantMap::const_iterator>> keys;
     keys.reserve(tracks.size());
     for (auto it = tracks.constBegin(); it != tracks.constEnd(); ++it)
-        keys.append({it.key().toLongLong(), it.key()});
-    std::sort(keys.begin(), keys.end());
+        keys.append({it.key().toLongLong(), it});
+    std::sort(keys.begin(), keys.end(), [](const auto& a, const auto& b) {
+        return a.first != b.first ? a.first < b.first : a.second.key() < b.second.key();
+    });
     SongFile::setSongSourceRoot(volumeRoot);
 
     const QHash<QString, std::shared_ptr<SongFile>> workList = indexByPath(mWorkList);
@@ -224,11 +228,11 @@ bool SongSourceLoader::loadLibraryDictionary(const QVariantMap& library, const Q
     {
         const NoCacheDiskReads memoryOnly;
         qint64 current = 0;
-        for (const auto& [number, key] : keys) {
+        for (const auto& [number, position] : keys) {
             if (mCancelled)
                 break;
             reportProgress(current++, total);
-            const QVariantMap track = tracks.value(key).toMap();
+            const QVariantMap track = position.value().toMap();
             if (!isListableTrack(track))
                 continue;
             const QString path = pathFromLocation(track.value(kLocation).toString(), volumeRoot);

@@ -103,6 +103,11 @@ QDateTime FileAttributes::modificationDate(const QString& path)
     struct stat info = {};
     if (path.isEmpty() || ::stat(QFile::encodeName(path).constData(), &info) != 0)
         return QDateTime();
+    return modificationDate(info);
+}
+
+QDateTime FileAttributes::modificationDate(const struct stat& info)
+{
     const qint64 ms = qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000;
     return QDateTime::fromMSecsSinceEpoch(ms, Qt::UTC);
 }

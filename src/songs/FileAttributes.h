@@ -8,6 +8,8 @@
 
 #include <optional>
 
+#include <sys/stat.h>
+
 // The attributes of a file that a tag write must leave as they were:
 // permissions, owner and group, and the extended attributes (which also
 // carry access control lists on this platform). Taken before a write and put
@@ -30,6 +32,8 @@ public:
     // The file's content-modification date in UTC at millisecond precision;
     // a null date when the file is missing.
     static QDateTime modificationDate(const QString& path);
+    // The same from the result of a stat() already made.
+    static QDateTime modificationDate(const struct stat& info);
 
     unsigned int permissions() const { return mMode; }
     unsigned int ownerID() const { return mOwner; }

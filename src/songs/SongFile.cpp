@@ -216,14 +216,17 @@ std::shared_ptr<SongFile> SongFile::songWithPath(const QString& path)
 bool SongFile::initWithPath(const QString& path)
 {
     struct stat info = {};
-    if (path.isEmpty() || ::stat(QFile::encodeName(path).constData(), &info) != 0 || !S_ISREG(info.st_mode))
+    if (path.isEmpty())
         return false;
-    const QDateTime modified = FileAttributes::modificationDate(path);
+    const QByteArray encoded = QFile::encodeName(path);
+    if (::stat(encoded.constData(), &info) != 0 || !S_ISREG(info.st_mode))
+        return false;
+    const QDateTime modified = FileAttributes::modificationDate(info);
     if (!modified.isValid() || info.st_size < kMinimumSongBytes)
         return false;
     mPath = path;
     mModDate = modified;
-    mIsWritableFile = ::access(QFile::encodeName(path).constData(), W_OK) == 0;
+    mIsWritableFile = ::access(encoded.constData(), W_OK) == 0;
     setDefaultActivityStatus();
     return true;
 }

@@ -97,47 +97,59 @@ std::unique_ptr<AudioInfoTag> AudioInfoTag::tagWithiTunesTrackInfo(const QVarian
     std::unique_ptr<AudioInfoTag> tag = newTagForPath(path, true);
     if (!tag)
         return nullptr;
-    const auto text = [&track](const char* key) {
-        return track.value(QString::fromLatin1(key)).toString();
-    };
-    if (track.contains(QStringLiteral("Name")))
-        tag->setTitle(text("Name"));
-    if (track.contains(QStringLiteral("Artist")))
-        tag->setArtist(text("Artist"));
-    if (track.contains(QStringLiteral("Album")))
-        tag->setAlbum(text("Album"));
-    if (track.contains(QStringLiteral("Genre")))
-        tag->setGenres(text("Genre"));
-    const qint64 year = track.value(QStringLiteral("Year")).toLongLong();
+    // Made once: a library load builds tens of thousands of these tags.
+    static const QString kName = QStringLiteral("Name");
+    static const QString kArtist = QStringLiteral("Artist");
+    static const QString kAlbum = QStringLiteral("Album");
+    static const QString kGenre = QStringLiteral("Genre");
+    static const QString kYear = QStringLiteral("Year");
+    static const QString kTrackNumber = QStringLiteral("Track Number");
+    static const QString kTrackCount = QStringLiteral("Track Count");
+    static const QString kCompilation = QStringLiteral("Compilation");
+    static const QString kArtworkCount = QStringLiteral("Artwork Count");
+    const auto end = track.constEnd();
+    if (const auto it = track.constFind(kName); it != end)
+        tag->setTitle(it.value().toString());
+    if (const auto it = track.constFind(kArtist); it != end)
+        tag->setArtist(it.value().toString());
+    if (const auto it = track.constFind(kAlbum); it != end)
+        tag->setAlbum(it.value().toString());
+    if (const auto it = track.constFind(kGenre); it != end)
+        tag->setGenres(it.value().toString());
+    const qint64 year = track.value(kYear).toLongLong();
     if (year >= 1 && year <= 2049)
         tag->setYear(QString::number(year));
-    const qint64 number = track.value(QStringLiteral("Track Number")).toLongLong();
-    const qint64 count = track.value(QStringLiteral("Track Count")).toLongLong();
+    const qint64 number = track.value(kTrackNumber).toLongLong();
+    const qint64 count = track.value(kTrackCount).toLongLong();
     if (number != 0) {
-        tag->setTrack(count != 0 && count >= number ? QStringLiteral("%1/%2").arg(number).arg(count)
-                                                    : QString::number(number));
+        tag->setTrack(count != 0 && count >= number
+                          ? QString::number(number) + QLatin1Char('/') + QString::number(count)
+                          : QString::number(number));
     }
-    if (track.contains(QStringLiteral("Compilation")))
+    if (track.contains(kCompilation))
         tag->setIsPartOfCompilation(true);
     tag->setMetadataFromiTunesTrack(track);
-    tag->setLazyNumberOfImages(track.value(QStringLiteral("Artwork Count")).toInt());
+    tag->setLazyNumberOfImages(track.value(kArtworkCount).toInt());
     tag->setIsLazy(true);
     return tag;
 }
 
 void AudioInfoTag::setMetadataFromiTunesTrack(const QVariantMap& track)
 {
-    QVariantMap values;
-    if (track.contains(QStringLiteral("Total Time"))) {
+    static const QString kTotalTime = QStringLiteral("Total Time");
+    static const QString kTrackBitRate = QStringLiteral("Bit Rate");
+    static const QString kTrackSampleRate = QStringLiteral("Sample Rate");
+    // Merged over what the tag already has, value by value.
+    const auto end = track.constEnd();
+    if (const auto it = track.constFind(kTotalTime); it != end) {
         // iTunes counts a little more than the audio plays; 0.75 s brings its
         // figure in line with the one read from the file.
-        values.insert(kDuration, track.value(QStringLiteral("Total Time")).toDouble() / 1000.0 - 0.75);
+        mMetadata.insert(kDuration, it.value().toDouble() / 1000.0 - 0.75);
     }
-    if (track.contains(QStringLiteral("Bit Rate")))
-        values.insert(kBitRate, track.value(QStringLiteral("Bit Rate")));
-    if (track.contains(QStringLiteral("Sample Rate")))
-        values.insert(kSampleRate, track.value(QStringLiteral("Sample Rate")));
-    mergeMetadata(values);
+    if (const auto it = track.constFind(kTrackBitRate); it != end)
+        mMetadata.insert(kBitRate, it.value());
+    if (const auto it = track.constFind(kTrackSampleRate); it != end)
+        mMetadata.insert(kSampleRate, it.value());
 }
 
 bool AudioInfoTag::initWithPath(const QString& path)
