@@ -137,11 +137,13 @@ bool MainController::beginGathering(const SongList& selection)
         }
         return false;
     }
-    if (added.isEmpty() && newRun) {
-        // Nothing idle to do: the run ends as it began.
-        mSongWorkList.reset();
-        setBeginAddToMode(QStringLiteral("Begin"));
-        endRun();
+    if (added.isEmpty()) {
+        // Nothing idle to do: a new run ends as it began.
+        if (newRun) {
+            mSongWorkList.reset();
+            setBeginAddToMode(QStringLiteral("Begin"));
+            endRun();
+        }
         return false;
     }
     for (const std::shared_ptr<SongFile>& song : added) {
@@ -159,9 +161,8 @@ bool MainController::beginGathering(const SongList& selection)
         mOverallProgress.setDoubleValue(1.0);
         processNextSongOnWorkList(nullptr);
     } else {
-        mOverallProgress.setMaxValue(
-            mOverallProgress.maxValue() +
-            static_cast<double>(selection.isEmpty() ? added.size() : selection.size()));
+        // Counted as queued, so that the bar ends full.
+        mOverallProgress.setMaxValue(mOverallProgress.maxValue() + static_cast<double>(added.size()));
     }
     emit tableReloadRequested();
     return true;

@@ -267,6 +267,8 @@ TEST_F(MainControllerTest, SongsAddedDuringARunJoinItAndTheCountersCarryOn)
     EXPECT_EQ(mController.overallProgress()->maxValue(), maximum + 1.0);
     // Songs already in the run are not taken twice.
     EXPECT_FALSE(mController.canBeginGathering({first, second}));
+    EXPECT_FALSE(mController.beginGathering({second}));
+    EXPECT_EQ(mController.overallProgress()->maxValue(), maximum + 1.0);
     ASSERT_TRUE(runToEnd());
 
     EXPECT_EQ(mController.songsProcessed(), 2u);
