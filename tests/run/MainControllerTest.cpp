@@ -398,3 +398,29 @@ TEST_F(MainControllerTest, NothingStartsWhenTitlesWouldBeReplacedWithoutConsent)
     EXPECT_FALSE(mController.beginGathering());
     EXPECT_FALSE(mController.isRunning());
 }
+
+TEST_F(MainControllerTest, ACompilationSongWithNothingFoundWarnsUnlessTurnedOff)
+{
+    const auto song = makeMp3(QStringLiteral("a"), QStringLiteral("Headlights"));
+    ASSERT_TRUE(song);
+    song->infotag()->setIsPartOfCompilation(true);
+    QString error;
+    ASSERT_TRUE(song->writeToOriginalPath(&error, false));
+    mController.setAllSongs({song});
+    answerWith("[]");
+    QStringList warnings;
+    QObject::connect(&mController, &MainController::compilationWarning,
+                     [&](const QString& text) { warnings.append(text); });
+
+    for (bool dontShow : {false, true}) {
+        mController.compWarningDontShow(dontShow);
+        mEnded = false;
+        ASSERT_TRUE(mController.beginGathering());
+        ASSERT_TRUE(runToEnd());
+    }
+    ASSERT_EQ(warnings.size(), 1);
+    EXPECT_EQ(warnings.first(),
+              LocalizedStrings::format(QStringLiteral("CompilationWarning"), QStringLiteral("Headlights"),
+                                       QStringLiteral("The Testers")));
+    mController.compWarningDontShow(false);
+}
