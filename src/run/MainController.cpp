@@ -233,7 +233,9 @@ void MainController::processNextSongOnWorkList(SongInfoTask* task)
         setBeginAddToMode(QStringLiteral("Begin"));
         mSongWorkList.reset();
         updateInfoGatheringStatusField();
-        addLog(LocalizedStrings::format(QStringLiteral("LogFinished"), mSongsModified, mSongsProcessed),
+        addLog(LocalizedStrings::format(mDryRun ? QStringLiteral("LogFinishedDryRun")
+                                                : QStringLiteral("LogFinished"),
+                                        mSongsModified, mSongsProcessed),
                kDarkGreen);
         emit runEnded(false);
     } else if (mSongWorkList) {

@@ -243,6 +243,7 @@ TEST_F(MainControllerTest, DryRunReportsChangesAndWritesNothing)
     EXPECT_TRUE(mLog.first().text.startsWith(
         LocalizedStrings::format(QStringLiteral("LogWouldSetInfo"), QStringLiteral("Headlights"), QString())))
         << mLog.first().text.toStdString();
+    EXPECT_EQ(mLog.last().text, LocalizedStrings::format(QStringLiteral("LogFinishedDryRun"), 1, 1));
     // The song shows its file's values again.
     EXPECT_TRUE(song->infotag()->year().isEmpty());
     EXPECT_EQ(song->activityStatus(), SongActivityStatus::Idle);
