@@ -28,12 +28,6 @@ AlbumAssets LeosLyricsInterface::resourcesPossiblyAvailable() const
     return AlbumAsset::Lyrics;
 }
 
-QString LeosLyricsInterface::searchedTitle() const
-{
-    return mWithoutParentheses ? WMStringExtensions::stringWithStrippedParenthesizedText(mSongTitle)
-                               : mSongTitle;
-}
-
 void LeosLyricsInterface::beginSearch()
 {
     WebDBInterface::beginSearch();

@@ -44,6 +44,5 @@ public:
     static QString lyricsInPage(const QByteArray& page, const QVariantMap& resources);
 
 private:
-    QString searchedTitle() const;
     int mResultPagesRead = 0;
 };

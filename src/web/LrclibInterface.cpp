@@ -38,12 +38,6 @@ double LrclibInterface::songDuration() const
     return std::isfinite(fromResources) && fromResources > 0.0 ? fromResources : 0.0;
 }
 
-QString LrclibInterface::searchedTitle() const
-{
-    return mWithoutParentheses ? WMStringExtensions::stringWithStrippedParenthesizedText(mSongTitle)
-                               : mSongTitle;
-}
-
 LrclibAnswerReader::Wanted LrclibInterface::wanted() const
 {
     LrclibAnswerReader::Wanted wanted;

@@ -44,7 +44,6 @@ public:
     LrclibAnswerReader::Wanted wanted() const;
 
 private:
-    QString searchedTitle() const;
     void queueSearch();
     bool deliverLyrics(const LrclibAnswerReader::Record& record);
 

@@ -35,12 +35,6 @@ int MusicBrainzInterface::maximumMatches() const
     return maximum < 1 ? kDefaultMaximumMatches : maximum;
 }
 
-QString MusicBrainzInterface::searchedTitle() const
-{
-    return mWithoutParentheses ? WMStringExtensions::stringWithStrippedParenthesizedText(mSongTitle)
-                               : mSongTitle;
-}
-
 bool MusicBrainzInterface::searchesByRecording() const
 {
     return mAlbumTitle.isEmpty();

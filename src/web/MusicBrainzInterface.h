@@ -52,7 +52,6 @@ private:
     std::optional<QJsonObject> jsonObjectOfAnswer(const QVariantMap& answer, const char* what);
     bool artistFits(const QString& foundArtist) const;
     bool titleFits(const QString& found, const QString& wanted) const;
-    QString searchedTitle() const;
     bool searchesByRecording() const;
 
     int mNumberOfMatches = 0;

@@ -17,12 +17,6 @@ AlbumAssets SeekALyricInterface::resourcesPossiblyAvailable() const
     return AlbumAsset::Lyrics;
 }
 
-QString SeekALyricInterface::searchedTitle() const
-{
-    return mWithoutParentheses ? WMStringExtensions::stringWithStrippedParenthesizedText(mSongTitle)
-                               : mSongTitle;
-}
-
 void SeekALyricInterface::beginSearch()
 {
     WebDBInterface::beginSearch();

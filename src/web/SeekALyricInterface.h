@@ -39,7 +39,4 @@ public:
     // The cleaned lyrics of a lyrics page; null when the markers are missing
     // or what lies between them is not lyrics.
     static QString lyricsInPage(const QByteArray& page, const QVariantMap& resources);
-
-private:
-    QString searchedTitle() const;
 };

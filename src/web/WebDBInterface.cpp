@@ -276,3 +276,9 @@ void WebDBInterface::endSearchWithAlbum(const AlbumInfo& album)
     mWaitingPriorities.clear();
     notifyIfCompleteOrTryAgainWithoutTitleParentheses(false);
 }
+
+QString WebDBInterface::searchedTitle() const
+{
+    return mWithoutParentheses ? WMStringExtensions::stringWithStrippedParenthesizedText(mSongTitle)
+                               : mSongTitle;
+}

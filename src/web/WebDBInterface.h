@@ -86,6 +86,9 @@ public:
     bool isCompilation() const { return mIsCompilation; }
     bool allowsSubstringTrackMatches() const { return mAllowSubstrings; }
     bool isWithoutParentheses() const { return mWithoutParentheses; }
+    // The song title to search for: without its parenthesised parts while
+    // the search is tried again without them.
+    QString searchedTitle() const;
 
     // Starts the search. The base sets the limit of URLs in flight ("simulConns"
     // when above 0, else 8); a subclass calls it first, then queues its URLs.
