@@ -91,17 +91,5 @@ void SeekALyricInterface::seekALyricSongListCompleted(const QVariantMap& answer)
 
 void SeekALyricInterface::seekALyricSongCompleted(const QVariantMap& answer)
 {
-    finishedSearch(answer);
-    const std::optional<QByteArray> page = LyricsPageText::usablePage(answer);
-    const QString lyrics = page ? lyricsInPage(*page, mResources) : QString();
-    if (lyrics.isEmpty()) {
-        if (page)
-            WMLog("%@ #%d: no lyrics in %@", metaObject()->className(), mLogNum++,
-                  answer.value(QStringLiteral("WMHTTPURLKey")).toUrl().toString());
-        notifyIfCompleteOrTryAgainWithoutTitleParentheses(true);
-        return;
-    }
-    // The first lyrics found end the search.
-    endSearchWithAlbum(LyricsPageText::lyricsAlbum(mArtist, mAlbumTitle, mSongTitle, lyrics,
-                                                   QString::fromLatin1(metaObject()->className())));
+    takeLyricsPage(answer, [this](const QByteArray& page) { return lyricsInPage(page, mResources); });
 }

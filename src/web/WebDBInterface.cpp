@@ -5,6 +5,7 @@
 #include "support/WMLog.h"
 #include "support/WMUsage.h"
 #include "text/WMStringExtensions.h"
+#include "web/LyricsPageText.h"
 #include "web/WMHTTPQueue.h"
 #include "web/WebSourceRegistry.h"
 
@@ -281,4 +282,22 @@ QString WebDBInterface::searchedTitle() const
 {
     return mWithoutParentheses ? WMStringExtensions::stringWithStrippedParenthesizedText(mSongTitle)
                                : mSongTitle;
+}
+
+void WebDBInterface::takeLyricsPage(const QVariantMap& answer,
+                                    const std::function<QString(const QByteArray&)>& lyricsInPage)
+{
+    finishedSearch(answer);
+    const std::optional<QByteArray> page = LyricsPageText::usablePage(answer);
+    const QString lyrics = page ? lyricsInPage(*page) : QString();
+    if (lyrics.isEmpty()) {
+        if (page)
+            WMLog("%@ #%d: no lyrics in %@", metaObject()->className(), mLogNum++,
+                  answer.value(QStringLiteral("WMHTTPURLKey")).toUrl().toString());
+        notifyIfCompleteOrTryAgainWithoutTitleParentheses(true);
+        return;
+    }
+    // The first lyrics found end the search.
+    endSearchWithAlbum(LyricsPageText::lyricsAlbum(mArtist, mAlbumTitle, mSongTitle, lyrics,
+                                                   QString::fromLatin1(metaObject()->className())));
 }

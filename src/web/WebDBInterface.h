@@ -138,6 +138,10 @@ protected:
     // For sources whose first result is enough (lyrics): keeps the album,
     // drops the URLs still waiting and completes once the loading ones are in.
     void endSearchWithAlbum(const AlbumInfo& album);
+    // A lyrics page answered: lyrics found in it (by `lyricsInPage`) end the
+    // search; a page without them is logged and the search goes on.
+    void takeLyricsPage(const QVariantMap& answer,
+                        const std::function<QString(const QByteArray&)>& lyricsInPage);
 
     QVariantMap mResources;
     QList<AlbumInfo> mAlbums;
