@@ -119,8 +119,9 @@ int FixCommand::run()
         if (controller.isRunning())
             status = loop.exec();
     } else if (!controller.canBeginGathering()) {
-        CliOutput::print(mOut,
-                         LocalizedStrings::text(QStringLiteral("CliFixNothingToDo")) + QLatin1Char('\n'));
+        const QString key = loader.allSongs().isEmpty() ? QStringLiteral("CliFixNoSongs")
+                                                        : QStringLiteral("CliFixNothingToDo");
+        CliOutput::print(mOut, LocalizedStrings::text(key) + QLatin1Char('\n'));
     } else {
         status = 1;
     }
