@@ -256,6 +256,8 @@ void MainController::finishCurrentTask(SongInfoTask* task)
         song->setActivityStatus(SongActivityStatus::Problem);
 
     AudioInfoTag* tag = song->hasInfotagCached() ? song->infotag() : nullptr;
+    // The cache's summary already stands in for an unchanged song's tag.
+    bool reverted = false;
     if (task->wasCancelled()) {
         for (const std::shared_ptr<SongFile>& queued : *mSongWorkList)
             queued->setDefaultActivityStatus();
@@ -277,7 +279,7 @@ void MainController::finishCurrentTask(SongInfoTask* task)
         if (tag && mCurrentReport)
             emit songChanges(song, mCurrentReport->changesTo(*tag));
     } else {
-        song->revertToCachedInfotag();
+        reverted = song->revertToCachedInfotag();
         tag = song->hasInfotagCached() ? song->infotag() : nullptr;
         if (tag && tag->isPartOfCompilation() && (task->desiredAssetFlags() & mAllSourceAssetsAvailable))
             warnAboutCompilationForTrack(tag->title(), tag->artist());
@@ -294,7 +296,7 @@ void MainController::finishCurrentTask(SongInfoTask* task)
         } else {
             writeSong(song);
         }
-    } else if (!task->wasCancelled()) {
+    } else if (!task->wasCancelled() && !reverted) {
         keepCachedSummary(*song);
     }
     mCurrentReport.reset();
@@ -305,10 +307,8 @@ void MainController::finishCurrentTask(SongInfoTask* task)
 void MainController::writeSong(const std::shared_ptr<SongFile>& song)
 {
     QString error;
-    mWriting = true;
     const bool written =
         song->writeToOriginalPath(&error, PrefsController::sharedInstance().keepiTunesRefreshed());
-    mWriting = false;
     AudioInfoTag* tag = song->infotag();
     if (!written || !tag) {
         const QString artist = tag ? tag->artist() : QString();

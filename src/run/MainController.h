@@ -95,8 +95,6 @@ public:
     bool canBeginGathering(const SongList& selection = {}) const;
     bool canStopGathering() const { return mSongWorkList.has_value(); }
     bool isRunning() const { return mSongWorkList.has_value(); }
-    // True while a song's file is being written.
-    bool isWriting() const { return mWriting; }
     qsizetype numberOfSongsRemaining() const { return mSongWorkList ? mSongWorkList->size() : 0; }
     SongInfoTask* currentInfoTask() const { return mCurrentInfoTask; }
     quint32 songsProcessed() const { return mSongsProcessed; }
@@ -111,8 +109,7 @@ public:
     // ---- warnings
     // The compilation warning's don't-show box.
     void compWarningDontShow(bool dontShow);
-    // The front end tells whether its warning panels are showing.
-    void setCompilationWarningVisible(bool visible) { mCompilationWarningVisible = visible; }
+    // The front end tells whether its iTunes warning panel is showing.
     void setiTunesWarningVisible(bool visible) { miTunesWarningVisible = visible; }
     // Shows the warning that iTunes must run for artwork when it applies;
     // true when it was shown.
@@ -181,9 +178,7 @@ private:
     QVariantMap mResources;
     WindowPrefs mWindowPrefs;
     bool mDryRun = false;
-    bool mWriting = false;
     bool mPreparingCancelled = false;
-    bool mCompilationWarningVisible = false;
     bool miTunesWarningVisible = false;
     std::function<bool()> mConfirmOverwriteTitle;
     QString mStatusText;
