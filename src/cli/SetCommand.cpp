@@ -4,6 +4,7 @@
 
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
+#include "tags/FileWriteLock.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -158,6 +159,17 @@ int SetCommand::run()
         return 2;
     int status = 0;
     for (const QString& path : std::as_const(mPaths)) {
+        // Held from the read to the end of the write: another writer of ours
+        // waits, then works on what this one wrote.
+        QString lockError;
+        const FileWriteLock lock = FileWriteLock::acquire(path, &lockError);
+        if (!lock.isLocked()) {
+            CliOutput::print(mErr,
+                             LocalizedStrings::format(QStringLiteral("CliWriteFailed"), path, lockError) +
+                                 QLatin1Char('\n'));
+            status = 1;
+            continue;
+        }
         const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFileAtPath(path, false);
         if (!tag) {
             fail(QStringLiteral("CliNoTag"), path);

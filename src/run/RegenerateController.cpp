@@ -3,6 +3,7 @@
 #include "songs/SongFile.h"
 #include "support/WMLog.h"
 #include "tags/AudioInfoTag.h"
+#include "tags/FileWriteLock.h"
 
 #include <QCoreApplication>
 
@@ -66,6 +67,10 @@ bool RegenerateController::regenerateSong(SongFile& song, QString* errorText)
     try {
         song.ensureInfotagIsReal();
         song.refresh();
+        // Held from the forgiving read to the end of the write.
+        const FileWriteLock lock = FileWriteLock::acquire(song.path(), errorText);
+        if (!lock.isLocked())
+            return false;
         QList<ID3Image> oldPictures;
         if (AudioInfoTag* old = song.infotag())
             oldPictures = old->images();

@@ -8,6 +8,8 @@
 #include "support/WMLog.h"
 #include "tags/AudioInfoTag.h"
 #include "tags/FileIdentity.h"
+#include "tags/FileWriteLock.h"
+#include "tags/PosixFile.h"
 #include "tags/SafeFileRewriter.h"
 
 #include <QFile>
@@ -173,25 +175,27 @@ bool SongFile::claimsToBeAIFF(const QString& path)
 
 bool SongFile::removeID3v2TagFromFileAtPath(const QString& path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadWrite))
+    QString error;
+    const FileWriteLock lock = FileWriteLock::acquire(path, &error);
+    if (!lock.isLocked() || !QFileInfo(path).isWritable())
         return false;
-    const FileIdentity identity = FileIdentity::of(path);
-    const qint64 length = file.size();
+    const PosixFile file = PosixFile::openForReading(path);
+    const FileIdentity identity = FileIdentity::ofDescriptor(file.fd());
+    if (!identity.isValid())
+        return false;
+    const qint64 length = identity.size;
     if (length < 11) {
         WMLog("removeID3 file only %u bytes: %@", quint64(length), path);
         return false;
     }
-    const QByteArray header = file.read(10);
-    if (header.size() != 10 || !header.startsWith("ID3") || header[3] != 4)
+    QByteArray header(10, '\0');
+    if (!file.readAt(0, header.data(), 10) || !header.startsWith("ID3") || header[3] != 4)
         return false;
     const qint64 tagEnd = qint64(synchSafeSize(reinterpret_cast<const uchar*>(header.constData()) + 6)) + 10;
     if (length <= tagEnd) {
         WMLog("removeID3 invalid tag size: %@", path);
         return false;
     }
-    file.close();
-    QString error;
     if (!SafeFileRewriter::apply(path, {FileEdit{0, tagEnd, QByteArray()}}, identity, &error)) {
         WMLog("removeID3 could not rewrite %@: %@", path, error);
         return false;
@@ -427,6 +431,13 @@ bool SongFile::writeToOriginalPath(QString* errorText, bool refreshiTunes)
         mStatus = SongActivityStatus::Problem;
         return false;
     }
+    // Held until the attributes are back, so that the tag then describes
+    // the file as it is; the tag refuses a file changed since it was read.
+    const FileWriteLock lock = FileWriteLock::acquire(mPath, errorText);
+    if (!lock.isLocked()) {
+        mStatus = SongActivityStatus::Problem;
+        return false;
+    }
     const std::optional<FileAttributes> attributes = FileAttributes::ofFileAtPath(mPath);
     const std::optional<QString> playing = iTunesBridge::pathOfCurrentlyPlayingTrack();
     const bool paused = playing && *playing == mPath;
@@ -437,6 +448,7 @@ bool SongFile::writeToOriginalPath(QString* errorText, bool refreshiTunes)
     if (written) {
         if (attributes)
             attributes->restoreToFileAtPath(mPath);
+        mInfotag->setSource(mPath, FileIdentity::of(mPath));
         // No workspace to tell about the change on this platform: file
         // managers watch the folders themselves.
         if (refreshiTunes && !mPersistentID.isEmpty()) {

@@ -6,6 +6,7 @@
 #include "FileIdentity.h"
 #include "SafeFileRewriter.h"
 
+#include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
 
 #include <QDateTime>
@@ -183,11 +184,16 @@ void AACFileWriter::writeItems(const AACInfoTag& tag, Atom* ilst, QString* error
 bool AACFileWriter::write(const AACInfoTag& tag, QString* errorText)
 {
     mKeptMediaInPlace = false;
-    const FileIdentity identity = FileIdentity::of(mPath);
+    // The file must still be in the state the tag's values were read from.
+    const FileIdentity identity = tag.expectedIdentityAt(mPath);
     AtomFileDevice file(mPath);
     if (!identity.isValid() || !QFileInfo(mPath).isWritable() || !file.open(QIODevice::ReadOnly)) {
         WMLog("AACInfoTag cannot open %@ for updating", mPath);
         return false;
+    }
+    if (FileIdentity::of(mPath) != identity) {
+        WMLog("AACInfoTag will not write %@: it changed since its tag was read", mPath);
+        return fail(errorText, LocalizedStrings::format(QStringLiteral("RewriteErrorChanged"), mPath));
     }
     const bool wasAutoSizing = Atom::autoSizing();
     Atom::setAutoSizing(true);

@@ -3,6 +3,7 @@
 #include "AACFileWriter.h"
 #include "Atom.h"
 #include "AtomFileDevice.h"
+#include "FileWriteLock.h"
 
 #include "support/WMLog.h"
 
@@ -347,9 +348,15 @@ QString AACInfoTag::writeVersion() const
 
 bool AACInfoTag::modifySongFileAtPath(const QString& path, QString* errorText)
 {
+    // Held from the look at the file's atoms to the end of the write.
+    const FileWriteLock lock = FileWriteLock::acquire(path, errorText);
+    if (!lock.isLocked())
+        return false;
     AACFileWriter writer(path);
     const bool done = writer.write(*this, errorText);
     mLastSaveInPlace = done && writer.keptMediaInPlace();
+    if (done)
+        setSource(path, FileIdentity::of(path));
     return done;
 }
 

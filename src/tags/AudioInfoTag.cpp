@@ -154,9 +154,25 @@ void AudioInfoTag::setMetadataFromiTunesTrack(const QVariantMap& track)
 
 bool AudioInfoTag::initWithPath(const QString& path)
 {
-    Q_UNUSED(path);
+    // Taken before the format class reads a byte: whatever changes after
+    // this moment shows in the identity when the tag is written back.
+    setSource(path, FileIdentity::of(path));
     mPlaylistIndex = NotFound;
     return true;
+}
+
+void AudioInfoTag::setSource(const QString& path, const FileIdentity& identity)
+{
+    mSourcePath = path;
+    mSourceIdentity = identity;
+}
+
+FileIdentity AudioInfoTag::expectedIdentityAt(const QString& path) const
+{
+    const FileIdentity now = FileIdentity::of(path);
+    if (mSourceIdentity.isValid() && (path == mSourcePath || now.isSameFile(mSourceIdentity)))
+        return mSourceIdentity;
+    return now;
 }
 
 void AudioInfoTag::gatherTagsFromPathname(const QString& path)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FileIdentity.h"
 #include "ID3Image.h"
 
 #include <QDataStream>
@@ -123,7 +124,21 @@ public:
     const QVariantMap& metadata() const { return mMetadata; }
 
     // ---- writing
+    // Writes the tag into the file. When the values were read from that
+    // file, the write is refused unless the file is still in the state they
+    // were read from (sourceIdentity); the writers hold the file's write
+    // lock (FileWriteLock) while they compare and write.
     virtual bool modifySongFileAtPath(const QString& path, QString* errorText);
+    // The file the values were read from and its identity just before they
+    // were; an empty path and an invalid identity for tags made otherwise.
+    // After a write the tag describes the file as written.
+    QString sourcePath() const { return mSourcePath; }
+    const FileIdentity& sourceIdentity() const { return mSourceIdentity; }
+    void setSource(const QString& path, const FileIdentity& identity);
+    // What a write to `path` must find there: the identity the values were
+    // read from when `path` names that file (or that name), otherwise the
+    // file's identity now.
+    FileIdentity expectedIdentityAt(const QString& path) const;
     virtual QString readVersion() const;
     virtual QString writeVersion() const;
 
@@ -164,6 +179,8 @@ private:
 
     QVariantMap mMetadata;
     QImage mCachedIcon;
+    QString mSourcePath;
+    FileIdentity mSourceIdentity;
     QString mPlaylist;
     qint64 mPlaylistIndex = NotFound;
     bool mEncounteredProblemDecoding = false;

@@ -15,6 +15,7 @@ FileIdentity fromStat(const struct stat& st)
     identity.inode = static_cast<quint64>(st.st_ino);
     identity.size = static_cast<qint64>(st.st_size);
     identity.mtimeNs = static_cast<qint64>(st.st_mtim.tv_sec) * 1000000000LL + st.st_mtim.tv_nsec;
+    identity.ctimeNs = static_cast<qint64>(st.st_ctim.tv_sec) * 1000000000LL + st.st_ctim.tv_nsec;
     return identity;
 }
 
@@ -38,5 +39,10 @@ FileIdentity FileIdentity::ofDescriptor(int fd)
 
 QString FileIdentity::description() const
 {
-    return QStringLiteral("dev %1 inode %2 size %3 mtime %4ns").arg(device).arg(inode).arg(size).arg(mtimeNs);
+    return QStringLiteral("dev %1 inode %2 size %3 mtime %4ns ctime %5ns")
+        .arg(device)
+        .arg(inode)
+        .arg(size)
+        .arg(mtimeNs)
+        .arg(ctimeNs);
 }

@@ -1,6 +1,7 @@
 #include "MP3InfoTag.h"
 
 #include "FileIdentity.h"
+#include "FileWriteLock.h"
 #include "GenreList.h"
 #include "ID3FrameIDs.h"
 #include "ID3FrameReader.h"
@@ -399,9 +400,14 @@ bool MP3InfoTag::modifySongFileAtPath(const QString& path, QString* errorText)
             *errorText = LocalizedStrings::text(key);
         return false;
     };
+    // Nobody of ours writes the file between the look at its tag and the write.
+    const FileWriteLock lock = FileWriteLock::acquire(path, errorText);
+    if (!lock.isLocked())
+        return false;
     // The file's tag as it is now: its ranges are what gets replaced. A file
-    // whose tag cannot be read is never written.
-    const FileIdentity identity = FileIdentity::of(path);
+    // whose tag cannot be read is never written. The write itself refuses a
+    // file that is no longer in the state this tag's values were read from.
+    const FileIdentity identity = expectedIdentityAt(path);
     MP3InfoTag current;
     try {
         current.readTags(path, false);
@@ -409,8 +415,14 @@ bool MP3InfoTag::modifySongFileAtPath(const QString& path, QString* errorText)
         WMLog("MP3InfoTag cannot write %@: its tag is unreadable", path);
         return fail(QStringLiteral("ErrorCannotOpenForWrite"));
     }
-    if (!identity.isValid() || !(FileIdentity::of(path) == identity) || !QFileInfo(path).isWritable())
+    if (!identity.isValid() || !QFileInfo(path).isWritable())
         return fail(QStringLiteral("ErrorCannotOpenForWrite"));
+    if (FileIdentity::of(path) != identity) {
+        if (errorText)
+            *errorText = LocalizedStrings::format(QStringLiteral("RewriteErrorChanged"), path);
+        WMLog("MP3InfoTag will not write %@: it changed since its tag was read", path);
+        return false;
+    }
 
     const QString version = writeVersion();
     const bool v1Only = version.startsWith(QLatin1Char('1'));
@@ -452,6 +464,7 @@ bool MP3InfoTag::modifySongFileAtPath(const QString& path, QString* errorText)
             *errorText = rewriteError;
         return false;
     }
+    setSource(path, FileIdentity::of(path));
     return true;
 }
 

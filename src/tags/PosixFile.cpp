@@ -7,6 +7,7 @@
 #include <memory>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 PosixFile& PosixFile::operator=(PosixFile&& other) noexcept
@@ -26,6 +27,34 @@ PosixFile PosixFile::open(const QString& path, int flags, int mode)
         fd = ::open(name.constData(), flags | O_CLOEXEC, mode);
     } while (fd < 0 && errno == EINTR);
     return PosixFile(fd);
+}
+
+PosixFile PosixFile::openForReading(const QString& path)
+{
+    // O_NONBLOCK keeps open() from waiting for the writer of a pipe (or a
+    // device for its carrier); it means nothing for a regular file and is
+    // cleared again all the same.
+    PosixFile file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    if (!file.isOpen())
+        return file;
+    struct stat st;
+    if (::fstat(file.fd(), &st) != 0)
+        return PosixFile();
+    if (!S_ISREG(st.st_mode)) {
+        file.close();
+        errno = S_ISDIR(st.st_mode) ? EISDIR : ENODEV;
+        return file;
+    }
+    const int flags = ::fcntl(file.fd(), F_GETFL);
+    if (flags >= 0)
+        ::fcntl(file.fd(), F_SETFL, flags & ~O_NONBLOCK);
+    return file;
+}
+
+bool PosixFile::isSpecialFile(const QString& path)
+{
+    struct stat st;
+    return !path.isEmpty() && ::stat(QFile::encodeName(path).constData(), &st) == 0 && !S_ISREG(st.st_mode);
 }
 
 int PosixFile::release()

@@ -21,6 +21,14 @@ public:
 
     // open(2) with O_CLOEXEC added; check isOpen() and lastError().
     static PosixFile open(const QString& path, int flags, int mode = 0600);
+    // Opens a regular file for reading without ever waiting in open(): a
+    // pipe, socket, device or folder of that name is refused (not open,
+    // errno EISDIR for a folder, ENODEV for the others) before a byte is read.
+    static PosixFile openForReading(const QString& path);
+    // True when `path` names something that exists but is not a regular
+    // file (a folder, pipe, socket or device); such names are never opened
+    // as songs. Symbolic links are followed.
+    static bool isSpecialFile(const QString& path);
 
     bool isOpen() const { return mFd >= 0; }
     int fd() const { return mFd; }

@@ -1,5 +1,6 @@
 #include "SafeFileRewriter.h"
 
+#include "FileWriteLock.h"
 #include "PosixFile.h"
 #include "RewriteJournal.h"
 
@@ -168,6 +169,11 @@ bool SafeFileRewriter::apply(const QString& path, const QList<FileEdit>& edits, 
 {
     if (edits.isEmpty())
         return true;
+    // Held until the end, also when the caller holds it already (it then
+    // covers the caller's read as well).
+    const FileWriteLock lock = FileWriteLock::acquire(path, errorText);
+    if (!lock.isLocked())
+        return false;
     PosixFile file = PosixFile::open(path, O_RDWR);
     if (!file.isOpen())
         return fail(errorText, LocalizedStrings::format(QStringLiteral("RewriteErrorOpen"), path,
@@ -289,7 +295,15 @@ int SafeFileRewriter::recoverInterruptedWrites()
         }
         const RewriteJournal::Header& header = journal.header();
         const QString target = QFile::decodeName(header.path);
-        PosixFile file = PosixFile::open(target, O_RDWR);
+        // No writer of ours may be inside the file while it is put back.
+        QString lockError;
+        const FileWriteLock lock = FileWriteLock::acquire(target, &lockError);
+        if (!lock.isLocked() && QFileInfo(target).isFile()) {
+            WMLog("Rewrite journal %@: %@; kept for later", journalPath, lockError);
+            journal.abandon();
+            continue;
+        }
+        PosixFile file = PosixFile::open(target, O_RDWR | O_NONBLOCK | O_NOCTTY);
         const int openError = file.isOpen() ? 0 : errno;
         const FileIdentity now = FileIdentity::ofDescriptor(file.fd());
         const qint64 low = qMin(header.originalLength, header.after.size);
@@ -311,7 +325,7 @@ int SafeFileRewriter::recoverInterruptedWrites()
             setAside(journalPath, target + QStringLiteral(": ") + mismatch);
             continue;
         }
-        if (now == header.before && journal.matchesOriginal(file)) {
+        if (now.hasSameContentStamp(header.before) && journal.matchesOriginal(file)) {
             journal.discard(); // the write never began
             continue;
         }

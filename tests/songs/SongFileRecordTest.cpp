@@ -243,10 +243,11 @@ TEST(SongFileRecord, WritingKeepsTheFilesAttributes)
     const bool withAttributes = setAttribute(path, "user.quillbeat.test", "kept");
     const bool mayChown = ::geteuid() == 0 && ::chown(file.constData(), 65534, 65534) == 0;
 
+    // An older time, so that the date after the write differs from it.
+    SongTestFiles::shiftModificationTime(path, -10);
     const auto song = SongFile::songWithPath(path);
     ASSERT_TRUE(song);
     song->infotag()->setTitle(QStringLiteral("After"));
-    SongTestFiles::shiftModificationTime(path, -10);
     QString error;
     ASSERT_TRUE(song->writeToOriginalPath(&error, true)) << error.toStdString();
     EXPECT_TRUE(song->hasAlias());

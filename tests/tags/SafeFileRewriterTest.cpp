@@ -1,6 +1,8 @@
 #include "TestSupport.h"
 
+#include "support/LocalizedStrings.h"
 #include "tags/FileIdentity.h"
+#include "tags/FileWriteLock.h"
 #include "tags/RewriteJournal.h"
 #include "tags/SafeFileRewriter.h"
 
@@ -9,6 +11,7 @@
 #include <QFileInfo>
 
 #include <csignal>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -221,6 +224,17 @@ TEST_F(SafeFileRewriterTest, RefusesFilesChangedSinceTheyWereRead)
     EXPECT_TRUE(error.contains(QStringLiteral("changed")));
     EXPECT_EQ(TestSupport::readFile(path), other);
 
+    // Same length and the time put back: only the change time tells.
+    const FileIdentity beforeQuietChange = FileIdentity::of(path);
+    other[6] = 'y';
+    ASSERT_TRUE(TestSupport::writeFile(path, other));
+    struct timespec back[2] = {
+        {0, UTIME_OMIT}, {beforeQuietChange.mtimeNs / 1000000000, beforeQuietChange.mtimeNs % 1000000000}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), back, 0), 0);
+    ASSERT_TRUE(FileIdentity::of(path).hasSameContentStamp(beforeQuietChange));
+    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 100, pattern(5000, 1)}}, beforeQuietChange, &error));
+    EXPECT_EQ(TestSupport::readFile(path), other);
+
     // Replaced by another file under the same name.
     const FileIdentity current = FileIdentity::of(path);
     ASSERT_TRUE(QFile::remove(path));
@@ -351,4 +365,44 @@ TEST_F(SafeFileRewriterTest, DamagedOrBusyJournalsAreNeverApplied)
     ASSERT_TRUE(TestSupport::writeFile(journalPath, good));
     EXPECT_EQ(SafeFileRewriter::recoverInterruptedWrites(), 1);
     EXPECT_EQ(TestSupport::readFile(path), original);
+}
+
+TEST_F(SafeFileRewriterTest, WritersWaitForTheWriteLockOfAnotherWriter)
+{
+    const QByteArray original = pattern(20000, 0);
+    const QString path = makeFile(QStringLiteral("locked.mp3"), original);
+    // Another process's lock: a descriptor of its own, locked.
+    const int other = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(other, 0);
+    ASSERT_EQ(::flock(other, LOCK_EX | LOCK_NB), 0);
+
+    QString error;
+    EXPECT_FALSE(FileWriteLock::acquire(path, &error, 50).isLocked());
+    EXPECT_EQ(error, LocalizedStrings::format(QStringLiteral("RewriteErrorBusy"), path, 1));
+    // Released while the write waits: the write goes ahead.
+    std::thread releaser([other] {
+        ::usleep(100 * 1000);
+        ::flock(other, LOCK_UN);
+    });
+    const QList<FileEdit> edit = {{0, 10, pattern(10, 1)}};
+    EXPECT_TRUE(SafeFileRewriter::apply(path, edit, FileIdentity::of(path), &error)) << error.toStdString();
+    releaser.join();
+    ::close(other);
+    EXPECT_EQ(TestSupport::readFile(path), applied(original, edit));
+
+    // Taken again by the thread holding it (a command around the tag's own
+    // write); other threads wait like other processes.
+    {
+        const FileWriteLock held = FileWriteLock::acquire(path, &error, 50);
+        ASSERT_TRUE(held.isLocked());
+        const QList<FileEdit> inner = {{20, 10, pattern(10, 2)}};
+        EXPECT_TRUE(SafeFileRewriter::apply(path, inner, FileIdentity::of(path), &error))
+            << error.toStdString();
+        bool lockedElsewhere = true;
+        std::thread([&] { lockedElsewhere = FileWriteLock::acquire(path, nullptr, 50).isLocked(); }).join();
+        EXPECT_FALSE(lockedElsewhere);
+    }
+    bool lockedAfter = false;
+    std::thread([&] { lockedAfter = FileWriteLock::acquire(path, nullptr, 50).isLocked(); }).join();
+    EXPECT_TRUE(lockedAfter);
 }
