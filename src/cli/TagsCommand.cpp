@@ -5,6 +5,7 @@
 #include "songs/SongFile.h"
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
+#include "tags/PosixFile.h"
 
 #include <QBuffer>
 #include <QImageReader>
@@ -69,6 +70,19 @@ int TagsCommand::run()
     }
     int status = 0;
     for (const QString& path : std::as_const(paths)) {
+        // A pipe, socket, device or folder is never opened: reading one
+        // could wait forever.
+        if (PosixFile::isSpecialFile(path)) {
+            status = 1;
+            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("ErrorNotRegularFile"), path) +
+                                       QLatin1Char('\n'));
+            if (json)
+                CliOutput::print(
+                    mOut, QString::fromUtf8(
+                              QJsonDocument(jsonForTag(path, 0, nullptr)).toJson(QJsonDocument::Compact)) +
+                              QLatin1Char('\n'));
+            continue;
+        }
         // The type the tag is read as: the file's bytes first, then its name,
         // as the tag factory decides.
         int dataType = static_cast<int>(SongFile::songDataTypeAtPath(path));

@@ -73,8 +73,14 @@ QString suffixOf(const QString& path)
 SongDataType SongFile::songDataTypeAtPath(const QString& path)
 {
     try {
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly)) {
+        // A pipe or device of that name is refused here, never waited on.
+        PosixFile opened = PosixFile::openForReading(path);
+        if (!opened.isOpen()) {
+            WMLog("songDataTypeAtPath %@ fileHandleForReadingAtPath: %@", path, PosixFile::lastError());
+            return SongDataType::Unknown;
+        }
+        QFile file;
+        if (!file.open(opened.release(), QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
             WMLog("songDataTypeAtPath %@ fileHandleForReadingAtPath: %@", path, file.errorString());
             return SongDataType::Unknown;
         }

@@ -1,6 +1,6 @@
 #include "AtomFileDevice.h"
 
-#include <QFile>
+#include "PosixFile.h"
 
 #include <cerrno>
 #include <cstring>
@@ -43,7 +43,9 @@ bool AtomFileDevice::open(OpenMode mode)
 {
     if (isOpen() || (mode & WriteOnly))
         return false;
-    mFd = ::open(QFile::encodeName(mPath).constData(), O_RDONLY | O_CLOEXEC);
+    // Never waits in open() for a pipe or device of that name; those are
+    // refused before anything is read.
+    mFd = PosixFile::openForReading(mPath).release();
     if (mFd < 0) {
         setErrorString(QString::fromLocal8Bit(std::strerror(errno)));
         return false;

@@ -4,6 +4,7 @@
 #include "GenreList.h"
 #include "ID3TextCodec.h"
 #include "MP3InfoTag.h"
+#include "PosixFile.h"
 
 #include "songs/CachedInfoTag.h"
 #include "songs/SongFile.h"
@@ -42,6 +43,10 @@ LastIcon& lastIcon()
 
 std::unique_ptr<AudioInfoTag> newTagForPath(const QString& path, bool byNameOnly)
 {
+    if (!byNameOnly && PosixFile::isSpecialFile(path)) {
+        WMLog("Not reading %@: not a regular file", path);
+        return nullptr;
+    }
     int type = byNameOnly ? 0 : static_cast<int>(SongFile::songDataTypeAtPath(path));
     if (type == 0) {
         if (SongFile::claimsToBeMP3(path))

@@ -1,5 +1,7 @@
 #include "MP3Header.h"
 
+#include "PosixFile.h"
+
 #include "support/WMLog.h"
 
 #include <QFile>
@@ -62,8 +64,9 @@ void MP3Header::setBuffer(const QByteArray& bytes, qint64 offsetInFile, qint64 f
 
 bool MP3Header::openFile(const QString& path, qint64 tagLength)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    PosixFile opened = PosixFile::openForReading(path);
+    QFile file;
+    if (!opened.isOpen() || !file.open(opened.release(), QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
         releaseAttributes();
         WMLog("MP3 header: no fileHandleForReadingAtPath %@", path);
         return false;

@@ -9,6 +9,7 @@
 #include "ID3TextCodec.h"
 #include "ID3v1Tag.h"
 #include "MP3Header.h"
+#include "PosixFile.h"
 #include "SafeFileRewriter.h"
 
 #include "support/LocalizedStrings.h"
@@ -76,8 +77,11 @@ bool MP3InfoTag::initWithDevice(QIODevice& device, const QString& name)
 
 void MP3InfoTag::readTags(const QString& path, bool withAudioHeader)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+    // Opened so that a pipe or device of that name is refused, not waited on.
+    PosixFile opened = PosixFile::openForReading(path);
+    QFile file;
+    if (!opened.isOpen() || !file.open(opened.release(), QIODevice::ReadOnly | QIODevice::Unbuffered,
+                                       QFileDevice::AutoCloseHandle))
         throw ID3ReadError(QStringLiteral("nil filehandle"), "NSObjectNotAvailableException");
     readTags(file, path, withAudioHeader);
 }

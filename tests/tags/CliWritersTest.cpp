@@ -1,13 +1,18 @@
-// quillbeat-cli run as programs: two writers of one file at the same time.
+// quillbeat-cli run as programs: two writers of one file at the same time,
+// and names that are not regular files.
 #include "ID3TestData.h"
 #include "Mp4TestFiles.h"
 #include "TestSupport.h"
 
+#include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
 
+#include <QDir>
 #include <QProcess>
 
 #include <functional>
+
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -109,4 +114,53 @@ TEST(CliWriters, TwoSetProcessesOnOneFileLoseNoChange)
             EXPECT_GE(wrote, 1) << row;
         }
     }
+}
+
+TEST(CliWriters, NamesThatAreNotRegularFilesAreRefusedWithoutWaiting)
+{
+    const QString folder = T::scratchPath(QStringLiteral("special"));
+    QDir(folder).removeRecursively();
+    ASSERT_TRUE(QDir().mkpath(folder + QStringLiteral("/folder.mp3")));
+    const QString fifo = folder + QStringLiteral("/x.mp3");
+    const QString fifoM4a = folder + QStringLiteral("/x.m4a");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifoM4a).constData(), 0600), 0);
+    const QString song = mp3File(folder + QStringLiteral("/song.mp3"));
+    const QString directory = folder + QStringLiteral("/folder.mp3");
+    const auto refused = [](const QString& path) {
+        return LocalizedStrings::format(QStringLiteral("ErrorNotRegularFile"), path);
+    };
+
+    // Nothing ever writes to the pipes: a command that opens one for
+    // reading waits forever, and is stopped after the limit.
+    const struct
+    {
+        QStringList arguments;
+        int status;
+        QString said; // on standard error
+    } rows[] = {
+        {{QStringLiteral("tags"), fifo}, 1, refused(fifo)},
+        {{QStringLiteral("tags"), QStringLiteral("--json"), fifo, song}, 1, refused(fifo)},
+        {{QStringLiteral("tags"), fifoM4a}, 1, refused(fifoM4a)},
+        {{QStringLiteral("set"), fifo, QStringLiteral("--title"), QStringLiteral("T")}, 1, refused(fifo)},
+        {{QStringLiteral("set"), fifoM4a, QStringLiteral("--artist"), QStringLiteral("A")},
+         1,
+         refused(fifoM4a)},
+        {{QStringLiteral("set"), directory, QStringLiteral("--title"), QStringLiteral("T")},
+         1,
+         refused(directory)},
+        {{QStringLiteral("regenerate"), fifo}, 1, fifo},
+        {{QStringLiteral("scan"), QStringLiteral("--folder"), folder}, 0, QString()},
+    };
+    const QByteArray songBytes = TestSupport::readFile(song);
+    for (const auto& row : rows) {
+        const std::string name = row.arguments.join(QLatin1Char(' ')).toStdString();
+        QProcess cli;
+        start(cli, row.arguments);
+        const Finished done = finish(cli, 10000);
+        ASSERT_TRUE(done.ended) << name << ": still waiting on the pipe";
+        EXPECT_EQ(done.status, row.status) << name << ": " << done.err.toStdString();
+        EXPECT_TRUE(done.err.contains(row.said)) << name << ": " << done.err.toStdString();
+    }
+    EXPECT_EQ(TestSupport::readFile(song), songBytes);
 }
