@@ -255,9 +255,10 @@ void MainController::finishCurrentTask(SongInfoTask* task)
     if (mCurrentSongUnreadable)
         song->setActivityStatus(SongActivityStatus::Problem);
 
-    AudioInfoTag* tag = song->hasInfotagCached() ? song->infotag() : nullptr;
+    AudioInfoTag* tag = nullptr;
     // The cache's summary already stands in for an unchanged song's tag.
     bool reverted = false;
+    const AlbumAssets changed = task->wasCancelled() ? AlbumAssets() : task->changedAssetFlags();
     if (task->wasCancelled()) {
         for (const std::shared_ptr<SongFile>& queued : *mSongWorkList)
             queued->setDefaultActivityStatus();
@@ -267,50 +268,62 @@ void MainController::finishCurrentTask(SongInfoTask* task)
         addLog(LocalizedStrings::format(QStringLiteral("LogCancelled"), mSongsModified, mSongsProcessed),
                kOrange);
         emit runEnded(true);
-    } else if (task->changedAssetFlags()) {
+    } else if (changed) {
         emit sortInvalidated();
-        ++mSongsModified;
-        const QString summary = AlbumInfo::summaryOfAssets(task->changedAssetFlags());
-        const QString title = tag ? tag->title() : song->filename();
-        addLog(LocalizedStrings::format(mDryRun ? QStringLiteral("LogWouldSetInfo")
-                                                : QStringLiteral("LogSetInfo"),
-                                        title, summary),
-               kBlue);
-        if (tag && mCurrentReport)
-            emit songChanges(song, mCurrentReport->changesTo(*tag));
     } else {
         reverted = song->revertToCachedInfotag();
         tag = song->hasInfotagCached() ? song->infotag() : nullptr;
         if (tag && tag->isPartOfCompilation() && (task->desiredAssetFlags() & mAllSourceAssetsAvailable))
             warnAboutCompilationForTrack(tag->title(), tag->artist());
     }
-    if (!task->errorMessage().isEmpty())
-        addLog(WMFormat::string("-- %@", task->errorMessage()), kRed);
 
     tag = song->hasInfotagCached() ? song->infotag() : nullptr;
     if (tag && tag->tagHasBeenModified()) {
         if (mDryRun) {
             // Shown, not written: the file's own values come back.
+            reportChanges(song, tag, changed);
             song->uncacheInfotag();
             keepCachedSummary(*song);
         } else {
-            writeSong(song);
+            // Told only once the file holds them.
+            writeSong(song, changed);
         }
-    } else if (!task->wasCancelled() && !reverted) {
-        keepCachedSummary(*song);
+    } else {
+        reportChanges(song, tag, changed);
+        if (!task->wasCancelled() && !reverted)
+            keepCachedSummary(*song);
     }
+    if (!task->errorMessage().isEmpty())
+        addLog(WMFormat::string("-- %@", task->errorMessage()), kRed);
     mCurrentReport.reset();
     mCurrentSongUnreadable = false;
     releaseTask();
 }
 
-void MainController::writeSong(const std::shared_ptr<SongFile>& song)
+void MainController::reportChanges(const std::shared_ptr<SongFile>& song, AudioInfoTag* tag,
+                                   AlbumAssets changed)
+{
+    if (!changed)
+        return;
+    ++mSongsModified;
+    const QString title = tag ? tag->title() : song->filename();
+    addLog(
+        LocalizedStrings::format(mDryRun ? QStringLiteral("LogWouldSetInfo") : QStringLiteral("LogSetInfo"),
+                                 title, AlbumInfo::summaryOfAssets(changed)),
+        kBlue);
+    if (tag && mCurrentReport)
+        emit songChanges(song, mCurrentReport->changesTo(*tag));
+}
+
+void MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAssets changed)
 {
     QString error;
     const bool written =
         song->writeToOriginalPath(&error, PrefsController::sharedInstance().keepiTunesRefreshed());
     AudioInfoTag* tag = song->infotag();
     if (!written || !tag) {
+        // Refused or failed: the file keeps what it had (or what another
+        // program wrote meanwhile), and the song is a problem of this run.
         const QString artist = tag ? tag->artist() : QString();
         const QString title = tag ? tag->title() : song->filename();
         addLog(LocalizedStrings::format(QStringLiteral("ErrorCannotModify"), artist, title, error), kRed);
@@ -319,6 +332,7 @@ void MainController::writeSong(const std::shared_ptr<SongFile>& song)
         emit writeFailed(song, error);
         return;
     }
+    reportChanges(song, tag, changed);
     if (tag->numberOfImages() > 0)
         song->setHasiTunesArtwork(0);
     else
@@ -364,6 +378,10 @@ void MainController::startTask(const std::shared_ptr<SongFile>& song)
     auto* task = new SongInfoTask(song, mAllSongs, *mSongWorkList, sourcelist, mResources, this);
     mCurrentInfoTask = task;
 
+    // A file changed since it was loaded is read again before anything is
+    // judged from its tag: what to gather, what iTunes may keep, and the
+    // state the values to be written are based on.
+    song->refresh();
     song->ensureInfotagIsReal();
     AudioInfoTag* tag = song->infotag();
     mCurrentSongUnreadable = tag == nullptr;
@@ -403,10 +421,8 @@ void MainController::startTask(const std::shared_ptr<SongFile>& song)
         return;
     }
 
-    song->refresh();
     song->rememberOriginalValuesForLaterRefresh();
-    if (AudioInfoTag* current = song->infotag())
-        mCurrentReport.emplace(*current);
+    mCurrentReport.emplace(*tag);
     updateInfoGatheringStatusField();
     song->setActivityStatus(SongActivityStatus::Gathering);
     task->setProgessIndicator(&mSongProgress);
@@ -417,9 +433,9 @@ void MainController::startTask(const std::shared_ptr<SongFile>& song)
         song->setAliasFromPath();
     task->gatherNotifyingObject(this, "processNextSongOnWorkList");
     // Art iTunes may keep for a song without embedded art can only be told
-    // with iTunes running.
+    // with iTunes running. Judged from the state the flags were made from.
     if (flags.gather().testFlag(AlbumAsset::Artwork) && !state.hasEmbeddedImages &&
-        song->hasiTunesArtwork() < 0 && warnAboutNoiTunesArtworkIdentify())
+        state.hasiTunesArtwork < 0 && warnAboutNoiTunesArtworkIdentify())
         stopGathering();
 }
 
@@ -488,8 +504,9 @@ void MainController::compWarningDontShow(bool dontShow)
 
 bool MainController::warnAboutNoiTunesArtworkIdentify()
 {
-    if (miTunesWarningVisible || iTunesScriptRunner::isiTunesRunning() ||
-        PrefsController::sharedInstance().noiTunesArtwork() ||
+    // Without iTunes no artwork is kept outside the files: nothing to warn of.
+    if (miTunesWarningVisible || !iTunesScriptRunner::isiTunesInstalled() ||
+        iTunesScriptRunner::isiTunesRunning() || PrefsController::sharedInstance().noiTunesArtwork() ||
         QSettings().value(QStringLiteral("noShowiTunesWarning")).toBool())
         return false;
     emit iTunesArtworkWarning();

@@ -20,6 +20,7 @@
 #include <memory>
 #include <optional>
 
+class AudioInfoTag;
 class SongFile;
 
 // The gathering run: the songs chosen are put on a work list and done one
@@ -152,7 +153,10 @@ private:
     // Makes file references for the songs; false when cancelled.
     bool prepareAliases(const SongList& songs);
     void finishCurrentTask(SongInfoTask* task);
-    void writeSong(const std::shared_ptr<SongFile>& song);
+    // Writes the song's changed tag; the changes are reported once written.
+    void writeSong(const std::shared_ptr<SongFile>& song, AlbumAssets changed);
+    // Counts and logs a song's changes (as would-be changes in a dry run).
+    void reportChanges(const std::shared_ptr<SongFile>& song, AudioInfoTag* tag, AlbumAssets changed);
     void keepCachedSummary(SongFile& song);
     std::shared_ptr<SongFile> nextSong();
     void startTask(const std::shared_ptr<SongFile>& song);

@@ -1,13 +1,17 @@
 // quillbeat-cli fix, run as a program over a folder of real MP3 files, its
 // one web source sent to the local test server through QUILLBEAT_RESOURCES.
+#include "ID3TestData.h"
 #include "LoadTestFiles.h"
 #include "TestHttpServer.h"
 #include "TestSupport.h"
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
 
+#include <QHash>
 #include <QProcess>
 #include <QProcessEnvironment>
+#include <QRegularExpression>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -159,5 +163,134 @@ TEST_F(FixCommandTest, CtrlCStopsTheRunAndLeavesTheFilesAsTheyWere)
         }
         for (qsizetype i = 0; i < paths.size(); ++i)
             EXPECT_EQ(TestSupport::readFile(paths.at(i)), before.at(i)) << interrupts;
+    }
+}
+
+TEST_F(FixCommandTest, OtherWritersOfTheFolderLoseNothingAndStopNothing)
+{
+    // While fix runs, other quillbeat-cli processes change the songs: on
+    // every second request fix makes, a `set` of every song's tempo while
+    // fix waits for the answer, and all the time a chain of `set`s of
+    // lyrics, one song after another. Whatever anybody reports written must
+    // be in the files afterwards, and no song changed under the run may
+    // stop it. Siblings lend year, genre and artwork; track is asked for.
+    const QString cli = QStringLiteral(QB_CLI_PATH);
+    const struct
+    {
+        const char* name;
+        const char* checks;
+    } rows[] = {{"with-artwork", "year,genre,track,artwork"}, {"without-artwork", "year,genre,track"}};
+    for (const auto& row : rows) {
+        const std::string name = row.name;
+        mFolder = LoadTestFiles::freshFolder(QStringLiteral("fix-writers-") + QLatin1String(row.name));
+        const QString complete = song(QStringLiteral("1"), QStringLiteral("First Light"),
+                                      QStringLiteral("1994"), QStringLiteral("Dream Pop"));
+        {
+            auto tag = AudioInfoTag::tagWithPath(complete);
+            ASSERT_TRUE(tag && tag->addImage(*ID3Image::imageWithData(ID3TestData::png(320, 320),
+                                                                      QStringLiteral("image/png"))));
+            QString error;
+            ASSERT_TRUE(tag->modifySongFileAtPath(complete, &error)) << error.toStdString();
+        }
+        const QStringList titles = {QStringLiteral("Undertow"), QStringLiteral("Slow Return"),
+                                    QStringLiteral("Salt Lines"), QStringLiteral("Kelp Forest")};
+        QStringList paths = {complete};
+        for (int i = 0; i < titles.size(); ++i)
+            paths.append(song(QString::number(i + 2), titles.at(i)));
+
+        QHash<QString, QString> tempoWritten, lyricsWritten;
+        int requests = 0;
+        mServer.setHandler([&](const TestHttpServer::Request&) {
+            if (requests++ % 2 == 0) {
+                const QString tempo = QString::number(100 + requests);
+                for (const QString& path : std::as_const(paths)) {
+                    QProcess set;
+                    set.start(cli, {QStringLiteral("set"), path, QStringLiteral("--bpm"), tempo});
+                    if (set.waitForFinished(30000) && set.exitStatus() == QProcess::NormalExit &&
+                        set.exitCode() == 0)
+                        tempoWritten.insert(path, tempo);
+                }
+            }
+            return TestHttpServer::Response::text("{\"releases\":[],\"recordings\":[]}", "application/json");
+        });
+        QProcess chain;
+        bool chainGoesOn = true;
+        int link = 0;
+        QString chainPath, chainLyrics;
+        const QString lyricsFile = mFolder + QStringLiteral(".lyrics.txt");
+        const auto nextLink = [&] {
+            if (!chainGoesOn)
+                return;
+            chainPath = paths.at(link % paths.size());
+            chainLyrics = QStringLiteral("Verse %1").arg(link++);
+            TestSupport::writeFile(lyricsFile, chainLyrics.toUtf8());
+            chain.start(cli, {QStringLiteral("set"), chainPath, QStringLiteral("--lyrics-file"), lyricsFile});
+        };
+        QObject::connect(&chain, &QProcess::finished, &chain, [&](int code, QProcess::ExitStatus status) {
+            if (status == QProcess::NormalExit && code == 0)
+                lyricsWritten.insert(chainPath, chainLyrics);
+            QTimer::singleShot(0, &chain, nextLink);
+        });
+        nextLink();
+
+        QProcess fix;
+        start(fix, {QStringLiteral("--check"), QLatin1String(row.checks)});
+        ASSERT_TRUE(TestHttpServer::waitFor([&] { return fix.state() == QProcess::NotRunning; }, 120000))
+            << name;
+        chainGoesOn = false;
+        ASSERT_TRUE(TestHttpServer::waitFor([&] { return chain.state() == QProcess::NotRunning; }, 30000))
+            << name;
+        QObject::disconnect(&chain, nullptr, nullptr, nullptr);
+        const QString out = QString::fromUtf8(fix.readAllStandardOutput());
+        const QString err = QString::fromUtf8(fix.readAllStandardError());
+        const std::string shown = name + "\n" + out.toStdString() + err.toStdString();
+
+        // The run went to its end.
+        EXPECT_NE(fix.exitCode(), 130) << shown;
+        EXPECT_FALSE(err.contains(LocalizedStrings::text(QStringLiteral("iTunesArtworkWarning")))) << shown;
+        QStringList finishedParts =
+            LocalizedStrings::text(QStringLiteral("LogFinished")).split(QStringLiteral("%d"));
+        for (QString& part : finishedParts)
+            part = QRegularExpression::escape(part);
+        const QRegularExpression finished(finishedParts.join(QStringLiteral("[0-9]+")));
+        EXPECT_TRUE(out.contains(finished)) << shown;
+
+        // Nothing reported written is lost.
+        EXPECT_FALSE(tempoWritten.isEmpty()) << name;
+        for (const QString& path : std::as_const(paths)) {
+            const auto tag = AudioInfoTag::tagWithPath(path);
+            ASSERT_TRUE(tag) << shown;
+            EXPECT_EQ(tag->bpm(), tempoWritten.value(path, tag->bpm())) << name << " " << path.toStdString();
+            EXPECT_EQ(tag->lyrics(), lyricsWritten.value(path, tag->lyrics()))
+                << name << " " << path.toStdString();
+        }
+        // Every song fix changed holds the changes it reported; every other
+        // one was named as left alone, with the reason.
+        int refused = 0;
+        for (int i = 0; i < titles.size(); ++i) {
+            const QString path = paths.at(i + 1);
+            const auto tag = AudioInfoTag::tagWithPath(path);
+            const QRegularExpression line(QStringLiteral("^") + QRegularExpression::escape(titles.at(i)) +
+                                              QStringLiteral(": set (.*)$"),
+                                          QRegularExpression::MultilineOption);
+            const QRegularExpressionMatch reported = line.match(out);
+            if (!reported.hasMatch()) {
+                ++refused;
+                EXPECT_TRUE(
+                    out.contains(LocalizedStrings::format(QStringLiteral("RewriteErrorChanged"), path)))
+                    << shown;
+                continue;
+            }
+            const QString changes = reported.captured(1);
+            const bool year = changes.contains(LocalizedStrings::text(QStringLiteral("Year")));
+            const bool genre = changes.contains(LocalizedStrings::text(QStringLiteral("Genre")));
+            const bool artwork = changes.contains(LocalizedStrings::text(QStringLiteral("Artwork")));
+            EXPECT_TRUE(!year || tag->year() == QStringLiteral("1994")) << shown;
+            EXPECT_TRUE(!genre || tag->genres() == QStringLiteral("Dream Pop")) << shown;
+            EXPECT_TRUE(!artwork || tag->numberOfImages() == 1) << shown;
+        }
+        // The songs looked up while the others wrote could not be written.
+        EXPECT_GE(refused, 1) << shown;
+        EXPECT_EQ(fix.exitCode(), refused > 0 ? 1 : 0) << shown;
     }
 }
