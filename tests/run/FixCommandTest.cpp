@@ -260,8 +260,9 @@ TEST_F(FixCommandTest, OtherWritersOfTheFolderLoseNothingAndStopNothing)
         for (const QString& path : std::as_const(paths)) {
             const auto tag = AudioInfoTag::tagWithPath(path);
             ASSERT_TRUE(tag) << shown;
-            EXPECT_EQ(tag->bpm(), tempoWritten.value(path, tag->bpm())) << name << " " << path.toStdString();
-            EXPECT_EQ(tag->lyrics(), lyricsWritten.value(path, tag->lyrics()))
+            EXPECT_EQ(tag->bpm().toStdString(), tempoWritten.value(path, tag->bpm()).toStdString())
+                << name << " " << path.toStdString();
+            EXPECT_EQ(tag->lyrics().toStdString(), lyricsWritten.value(path, tag->lyrics()).toStdString())
                 << name << " " << path.toStdString();
         }
         // Every song fix changed holds the changes it reported; every other
