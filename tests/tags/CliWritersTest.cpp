@@ -11,6 +11,7 @@
 #include <QProcess>
 
 #include <functional>
+#include <iterator>
 
 #include <sys/stat.h>
 
@@ -59,7 +60,7 @@ QString mp3File(const QString& path)
 
 QString m4aFile(const QString& path)
 {
-    // Padding after the item list: both writes keep the file's length.
+    // Padding after the item list: every write keeps the file's length.
     Mp4TestFiles::Options o;
     o.items = {Mp4TestFiles::textItem(QStringLiteral("\u00A9nam"), QStringLiteral("Old Title")),
                Mp4TestFiles::textItem(QStringLiteral("\u00A9ART"), QStringLiteral("Old Artist"))};
@@ -110,8 +111,8 @@ TEST(CliWriters, SetProcessesOnOneFileLoseNoChange)
                 const std::string writer = row + " " + changes[i].option;
                 if (done[i].status == 0) {
                     ++wrote;
-                    EXPECT_EQ((tag.get()->*changes[i].value)(),
-                              QStringLiteral("Value %1.%2").arg(round).arg(i))
+                    EXPECT_EQ((tag.get()->*changes[i].value)().toStdString(),
+                              QStringLiteral("Value %1.%2").arg(round).arg(i).toStdString())
                         << writer << ": a change reported written is lost";
                 } else {
                     EXPECT_TRUE(done[i].err.contains(path)) << writer << ": " << done[i].err.toStdString();
