@@ -170,7 +170,7 @@ int SetCommand::run()
                 mErr,
                 LocalizedStrings::format(
                     QStringLiteral("CliWriteFailed"), path,
-                    error.isEmpty() ? LocalizedStrings::text(QStringLiteral("ErrorCannotMakeID3")) : error) +
+                    error.isEmpty() ? LocalizedStrings::text(QStringLiteral("ErrorTagNotWritten")) : error) +
                     QLatin1Char('\n'));
             status = 1;
             continue;

@@ -1,5 +1,6 @@
 // The `tags` and `set` commands of quillbeat-cli, run in-process.
 #include "ID3TestData.h"
+#include "Mp4TestFiles.h"
 #include "TestSupport.h"
 
 #include "cli/SetCommand.h"
@@ -9,6 +10,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 
 #include <cstdio>
 
@@ -153,4 +155,80 @@ TEST(TagCommands, SetRefusesBadInputAndLeavesFilesAlone)
     EXPECT_EQ(failed.status, 1);
     EXPECT_TRUE(failed.err.contains(shortFile));
     EXPECT_EQ(TestSupport::readFile(shortFile), shortBytes);
+}
+
+// `set` on an MPEG-4 file that has no tag at all gives it an item list: the
+// other implementation reads every value back, and each chunk offset still
+// points at its own media bytes, also when the movie atom grew in front of
+// them.
+TEST(TagCommands, SetTagsAnUntaggedMpeg4File)
+{
+    using F = Mp4TestFiles;
+    if (TestSupport::pythonWithMutagen().isEmpty())
+        GTEST_SKIP() << "mutagen is not installed";
+    const char* dump = R"PY(
+import sys, json
+from mutagen.mp4 import MP4
+f = MP4(sys.argv[1])
+t = f.tags or {}
+print(json.dumps({"title": t.get("\xa9nam", [None])[0], "artist": t.get("\xa9ART", [None])[0],
+                  "year": t.get("\xa9day", [None])[0], "track": list(t.get("trkn", [[0, 0]])[0]),
+                  "bpm": t.get("tmpo", [0])[0], "compilation": bool(t.get("cpil", False)),
+                  "length": round(f.info.length, 3)}))
+)PY";
+    struct Row
+    {
+        const char* name;
+        bool udta, meta, ilst, moovAfterMdat;
+        int freeAfterMoov;
+    };
+    const Row rows[] = {
+        {"no udta", false, true, true, false, -1},
+        {"udta without meta", true, false, true, false, -1},
+        {"meta without ilst", true, true, false, false, -1},
+        {"moov after mdat", false, true, true, true, -1},
+        {"free space after moov", false, true, true, false, 4000},
+    };
+    const QString title = QStringLiteral("T\u00eftle \u2603 \U0001F3B5");
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        F::Options o;
+        o.withUdta = row.udta;
+        o.withMeta = row.meta;
+        o.withIlst = row.ilst;
+        o.moovAfterMdat = row.moovAfterMdat;
+        o.freeAfterMoov = row.freeAfterMoov;
+        const QString path =
+            T::scratchPath(QString::fromLatin1(row.name).replace(QLatin1Char(' '), QLatin1Char('-')) +
+                           QStringLiteral(".m4a"));
+        ASSERT_TRUE(TestSupport::writeFile(path, F::m4a(o)));
+        const CommandRun set =
+            run<SetCommand>({path, QStringLiteral("--title"), title, QStringLiteral("--artist"),
+                             QStringLiteral("Band"), QStringLiteral("--year"), QStringLiteral("1999"),
+                             QStringLiteral("--track"), QStringLiteral("3/12"), QStringLiteral("--bpm"),
+                             QStringLiteral("120"), QStringLiteral("--compilation"), QStringLiteral("yes")});
+        ASSERT_EQ(set.status, 0) << set.err.toStdString();
+        EXPECT_TRUE(set.err.isEmpty()) << set.err.toStdString();
+
+        QProcess python;
+        python.start(TestSupport::pythonWithMutagen(), {QStringLiteral("-c"), QString::fromUtf8(dump), path});
+        ASSERT_TRUE(python.waitForFinished(60000));
+        ASSERT_EQ(python.exitCode(), 0) << python.readAllStandardError().toStdString();
+        const QJsonObject m = QJsonDocument::fromJson(python.readAllStandardOutput()).object();
+        EXPECT_EQ(m.value(QStringLiteral("title")).toString(), title);
+        EXPECT_EQ(m.value(QStringLiteral("artist")).toString(), QStringLiteral("Band"));
+        EXPECT_EQ(m.value(QStringLiteral("year")).toString(), QStringLiteral("1999"));
+        EXPECT_EQ(m.value(QStringLiteral("track")).toArray(), (QJsonArray{3, 12}));
+        EXPECT_EQ(m.value(QStringLiteral("bpm")).toInt(), 120);
+        EXPECT_TRUE(m.value(QStringLiteral("compilation")).toBool());
+        EXPECT_DOUBLE_EQ(m.value(QStringLiteral("length")).toDouble(), 10.0);
+
+        const QByteArray file = TestSupport::readFile(path);
+        const QList<quint64> offsets = F::chunkOffsets(file);
+        ASSERT_EQ(offsets.size(), o.chunkCount);
+        for (int i = 0; i < o.chunkCount; ++i)
+            EXPECT_EQ(file.mid(static_cast<qsizetype>(offsets[i]), o.chunkBytes),
+                      F::chunkBytes(i, o.chunkBytes))
+                << "chunk " << i;
+    }
 }
