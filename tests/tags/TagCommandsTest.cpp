@@ -1,12 +1,17 @@
 // The `tags` and `set` commands of quillbeat-cli, run in-process.
 #include "ID3TestData.h"
 #include "Mp4TestFiles.h"
+#include "MpegTestFiles.h"
 #include "TestSupport.h"
 
 #include "cli/SetCommand.h"
 #include "cli/TagsCommand.h"
+#include "tags/AudioInfoTag.h"
 #include "tags/MP3InfoTag.h"
 
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -231,4 +236,133 @@ print(json.dumps({"title": t.get("\xa9nam", [None])[0], "artist": t.get("\xa9ART
                       F::chunkBytes(i, o.chunkBytes))
                 << "chunk " << i;
     }
+}
+
+namespace {
+
+// Three files of the kinds `set` writes: ID3v2.3, ID3v1 only, MPEG-4.
+QStringList valueFiles(const QString& stem)
+{
+    MpegTestFiles::Id3v1Fields v1;
+    v1.title = "Old";
+    const QString m4a = T::scratchPath(stem + QStringLiteral(".m4a"));
+    TestSupport::writeFile(m4a, Mp4TestFiles::m4a(Mp4TestFiles::Options()));
+    return {sampleFile(stem + QStringLiteral(".mp3")),
+            T::writeMp3(stem + QStringLiteral("-v1.mp3"), QByteArray(), MpegTestFiles::id3v1Trailer(v1)),
+            m4a};
+}
+
+QString valueOf(const QString& path, const QString& option)
+{
+    const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFileAtPath(path, false);
+    if (!tag)
+        return QStringLiteral("(unreadable)");
+    if (option == QLatin1String("--year"))
+        return tag->year();
+    if (option == QLatin1String("--track"))
+        return tag->track();
+    return tag->bpm();
+}
+
+} // namespace
+
+// A number that a tag can't hold as given refuses the whole command, naming
+// the value and what the option takes; no file is touched. What is accepted
+// reads back as stored, in every kind of file.
+TEST(TagCommands, SetChecksValuesBeforeWritingAnything)
+{
+    struct Row
+    {
+        const char* option;
+        const char* value;
+        const char* refusal; // null: accepted and read back as `stored`
+        const char* stored;
+    };
+    const Row rows[] = {
+        {"--year", "19x7", "a year is four digits, from 1000 to 9999", nullptr},
+        {"--year", "99999", "a year is four digits, from 1000 to 9999", nullptr},
+        {"--year", "0999", "a year is four digits, from 1000 to 9999", nullptr},
+        {"--year", "-1997", "a year is four digits, from 1000 to 9999", nullptr},
+        {"--track", "0", "each from 1 to 65535", nullptr},
+        {"--track", "0/12", "each from 1 to 65535", nullptr},
+        {"--track", "3/0", "each from 1 to 65535", nullptr},
+        {"--track", "70000/80000", "each from 1 to 65535", nullptr},
+        {"--track", "3/", "each from 1 to 65535", nullptr},
+        {"--track", "three", "each from 1 to 65535", nullptr},
+        {"--bpm", "0", "from 1 to 65535", nullptr},
+        {"--bpm", "65536", "from 1 to 65535", nullptr},
+        {"--bpm", "98.5", "from 1 to 65535", nullptr},
+        {"--compilation", "maybe", "give yes or no", nullptr},
+        {"--year", "1000", nullptr, "1000"},
+        {"--year", "2024", nullptr, "2024"},
+        {"--track", "03/012", nullptr, "3/12"},
+        {"--track", "65535", nullptr, "65535"},
+        {"--bpm", "0098", nullptr, "98"},
+        {"--bpm", "", nullptr, ""},
+    };
+    int serial = 0;
+    for (const Row& row : rows) {
+        const std::string name = std::string(row.option) + " \"" + row.value + "\"";
+        SCOPED_TRACE(name);
+        const QStringList files = valueFiles(QStringLiteral("values-%1").arg(++serial));
+        QList<QByteArray> before;
+        for (const QString& file : files)
+            before.append(TestSupport::readFile(file));
+        const QString option = QString::fromLatin1(row.option);
+        const CommandRun set =
+            run<SetCommand>(files + QStringList{QStringLiteral("--title"), QStringLiteral("Changed"), option,
+                                                QString::fromLatin1(row.value)});
+        if (row.refusal) {
+            EXPECT_EQ(set.status, 2);
+            EXPECT_TRUE(set.err.contains(option + QStringLiteral(" \"") + QString::fromLatin1(row.value) +
+                                         QLatin1Char('"')))
+                << set.err.toStdString();
+            EXPECT_TRUE(set.err.contains(QString::fromLatin1(row.refusal))) << set.err.toStdString();
+            EXPECT_TRUE(set.out.isEmpty()) << set.out.toStdString();
+            for (qsizetype i = 0; i < files.size(); ++i)
+                EXPECT_EQ(TestSupport::readFile(files.at(i)), before.at(i)) << files.at(i).toStdString();
+        } else {
+            EXPECT_EQ(set.status, 0) << set.err.toStdString();
+            for (const QString& file : files)
+                EXPECT_EQ(valueOf(file, option), QString::fromLatin1(row.stored)) << file.toStdString();
+        }
+    }
+}
+
+// `set` with nothing to change, or with values the file holds already,
+// writes nothing and says so.
+TEST(TagCommands, SetWithNothingToChangeLeavesFilesAlone)
+{
+    const QStringList files = valueFiles(QStringLiteral("unchanged"));
+    const QStringList values = {
+        QStringLiteral("--title"),       QStringLiteral("Same"),    QStringLiteral("--year"),
+        QStringLiteral("2001"),          QStringLiteral("--track"), QStringLiteral("4/9"),
+        QStringLiteral("--compilation"), QStringLiteral("no"),      QStringLiteral("--remove-pictures")};
+    ASSERT_EQ(run<SetCommand>(files + values).status, 0);
+    const QDateTime past = QDateTime::currentDateTimeUtc().addDays(-30);
+    QList<QByteArray> before;
+    for (const QString& file : files) {
+        QFile f(file);
+        ASSERT_TRUE(f.open(QIODevice::ReadWrite));
+        ASSERT_TRUE(f.setFileTime(past, QFileDevice::FileModificationTime));
+        before.append(TestSupport::readFile(file));
+    }
+    const auto untouched = [&] {
+        for (qsizetype i = 0; i < files.size(); ++i) {
+            EXPECT_EQ(TestSupport::readFile(files.at(i)), before.at(i)) << files.at(i).toStdString();
+            EXPECT_EQ(QFileInfo(files.at(i)).lastModified().toSecsSinceEpoch(), past.toSecsSinceEpoch())
+                << files.at(i).toStdString();
+        }
+    };
+
+    const CommandRun nothing = run<SetCommand>(files);
+    EXPECT_EQ(nothing.status, 2);
+    EXPECT_TRUE(nothing.err.contains(QStringLiteral("nothing to change"))) << nothing.err.toStdString();
+    untouched();
+
+    const CommandRun same = run<SetCommand>(files + values);
+    EXPECT_EQ(same.status, 0) << same.err.toStdString();
+    EXPECT_EQ(same.out.count(QStringLiteral("already holds these values")), files.size())
+        << same.out.toStdString();
+    untouched();
 }
