@@ -366,3 +366,48 @@ TEST(TagCommands, SetWithNothingToChangeLeavesFilesAlone)
         << same.out.toStdString();
     untouched();
 }
+
+// When the quick search of the first blocks finds no usable frame, the
+// playing time comes from the frames themselves: a Xing/Info or VBRI frame
+// count, or a walk over the frames. Read as `tags --json` shows it.
+TEST(TagCommands, DurationOfFilesTheQuickSearchMisses)
+{
+    using M = MpegTestFiles;
+    const M::FrameSpec cbr; // MPEG-1 layer III, 128 kbit/s, 44.1 kHz
+    const QByteArray vbr = M::frames(cbr, 10) + M::frames(M::FrameSpec{M::Version::Mpeg1, 3, 64, 44100}, 10) +
+                           M::frames(M::FrameSpec{M::Version::Mpeg1, 3, 192, 44100}, 10);
+    const double vbrSeconds = 30 * 1152 / 44100.0;
+    const int vbrRate = qRound(vbr.size() * 8 / vbrSeconds / 1000);
+    struct Row
+    {
+        const char* name;
+        QByteArray audio;
+        double seconds;
+        int bitRate, sampleRate;
+    };
+    const Row rows[] = {
+        {"short CBR", M::frames(cbr, 20), 20 * 1152 / 44100.0, 128, 44100},
+        {"short VBR with Xing", M::xingFrame(cbr, 30, quint32(vbr.size())) + vbr, vbrSeconds, vbrRate, 44100},
+        {"short VBR with VBRI", M::vbriFrame(cbr, 30, quint32(vbr.size())) + vbr, vbrSeconds, vbrRate, 44100},
+        {"short MPEG-2 walk", M::frames(M::FrameSpec{M::Version::Mpeg2, 3, 64, 22050}, 50),
+         50 * 576 / 22050.0, 64, 22050},
+        {"CBR walk behind 20 KB of padding", QByteArray(20000, '\0') + M::frames(cbr, 500),
+         500 * 1152 / 44100.0, 128, 44100},
+    };
+    M::Id3v1Fields v1;
+    v1.title = "Trailer";
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const QString path =
+            T::scratchPath(QString::fromLatin1(row.name).replace(QLatin1Char(' '), QLatin1Char('-')) +
+                           QStringLiteral(".mp3"));
+        ASSERT_TRUE(M::writeFile(path, T::tag(3, {T::frame("TIT2", T::textBody(QStringLiteral("t")))}),
+                                 row.audio, M::id3v1Trailer(v1)));
+        const CommandRun tags = run<TagsCommand>({QStringLiteral("--json"), path});
+        ASSERT_EQ(tags.status, 0) << tags.err.toStdString();
+        const QJsonObject o = QJsonDocument::fromJson(tags.out.toUtf8()).object();
+        EXPECT_NEAR(o.value(QStringLiteral("duration")).toDouble(), row.seconds, 0.001);
+        EXPECT_EQ(o.value(QStringLiteral("bitrate")).toInt(), row.bitRate);
+        EXPECT_EQ(o.value(QStringLiteral("samplerate")).toInt(), row.sampleRate);
+    }
+}
