@@ -46,6 +46,8 @@ int RegenerateCommand::run()
                                                       static_cast<qint64>(tag ? tag->numberOfImages() : 0)) +
                                  QLatin1Char('\n'));
         } else {
+            if (error.isEmpty())
+                error = LocalizedStrings::text(QStringLiteral("ErrorTagNotWritten"));
             CliOutput::print(
                 mErr, LocalizedStrings::format(QStringLiteral("CliRegenerateFailed"), song->path(), error) +
                           QLatin1Char('\n'));

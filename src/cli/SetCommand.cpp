@@ -1,6 +1,7 @@
 #include "SetCommand.h"
 
 #include "CliOutput.h"
+#include "SetValueCheck.h"
 
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
@@ -9,7 +10,6 @@
 #include <QBuffer>
 #include <QFile>
 #include <QImageReader>
-#include <QRegularExpression>
 
 #include <utility>
 
@@ -62,16 +62,13 @@ bool SetCommand::parse()
             fail(QStringLiteral("CliMissingValue"), arg);
             return false;
         }
-        const QString value = mArguments.at(++i);
-        static const QRegularExpression track(QStringLiteral("^[0-9]+(/[0-9]+)?$"));
-        static const QRegularExpression number(QStringLiteral("^[0-9]+$"));
-        if ((arg == QLatin1String("--track") && !track.match(value).hasMatch()) ||
-            (arg == QLatin1String("--bpm") && !number.match(value).hasMatch()) ||
-            (arg == QLatin1String("--compilation") && value != QLatin1String("yes") &&
-             value != QLatin1String("no"))) {
-            fail(QStringLiteral("CliBadValue"), arg + QLatin1Char(' ') + value);
+        QString refusal;
+        const std::optional<QString> checked = SetValueCheck::checked(arg, mArguments.at(++i), &refusal);
+        if (!checked) {
+            CliOutput::print(mErr, refusal + QLatin1Char('\n'));
             return false;
         }
+        const QString& value = *checked;
         if (arg == QLatin1String("--lyrics-file")) {
             lyricsFile = true;
             QFile file(value);
@@ -113,41 +110,65 @@ bool SetCommand::parse()
         fail(QStringLiteral("CliSetUsage"));
         return false;
     }
+    if (mChanges.isEmpty()) {
+        fail(QStringLiteral("CliNothingToChange"));
+        return false;
+    }
     return true;
 }
 
-bool SetCommand::apply(AudioInfoTag& tag)
+bool SetCommand::apply(AudioInfoTag& tag, bool* changed)
 {
+    using Getter = QString (AudioInfoTag::*)() const;
+    using Setter = void (AudioInfoTag::*)(const QString&);
+    struct TextOption
+    {
+        QLatin1String option;
+        Getter get;
+        Setter set;
+    };
+    static const TextOption textOptions[] = {
+        {QLatin1String("--title"), &AudioInfoTag::title, &AudioInfoTag::setTitle},
+        {QLatin1String("--artist"), &AudioInfoTag::artist, &AudioInfoTag::setArtist},
+        {QLatin1String("--album"), &AudioInfoTag::album, &AudioInfoTag::setAlbum},
+        {QLatin1String("--year"), &AudioInfoTag::year, &AudioInfoTag::setYear},
+        {QLatin1String("--genre"), &AudioInfoTag::genres, &AudioInfoTag::setGenres},
+        {QLatin1String("--track"), &AudioInfoTag::track, &AudioInfoTag::setTrack},
+        {QLatin1String("--bpm"), &AudioInfoTag::bpm, &AudioInfoTag::setBPM},
+        {QLatin1String("--lyrics-file"), &AudioInfoTag::lyrics, &AudioInfoTag::setLyrics},
+        {QLatin1String("--no-lyrics"), &AudioInfoTag::lyrics, &AudioInfoTag::setLyrics},
+    };
+    // A value the tag holds already is not set again, so that a file whose
+    // values all match is left as it is.
+    *changed = false;
     // Pictures are removed before any is added, whatever the order given.
     for (const auto& [option, value] : std::as_const(mChanges)) {
-        if (option == QLatin1String("--remove-pictures"))
+        if (option == QLatin1String("--remove-pictures") && tag.numberOfImages() > 0) {
             tag.removeAllImages();
+            *changed = true;
+        }
     }
     for (const auto& [option, value] : std::as_const(mChanges)) {
-        if (option == QLatin1String("--title"))
-            tag.setTitle(value);
-        else if (option == QLatin1String("--artist"))
-            tag.setArtist(value);
-        else if (option == QLatin1String("--album"))
-            tag.setAlbum(value);
-        else if (option == QLatin1String("--year"))
-            tag.setYear(value);
-        else if (option == QLatin1String("--genre"))
-            tag.setGenres(value);
-        else if (option == QLatin1String("--track"))
-            tag.setTrack(value);
-        else if (option == QLatin1String("--bpm"))
-            tag.setBPM(value);
-        else if (option == QLatin1String("--compilation"))
-            tag.setIsPartOfCompilation(value == QLatin1String("yes"));
-        else if (option == QLatin1String("--lyrics-file"))
-            tag.setLyrics(value);
-        else if (option == QLatin1String("--no-lyrics"))
-            tag.setLyrics(QString());
-        else if (option == QLatin1String("--add-picture")) {
+        for (const TextOption& text : textOptions) {
+            if (option != text.option)
+                continue;
+            const QString current = (tag.*text.get)();
+            if (current != value && !(current.isEmpty() && value.isEmpty())) {
+                (tag.*text.set)(value);
+                *changed = true;
+            }
+        }
+        if (option == QLatin1String("--compilation")) {
+            const bool wanted = value == QLatin1String("yes");
+            if (tag.isPartOfCompilation() != wanted) {
+                tag.setIsPartOfCompilation(wanted);
+                *changed = true;
+            }
+        } else if (option == QLatin1String("--add-picture")) {
             std::optional<ID3Image> picture = ID3Image::imageWithData(mPictureData, mPictureMime);
             if (!picture || !tag.addImage(*picture))
                 return false;
+            *changed = true;
         }
     }
     return true;
@@ -177,12 +198,19 @@ int SetCommand::run()
             continue;
         }
         QString error;
-        if (!apply(*tag) || !tag->modifySongFileAtPath(path, &error)) {
+        bool changed = false;
+        const bool applied = apply(*tag, &changed);
+        if (applied && !changed) {
+            CliOutput::print(mOut, LocalizedStrings::format(QStringLiteral("CliUnchanged"), path) +
+                                       QLatin1Char('\n'));
+            continue;
+        }
+        if (!applied || !tag->modifySongFileAtPath(path, &error)) {
             CliOutput::print(
                 mErr,
                 LocalizedStrings::format(
                     QStringLiteral("CliWriteFailed"), path,
-                    error.isEmpty() ? LocalizedStrings::text(QStringLiteral("ErrorCannotMakeID3")) : error) +
+                    error.isEmpty() ? LocalizedStrings::text(QStringLiteral("ErrorTagNotWritten")) : error) +
                     QLatin1Char('\n'));
             status = 1;
             continue;

@@ -1,6 +1,7 @@
 #include "RegenerateController.h"
 
 #include "songs/SongFile.h"
+#include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
 #include "tags/AudioInfoTag.h"
 #include "tags/FileWriteLock.h"
@@ -81,8 +82,11 @@ bool RegenerateController::regenerateSong(SongFile& song, QString* errorText)
             const ForgivingReadScope forgiving;
             tag = song.infotag();
         }
-        if (!tag)
+        if (!tag) {
+            if (errorText)
+                *errorText = LocalizedStrings::format(QStringLiteral("ErrorSongUnreadable"), song.path());
             return false;
+        }
         if (tag->numberOfImages() == 0) {
             for (const ID3Image& picture : oldPictures)
                 tag->addImage(picture);
@@ -96,6 +100,8 @@ bool RegenerateController::regenerateSong(SongFile& song, QString* errorText)
         return true;
     } catch (const std::exception& e) {
         WMLog("regenerate %@ exception %@", song.path(), e.what());
+        if (errorText)
+            *errorText = QString::fromUtf8(e.what());
         return false;
     }
 }

@@ -18,6 +18,7 @@
 namespace {
 
 constexpr quint32 kData = 0x64617461; // "data"
+constexpr quint32 kHdlr = 0x68646C72; // "hdlr"
 constexpr quint32 kMdat = 0x6D646174; // "mdat"
 constexpr quint32 kMoov = 0x6D6F6F76; // "moov"
 constexpr quint32 kTrak = 0x7472616B; // "trak"
@@ -96,6 +97,36 @@ void chunkTables(Atom* moov, int* tracks, bool* wide)
             ++*tracks;
         *wide = *wide || co64;
     }
+}
+
+// The item list "moov:udta:meta:ilst", made when the file has none, with
+// whatever is missing above it; a "meta" made here gets the metadata handler
+// that players look for before its items. Null without a "moov".
+Atom* findOrMakeItemList(Atom* root)
+{
+    Atom* moov = root->childAtAtomPath(QStringLiteral("FILE:moov"));
+    if (!moov)
+        return nullptr;
+    if (Atom* ilst = moov->childAtAtomPath(QStringLiteral("moov:udta:meta:ilst")))
+        return ilst;
+    Atom* meta = moov->childAtAtomPath(QStringLiteral("moov:udta:meta"));
+    if (!meta) {
+        Atom* udta = moov->childAtAtomPath(QStringLiteral("moov:udta"), true);
+        meta = udta ? udta->childAtAtomPath(QStringLiteral("udta:meta"), true) : nullptr;
+        if (!meta)
+            return nullptr;
+        meta->becomeContainer();
+        // The version bytes of a "meta" are not part of its counted size.
+        if (Atom::autoSizing())
+            meta->resizeSiblingFreeBy(-4);
+        Atom* hdlr = meta->appendChild(Atom::atomWithName(kHdlr));
+        if (Atom::autoSizing())
+            hdlr->resizeSiblingFreeBy(-8);
+        // Version and flags, no predefined value, handler "mdir" by "appl",
+        // the rest of the reserved words and an empty name.
+        hdlr->setData(QByteArray(8, '\0') + QByteArray("mdirappl") + QByteArray(9, '\0'));
+    }
+    return meta->childAtAtomPath(QStringLiteral("meta:ilst"), true);
 }
 
 // One replacement: consecutive top-level atoms whose bytes changed.
@@ -189,7 +220,7 @@ bool AACFileWriter::write(const AACInfoTag& tag, QString* errorText)
     AtomFileDevice file(mPath);
     if (!identity.isValid() || !QFileInfo(mPath).isWritable() || !file.open(QIODevice::ReadOnly)) {
         WMLog("AACInfoTag cannot open %@ for updating", mPath);
-        return false;
+        return fail(errorText, LocalizedStrings::text(QStringLiteral("ErrorCannotOpenForWrite")));
     }
     if (FileIdentity::of(mPath) != identity) {
         WMLog("AACInfoTag will not write %@: it changed since its tag was read", mPath);
@@ -225,11 +256,10 @@ bool AACFileWriter::write(const AACInfoTag& tag, QString* errorText)
 
 bool AACFileWriter::writeTree(const AACInfoTag& tag, Atom* root, QString* errorText)
 {
-    Atom* meta = root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta"));
-    Atom* ilst = meta ? meta->childAtAtomPath(QStringLiteral("meta:ilst")) : nullptr;
+    Atom* ilst = findOrMakeItemList(root);
     if (!ilst) {
-        WMLog("AACInfoTag will not write %@: it has no item list", mPath);
-        return false;
+        WMLog("AACInfoTag will not write %@: it has no movie atom", mPath);
+        return fail(errorText, LocalizedStrings::text(QStringLiteral("ErrorNoMovieAtom")));
     }
     writeItems(tag, ilst, errorText);
     Atom* moov = root->childAtAtomPath(QStringLiteral("FILE:moov"));

@@ -9,7 +9,8 @@ class AACInfoTag;
 class Atom;
 
 // Saves an AACInfoTag into its MPEG-4 file. The item list is edited in the
-// atom tree with free-space compensation on; the top-level atoms whose bytes
+// atom tree with free-space compensation on (a file without one is given
+// "moov:udta:meta" with its handler and "ilst"); the top-level atoms whose bytes
 // changed become replacements of their file regions, and the media data are
 // never read: the crash-safe rewriter keeps them and shifts them when the
 // movie atom changed length, in which case the chunk offsets of the (single)
@@ -21,8 +22,7 @@ class AACFileWriter
 public:
     explicit AACFileWriter(QString path);
 
-    // False on failure with a reason in `errorText` (none when the file
-    // cannot be opened or has no item list: such a file is not given one).
+    // False on failure with a reason in `errorText`.
     bool write(const AACInfoTag& tag, QString* errorText);
     // After a successful write: whether the media data kept their place.
     bool keptMediaInPlace() const { return mKeptMediaInPlace; }

@@ -66,8 +66,8 @@ public:
     void setString(const QString& value, const QString& key);
     const QVariantMap& attributes() const { return mAttribs; }
 
-    // Writes the tag into the file. A file without "moov:udta:meta:ilst" is
-    // never given one (false, no text). Other failures answer a reason.
+    // Writes the tag into the file; a file without "moov:udta:meta:ilst" is
+    // given one. Failures answer a reason.
     bool modifySongFileAtPath(const QString& path, QString* errorText) override;
     QString readVersion() const override;
     QString writeVersion() const override;

@@ -4,7 +4,6 @@
 #include "MP3InfoTag.h"
 
 #include "support/WMLog.h"
-#include "text/WMStringExtensions.h"
 
 namespace {
 
@@ -43,11 +42,11 @@ QByteArray languageBytes(const QVariantMap& block)
 }
 
 // Descriptor and text of a text block, both ISO-8859-1 when both fit, else
-// both big-endian UTF-16.
+// both UTF-16 with a byte-order mark.
 struct EncodedBlock
 {
     QByteArray language, descriptor, text;
-    bool unicode = false;
+    int encoding = 0;
 };
 
 EncodedBlock encodeBlock(const QVariantMap& block)
@@ -56,14 +55,9 @@ EncodedBlock encodeBlock(const QVariantMap& block)
     encoded.language = languageBytes(block);
     const QString desc = block.value(QStringLiteral("desc")).toString();
     const QString text = block.value(QStringLiteral("text")).toString();
-    encoded.unicode = !ID3TextCodec::isLatin1Convertible(desc) || !ID3TextCodec::isLatin1Convertible(text);
-    if (encoded.unicode) {
-        encoded.descriptor = WMStringExtensions::bigEndianUnicodeData(desc);
-        encoded.text = WMStringExtensions::bigEndianUnicodeData(text);
-    } else {
-        encoded.descriptor = desc.toLatin1();
-        encoded.text = text.toLatin1();
-    }
+    encoded.encoding = ID3TextCodec::writingEncodingFor({desc, text});
+    encoded.descriptor = ID3TextCodec::encodedString(desc, encoded.encoding);
+    encoded.text = ID3TextCodec::encodedString(text, encoded.encoding);
     return encoded;
 }
 
@@ -112,19 +106,14 @@ QByteArray ID3FrameWriter::dataForID3v22(const MP3InfoTag& tag)
         QByteArray body;
         if (const auto* block = std::get_if<QVariantMap>(&object); block && id == QLatin1String("ULT")) {
             const EncodedBlock e = encodeBlock(*block);
-            body += static_cast<char>(e.unicode ? 1 : 0);
-            body += e.language + e.descriptor;
-            body += e.unicode ? QByteArray(2, '\0') : QByteArray(1, '\0');
+            body += static_cast<char>(e.encoding);
+            body += e.language + e.descriptor + ID3TextCodec::terminator(e.encoding);
             body += e.text;
         } else if (const auto* strings = std::get_if<QStringList>(&object)) {
             const QString value = strings->isEmpty() ? QString() : strings->first();
-            if (ID3TextCodec::isLatin1Convertible(value)) {
-                body += '\0';
-                body += value.toLatin1();
-            } else {
-                body += '\1';
-                body += WMStringExtensions::bigEndianUnicodeData(value);
-            }
+            const int encoding = ID3TextCodec::writingEncodingFor({value});
+            body += static_cast<char>(encoding);
+            body += ID3TextCodec::encodedString(value, encoding);
         } else if (const auto* raw = std::get_if<QByteArray>(&object)) {
             body = *raw;
         } else {
@@ -192,29 +181,18 @@ QByteArray ID3FrameWriter::dataForID3v2x(const MP3InfoTag& tag, bool v24, bool s
         if (const auto* block = std::get_if<QVariantMap>(&object); block && id == QLatin1String("USLT")) {
             const EncodedBlock e = encodeBlock(*block);
             beginFrame(id);
-            // Unicode is written as big-endian UTF-16 with a byte-order mark
-            // under encoding byte 2 in both versions, as tags written by
-            // earlier versions of the program are; our reader takes 1 and 2
-            // alike.
-            out += static_cast<char>(e.unicode ? 2 : 0);
-            out += e.language + e.descriptor;
-            out += e.unicode ? QByteArray(2, '\0') : QByteArray(1, '\0');
+            out += static_cast<char>(e.encoding);
+            out += e.language + e.descriptor + ID3TextCodec::terminator(e.encoding);
             out += e.text;
         } else if (const auto* strings = std::get_if<QStringList>(&object)) {
-            bool latin1 = true;
-            for (const QString& s : *strings)
-                latin1 = latin1 && ID3TextCodec::isLatin1Convertible(s);
+            // Unicode text is UTF-16 with a byte-order mark under encoding 1
+            // in both versions. Tags of earlier versions of the program say
+            // 2 before the mark; the reader takes both.
+            const int encoding = ID3TextCodec::writingEncodingFor(*strings);
             beginFrame(id);
-            out += static_cast<char>(latin1 ? 0 : 2);
-            for (const QString& s : *strings) {
-                if (latin1) {
-                    out += s.toLatin1();
-                    out += '\0';
-                } else {
-                    out += WMStringExtensions::bigEndianUnicodeData(s);
-                    out += QByteArray(2, '\0');
-                }
-            }
+            out += static_cast<char>(encoding);
+            for (const QString& s : *strings)
+                out += ID3TextCodec::encodedString(s, encoding) + ID3TextCodec::terminator(encoding);
         } else if (const auto* raw = std::get_if<QByteArray>(&object)) {
             if (raw->size() < 2)
                 continue;
@@ -230,12 +208,14 @@ QByteArray ID3FrameWriter::dataForID3v2x(const MP3InfoTag& tag, bool v24, bool s
     }
     for (const ID3Image& picture : tag.images()) {
         const qsizetype start = out.size();
+        const QString description = picture.pictureDescription();
+        const int encoding = ID3TextCodec::writingEncodingFor({description});
         beginFrame(QStringLiteral("APIC"));
-        out += '\0';
+        out += static_cast<char>(encoding);
         out += picture.mimeFormat().toUtf8();
         out += '\0';
         out += '\0'; // picture type
-        out += '\0'; // empty description
+        out += ID3TextCodec::encodedString(description, encoding) + ID3TextCodec::terminator(encoding);
         out += picture.imageData();
         if (!endFrame(start))
             return QByteArray();

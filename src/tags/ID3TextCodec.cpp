@@ -223,3 +223,25 @@ QByteArray ID3TextCodec::latin1Lossy(const QString& text)
     }
     return bytes;
 }
+
+int ID3TextCodec::writingEncodingFor(const QStringList& strings)
+{
+    for (const QString& s : strings) {
+        if (!isLatin1Convertible(s))
+            return 1;
+    }
+    return 0;
+}
+
+QByteArray ID3TextCodec::encodedString(const QString& text, int encoding)
+{
+    if (encoding == 0)
+        return latin1Lossy(text);
+    // Every string of encoding 1 begins with its mark, an empty one too.
+    return text.isEmpty() ? QByteArray("\xFE\xFF", 2) : WMStringExtensions::bigEndianUnicodeData(text);
+}
+
+QByteArray ID3TextCodec::terminator(int encoding)
+{
+    return QByteArray(encoding == 0 ? 1 : 2, '\0');
+}

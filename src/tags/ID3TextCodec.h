@@ -46,4 +46,17 @@ public:
     static bool isLatin1Convertible(const QString& text);
     // ISO-8859-1 bytes of the text; characters outside it become '?'.
     static QByteArray latin1Lossy(const QString& text);
+
+    // The encoding byte under which all of `strings` are written without
+    // loss: 0 (ISO-8859-1) when every character fits, else 1 (UTF-16 with a
+    // byte-order mark), the one Unicode form that ID3v2.2, 2.3 and 2.4 all
+    // define. Encoding 2 is never written: ID3v2.3 has none, and in ID3v2.4
+    // it means UTF-16 without a mark.
+    static int writingEncodingFor(const QStringList& strings);
+    // The bytes of `text` under encoding 0 (ISO-8859-1, '?' for what does
+    // not fit) or 1 (FE FF, then big-endian UTF-16 units; also for an empty
+    // text), without terminator.
+    static QByteArray encodedString(const QString& text, int encoding);
+    // The terminator of a string under that encoding: one or two zero bytes.
+    static QByteArray terminator(int encoding);
 };

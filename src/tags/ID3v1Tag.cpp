@@ -47,9 +47,13 @@ void ID3v1Tag::read(MP3InfoTag& tag, QByteArrayView block)
     if (present(97) && !v22 && tag.indexOfFrame(QStringLiteral("COMM")) < 0) {
         const QString comment = ID3TextCodec::id3v1StringIn(block, 97, 28);
         if (!comment.isEmpty()) {
-            // Flags, encoding 0, language, empty descriptor, text.
-            QByteArray frame("\0\0\0eng\0", 7);
-            frame += ID3TextCodec::latin1Lossy(comment);
+            // Flags, encoding, language, empty descriptor, text.
+            const int encoding = ID3TextCodec::writingEncodingFor({comment});
+            QByteArray frame("\0\0", 2);
+            frame += static_cast<char>(encoding);
+            frame += "eng";
+            frame += ID3TextCodec::encodedString(QString(), encoding) + ID3TextCodec::terminator(encoding);
+            frame += ID3TextCodec::encodedString(comment, encoding);
             tag.appendFrame(QStringLiteral("COMM"), frame);
         }
     }
@@ -102,7 +106,9 @@ bool ID3v1Tag::canHoldWithoutLoss(const MP3InfoTag& tag)
         if (value.size() > 30 || !ID3TextCodec::isLatin1Convertible(value))
             return false;
     }
-    if (tag.year().size() > 4)
+    // The block's year field is read back only from 1001 on.
+    const QString year = tag.year();
+    if (year.size() > 4 || (!year.isEmpty() && ID3TextCodec::integerValue(year) < 1001))
         return false;
     const QString track = tag.track();
     if (track.contains(QLatin1Char('/')))

@@ -48,6 +48,34 @@ int clampToInt(qint64 value)
 
 } // namespace
 
+int MP3Header::versionOf(uchar headerByte1)
+{
+    return versionTable[(headerByte1 >> 3) & 3];
+}
+
+int MP3Header::layerOf(uchar headerByte1)
+{
+    return layerTable[(headerByte1 >> 1) & 3];
+}
+
+int MP3Header::bitRateFor(int version, int layer, int rateIndex)
+{
+    if (version < 1 || version > 3 || layer < 1 || layer > 3 || rateIndex <= 0 || rateIndex > 15)
+        return 0;
+    if (rateIndex == 15)
+        return -1;
+    if (version == 1)
+        return bitRatesMPEG1[layer - 1][rateIndex];
+    return bitRatesMPEG2[layer == 1 ? 0 : 1][rateIndex];
+}
+
+int MP3Header::frequencyFor(int version, int frequencyIndex)
+{
+    if (version < 1 || version > 3 || frequencyIndex < 0 || frequencyIndex > 2)
+        return 0;
+    return frequencyTables[version - 1][frequencyIndex];
+}
+
 void MP3Header::releaseAttributes()
 {
     *this = MP3Header();
@@ -188,19 +216,10 @@ void MP3Header::decodeHeader(int position)
     const uchar b2 = bytes[position + 2];
     const uchar b3 = bytes[position + 3];
 
-    mVersion = versionTable[(b1 >> 3) & 3];
-    mLayer = layerTable[(b1 >> 1) & 3];
-    const int rateIndex = b2 >> 4;
-    if (mVersion == 0 || mLayer == 0 || rateIndex == 0)
-        mBitRate = 0;
-    else if (rateIndex == 15)
-        mBitRate = -1;
-    else if (mVersion == 1)
-        mBitRate = bitRatesMPEG1[mLayer - 1][rateIndex];
-    else
-        mBitRate = bitRatesMPEG2[mLayer == 1 ? 0 : 1][rateIndex];
-    const int frequencyIndex = (b2 >> 2) & 3;
-    mFrequency = (mVersion == 0 || frequencyIndex == 3) ? 0 : frequencyTables[mVersion - 1][frequencyIndex];
+    mVersion = versionOf(b1);
+    mLayer = layerOf(b1);
+    mBitRate = bitRateFor(mVersion, mLayer, b2 >> 4);
+    mFrequency = frequencyFor(mVersion, (b2 >> 2) & 3);
     mChannels = channelTable[b3 & 3];
 
     const qint64 firstFrame = static_cast<qint64>(mBufferOffsetInFile) + position;

@@ -36,6 +36,16 @@ public:
     // of a file of `fileSize` bytes (tests and fuzzing).
     void setBuffer(const QByteArray& bytes, qint64 offsetInFile, qint64 fileSize);
 
+    // The header fields by the published MPEG audio tables. Version: 1 MPEG 1,
+    // 2 MPEG 2, 3 MPEG 2.5, 0 reserved; layer 1 to 3, 0 reserved (both from
+    // the second header byte). Bit rate in kbit/s: 0 for the free-format
+    // index 0 or a reserved version or layer, -1 for the "bad" index 15.
+    // Frequency in Hz, 0 for the reserved index 3 or version.
+    static int versionOf(uchar headerByte1);
+    static int layerOf(uchar headerByte1);
+    static int bitRateFor(int version, int layer, int rateIndex);
+    static int frequencyFor(int version, int frequencyIndex);
+
     qint64 fileSize() const { return mFileSize; }
     int getSeconds() const { return mSeconds; }
     int getVersion() const { return mVersion; }

@@ -8,6 +8,7 @@
 #include "ID3FrameWriter.h"
 #include "ID3TextCodec.h"
 #include "ID3v1Tag.h"
+#include "MP3FrameScanner.h"
 #include "MP3Header.h"
 #include "PosixFile.h"
 #include "SafeFileRewriter.h"
@@ -119,13 +120,32 @@ void MP3InfoTag::readTags(QIODevice& file, const QString& path, bool withAudioHe
         if (!hasID3v2)
             getAttributesFromID3v1(last);
     }
-    if (withAudioHeader) {
-        MP3Header header;
-        if (header.openDevice(file, mID3v2Range.length, path)) {
-            mAudioProperties.insert(QStringLiteral("kMDItemDurationSeconds"), double(header.getSeconds()));
-            mAudioProperties.insert(QStringLiteral("kMDItemAudioBitRate"), header.getBitRate());
-            mAudioProperties.insert(QStringLiteral("kMDItemAudioSampleRate"), header.getFrequency());
-        }
+    if (withAudioHeader)
+        readAudioProperties(file, path);
+}
+
+void MP3InfoTag::readAudioProperties(QIODevice& file, const QString& path)
+{
+    MP3Header header;
+    const bool found = header.openDevice(file, mID3v2Range.length, path);
+    if (found && header.getSeconds() > 0 && header.getBitRate() > 0 && header.getFrequency() > 0) {
+        mAudioProperties.insert(QStringLiteral("kMDItemDurationSeconds"), double(header.getSeconds()));
+        mAudioProperties.insert(QStringLiteral("kMDItemAudioBitRate"), header.getBitRate());
+        mAudioProperties.insert(QStringLiteral("kMDItemAudioSampleRate"), header.getFrequency());
+        return;
+    }
+    // Nothing usable in the blocks the quick search reads: the frames
+    // themselves tell (a short file, frames further in, a free first frame).
+    const qint64 audioEnd = file.size() - mID3v1Range.length;
+    if (const auto scanned = MP3FrameScanner::scan(file, mID3v2Range.length, audioEnd)) {
+        WMLog("MP3 frames of %@ scanned from %qd: %.3f s", path, scanned->firstFrame, scanned->seconds);
+        mAudioProperties.insert(QStringLiteral("kMDItemDurationSeconds"), scanned->seconds);
+        mAudioProperties.insert(QStringLiteral("kMDItemAudioBitRate"), scanned->bitRate);
+        mAudioProperties.insert(QStringLiteral("kMDItemAudioSampleRate"), scanned->sampleRate);
+    } else if (found) {
+        mAudioProperties.insert(QStringLiteral("kMDItemDurationSeconds"), double(header.getSeconds()));
+        mAudioProperties.insert(QStringLiteral("kMDItemAudioBitRate"), header.getBitRate());
+        mAudioProperties.insert(QStringLiteral("kMDItemAudioSampleRate"), header.getFrequency());
     }
 }
 

@@ -134,6 +134,9 @@ private:
     // Throws on damage that makes the file unreadable.
     void readTags(const QString& path, bool withAudioHeader);
     void readTags(QIODevice& file, const QString& path, bool withAudioHeader);
+    // Duration, bit rate and sampling rate: from the first MPEG frame, or,
+    // when that search finds nothing usable, from scanning the frames.
+    void readAudioProperties(QIODevice& file, const QString& path);
     QString frameIDForVersion(const QString& id23, const QString& id22) const;
 
     QStringList mFrameIDs;

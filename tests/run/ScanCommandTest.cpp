@@ -1,4 +1,5 @@
 #include "LoadTestFiles.h"
+#include "Mp4TestFiles.h"
 #include "TestSupport.h"
 
 #include "cli/RegenerateCommand.h"
@@ -110,4 +111,29 @@ TEST(RegenerateCommand, RegeneratesFilesAndReportsMissingOnes)
     EXPECT_EQ(runCommand<RegenerateCommand>({hurt, folder + QStringLiteral("/none.mp3")}, &out, &err), 1);
     EXPECT_TRUE(out.contains("1 of 2 files regenerated")) << out.constData();
     EXPECT_EQ(runCommand<RegenerateCommand>({}, &out, &err), 2);
+}
+
+// An MPEG-4 file without a tag is regenerated (it is given an item list);
+// one that cannot hold a tag is refused with the reason.
+TEST(RegenerateCommand, UntaggedMpeg4FilesAndRefusalsWithTheirReason)
+{
+    using F = Mp4TestFiles;
+    const QString folder = LoadTestFiles::freshFolder(QStringLiteral("regenmp4"));
+    const QString untagged = folder + QStringLiteral("/untagged.m4a");
+    F::Options o;
+    o.withUdta = false;
+    ASSERT_TRUE(TestSupport::writeFile(untagged, F::m4a(o)));
+    QByteArray out, err;
+    EXPECT_EQ(runCommand<RegenerateCommand>({untagged}, &out, &err), 0) << err.constData();
+    EXPECT_TRUE(out.contains("1 of 1 files regenerated")) << out.constData();
+
+    const QString noMovie = folder + QStringLiteral("/nomovie.m4a");
+    const QByteArray bytes = F::atom(QStringLiteral("ftyp"), QByteArray("M4A ") + F::be32(0)) +
+                             F::atom(QStringLiteral("mdat"), F::chunkBytes(0, 4000));
+    ASSERT_TRUE(TestSupport::writeFile(noMovie, bytes));
+    out.clear();
+    err.clear();
+    EXPECT_EQ(runCommand<RegenerateCommand>({noMovie}, &out, &err), 1);
+    EXPECT_TRUE(err.contains("no movie atom")) << err.constData();
+    EXPECT_EQ(TestSupport::readFile(noMovie), bytes);
 }

@@ -258,25 +258,54 @@ TEST(AACInfoTag, TrackTempoAndGenreEncodings)
     }
 }
 
-TEST(AACInfoTag, AFileWithoutItemListIsNeverWritten)
+TEST(AACInfoTag, AFileWithoutItemListIsGivenOne)
 {
+    const char* variants[] = {"no udta", "udta without meta", "meta without ilst"};
     for (int variant = 0; variant < 3; ++variant) {
+        SCOPED_TRACE(variants[variant]);
         F::Options o;
         o.withUdta = variant != 0;
         o.withMeta = variant != 1;
         o.withIlst = variant != 2;
         const QString path = writeM4a(QStringLiteral("nometa%1").arg(variant), o);
-        const QByteArray before = TestSupport::readFile(path);
         auto tag = AACInfoTag::tagAtPath(path);
         ASSERT_TRUE(tag);
         tag->setTitle(QStringLiteral("x"));
         QString error;
-        EXPECT_FALSE(tag->modifySongFileAtPath(path, &error));
-        EXPECT_TRUE(error.isEmpty());
-        EXPECT_EQ(TestSupport::readFile(path), before);
+        ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+        const QByteArray file = TestSupport::readFile(path);
+        EXPECT_EQ(itemData(file, kNam).mid(8), QByteArray("x"));
+        expectChunksInPlace(file, o);
+        QBuffer buffer;
+        buffer.setData(file);
+        buffer.open(QIODevice::ReadOnly);
+        Atom::Ptr root = Atom::atomContainerFromFile(&buffer);
+        Atom* meta = root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta"));
+        ASSERT_TRUE(meta);
+        // The metadata handler leads a "meta" we made; one that was there stays.
+        ASSERT_GE(meta->contents().size(), 2u);
+        EXPECT_EQ(meta->contents().front()->nameString(), QStringLiteral("hdlr"));
+        EXPECT_EQ(meta->contents().front()->data().mid(8, 8), QByteArray("mdirappl"));
+        if (variant == 1) {
+            EXPECT_TRUE(root->childAtAtomPath(QStringLiteral("FILE:moov:udta:\u00A9cmt")));
+        }
     }
-    AACInfoTag tag;
-    EXPECT_FALSE(tag.modifySongFileAtPath(scratch(QStringLiteral("missing")), nullptr));
+
+    // Without a movie atom there is no place for a tag: refused with a reason.
+    const QString bare = scratch(QStringLiteral("nomoov"));
+    const QByteArray bareBytes = F::atom(QStringLiteral("ftyp"), QByteArray("M4A ") + F::be32(0)) +
+                                 F::atom(QStringLiteral("mdat"), F::chunkBytes(0, 4000));
+    ASSERT_TRUE(TestSupport::writeFile(bare, bareBytes));
+    auto tag = AACInfoTag::tagAtPath(bare);
+    ASSERT_TRUE(tag);
+    tag->setTitle(QStringLiteral("x"));
+    QString error;
+    EXPECT_FALSE(tag->modifySongFileAtPath(bare, &error));
+    EXPECT_FALSE(error.isEmpty());
+    EXPECT_EQ(TestSupport::readFile(bare), bareBytes);
+    AACInfoTag missing;
+    EXPECT_FALSE(missing.modifySongFileAtPath(scratch(QStringLiteral("missing")), &error));
+    EXPECT_FALSE(error.isEmpty());
 }
 
 TEST(AACInfoTag, ATitleChangeThatFitsTheFreeSpaceKeepsTheMediaInPlace)

@@ -2,7 +2,10 @@
 #include "TestSupport.h"
 
 #include "support/WMLog.h"
+#include "tags/MP3FrameScanner.h"
 #include "tags/MP3Header.h"
+
+#include <QBuffer>
 
 #include <gtest/gtest.h>
 
@@ -220,4 +223,67 @@ TEST(MP3Header, HashCoversTheAudioOnly)
     tooShort.setBuffer(audio.left(6000), 0, 100000);
     ASSERT_TRUE(tooShort.findHeader());
     EXPECT_EQ(tooShort.getHash(), 0u);
+}
+
+namespace {
+
+// A buffer that counts the bytes read from it.
+class CountingBuffer : public QBuffer
+{
+public:
+    explicit CountingBuffer(const QByteArray& bytes)
+    {
+        setData(bytes);
+        open(QIODevice::ReadOnly);
+    }
+    qint64 bytesRead = 0;
+
+protected:
+    qint64 readData(char* data, qint64 length) override
+    {
+        const qint64 n = QBuffer::readData(data, length);
+        bytesRead += qMax<qint64>(0, n);
+        return n;
+    }
+};
+
+} // namespace
+
+// The frame scan stays within its read bounds on long streams and junk, and
+// steps over a short damaged stretch.
+TEST(MP3FrameScanner, BoundedReadsDamageAndLongStreams)
+{
+    const double perFrame = 1152 / 44100.0;
+    const QByteArray frame = MpegTestFiles::frame(Spec());
+    struct Row
+    {
+        const char* name;
+        QByteArray bytes;
+        double seconds; // < 0: no frames found
+        int bitRate;    // the audio bytes, junk included, over the time
+    };
+    const int longCount = int((MP3FrameScanner::kMaxWalk + 600000) / frame.size());
+    const Row rows[] = {
+        {"longer than the walk", QByteArray(20000, '\0') + MpegTestFiles::frames(Spec(), longCount),
+         longCount * perFrame, 128},
+        {"damaged stretch",
+         MpegTestFiles::frames(Spec(), 40) + QByteArray(300, '\x11') + MpegTestFiles::frames(Spec(), 40),
+         80 * perFrame, 129},
+        {"frames beyond the search",
+         QByteArray(MP3FrameScanner::kMaxSearch + 1000, '\0') + MpegTestFiles::frames(Spec(), 20), -1, 0},
+        {"a lone free-format frame", QByteArray("\xff\xfb\x00\x00", 4) + QByteArray(400, '\x22'), -1, 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        CountingBuffer device(row.bytes);
+        const auto scanned = MP3FrameScanner::scan(device, 0, row.bytes.size());
+        EXPECT_LE(device.bytesRead, MP3FrameScanner::kMaxSearch + MP3FrameScanner::kMaxWalk + 256 * 1024);
+        if (row.seconds < 0) {
+            EXPECT_FALSE(scanned);
+            continue;
+        }
+        ASSERT_TRUE(scanned);
+        EXPECT_NEAR(scanned->seconds, row.seconds, 0.05);
+        EXPECT_EQ(scanned->bitRate, row.bitRate);
+    }
 }

@@ -288,6 +288,6 @@ TEST(MP3Write, TagDataLayout)
         t.setTitle(QStringLiteral("\u2603"));
         return t.dataForID3V23orV24(true);
     }();
-    EXPECT_EQ(unicode.mid(10), QByteArray("TIT2\0\0\0\x07\0\0\x02\xfe\xff\x26\x03\0\0", 17))
-        << "Unicode text: encoding byte 2, then a byte-order mark and big-endian units";
+    EXPECT_EQ(unicode.mid(10), QByteArray("TIT2\0\0\0\x07\0\0\x01\xfe\xff\x26\x03\0\0", 17))
+        << "Unicode text: encoding byte 1, then a byte-order mark and big-endian units";
 }

@@ -150,6 +150,20 @@ QByteArray MpegTestFiles::xingFrame(const FrameSpec& spec, quint32 frameCount, q
     return bytes;
 }
 
+QByteArray MpegTestFiles::vbriFrame(const FrameSpec& spec, quint32 frameCount, quint32 byteCount)
+{
+    QByteArray bytes = frameHeader(spec);
+    const int length = frameLength(spec);
+    if (bytes.isEmpty() || length < 36 + 18)
+        return bytes;
+    bytes.append(QByteArray(length - 4, '\0'));
+    std::copy_n("VBRI", 4, bytes.begin() + 36);
+    bytes[36 + 5] = 1; // version 1, then delay and quality left at 0
+    putBigEndian32(bytes, 36 + 10, byteCount);
+    putBigEndian32(bytes, 36 + 14, frameCount);
+    return bytes;
+}
+
 QByteArray MpegTestFiles::audio(const FrameSpec& spec, int count, bool withXing)
 {
     QByteArray body = frames(spec, count);

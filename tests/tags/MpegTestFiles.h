@@ -55,6 +55,9 @@ public:
     // counts. `offsetInFrame` < 0 places it at standardXingOffset().
     static QByteArray xingFrame(const FrameSpec& spec, quint32 frameCount, quint32 byteCount,
                                 bool infoTag = false, int offsetInFrame = -1);
+    // A frame carrying a VBRI header (32 bytes after the frame header) with
+    // the byte and frame counts.
+    static QByteArray vbriFrame(const FrameSpec& spec, quint32 frameCount, quint32 byteCount);
     // Audio of `count` frames, optionally led by a Xing frame counting them.
     static QByteArray audio(const FrameSpec& spec, int count, bool withXing = false);
 
