@@ -269,7 +269,7 @@ void WMHTTPQueue::removeFailureForHostOfURL(const QUrl& url)
 
 void WMHTTPQueue::setMaximumHTMLLength(int length)
 {
-    mMaxHTMLLength = std::max(length, 0);
+    mMaxHTMLLength = std::clamp(length, 0, int(kMaxAnswerLength));
 }
 
 void WMHTTPQueue::setSimultaneousConnections(int count)

@@ -94,8 +94,9 @@ public:
     // Forgets the failure time of the URL's host, so it is contacted again.
     void removeFailureForHostOfURL(const QUrl& url);
 
-    // A text/html body is cut off at this length (default 8 MB; 0: not cut
-    // off, only refused beyond kMaxAnswerLength as any other answer).
+    // A text/html body is cut off at this length (default 8 MB, at most
+    // kMaxAnswerLength; 0: not cut off, only refused beyond kMaxAnswerLength
+    // as any other answer).
     void setMaximumHTMLLength(int length);
     void setSimultaneousConnections(int count);
     int currentNumberOfConnections() const;
@@ -124,7 +125,6 @@ public:
     // The longest wait for a whole answer, from the request's start
     // (from "httpDeadlineSeconds" at start).
     void setAnswerDeadline(int ms) { mAnswerDeadlineMs = std::max(ms, 1); }
-    int answerDeadline() const { return mAnswerDeadlineMs; }
     static int answerDeadlineFromSettings();
 
     // The queue as a table (see HTTPQueueModel), made on first use.
