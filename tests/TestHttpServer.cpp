@@ -260,6 +260,13 @@ void TestHttpServer::send(QTcpSocket* socket, const Response& response, bool hea
         "HTTP/1.1 " + QByteArray::number(response.status) + ' ' + reasonPhrase(response.status) + "\r\n";
     for (const auto& [name, value] : response.headers)
         head += name + ": " + value + "\r\n";
+    if (response.endlessChunks && !headOnly && !response.body.isEmpty()) {
+        socket->write(head + "Transfer-Encoding: chunked\r\nConnection: keep-alive\r\n\r\n");
+        const QByteArray chunk =
+            QByteArray::number(response.body.size(), 16) + "\r\n" + response.body + "\r\n";
+        sendEndlessChunks(socket, chunk, response.chunkDelayMs, 0);
+        return;
+    }
     if (!hasHeader(response, "Content-Length")) {
         const qsizetype announced = response.body.size() + (response.wrongContentLength ? 100 : 0);
         head += "Content-Length: " + QByteArray::number(announced) + "\r\n";
@@ -290,5 +297,22 @@ void TestHttpServer::sendChunks(QTcpSocket* socket, QByteArray rest, int chunkSi
     QTimer::singleShot(chunkDelayMs, this, [this, guarded, rest, chunkSize, chunkDelayMs, closeAfter] {
         if (guarded && guarded->state() == QAbstractSocket::ConnectedState)
             sendChunks(guarded, rest, chunkSize, chunkDelayMs, closeAfter);
+    });
+}
+
+void TestHttpServer::sendEndlessChunks(QTcpSocket* socket, const QByteArray& chunk, int chunkDelayMs,
+                                       qint64 sent)
+{
+    // Only as fast as the client reads: unread chunks are not piled up here.
+    if (socket->bytesToWrite() < 4 * chunk.size()) {
+        socket->write(chunk);
+        sent += chunk.size();
+    }
+    if (sent >= kMaxEndlessBytes)
+        return; // the connection stays open, silent
+    QPointer<QTcpSocket> guarded(socket);
+    QTimer::singleShot(chunkDelayMs, this, [this, guarded, chunk, chunkDelayMs, sent] {
+        if (guarded && guarded->state() == QAbstractSocket::ConnectedState)
+            sendEndlessChunks(guarded, chunk, chunkDelayMs, sent);
     });
 }

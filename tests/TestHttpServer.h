@@ -55,6 +55,9 @@ public:
         bool closeWithoutAnswer = false; // reset the connection instead of answering
         bool neverAnswer = false;        // keep the connection open, say nothing
         bool wrongContentLength = false; // announce 100 bytes more than sent, then close
+        // Send `body` as one chunk of a chunked answer again and again, every
+        // chunkDelayMs, until the client goes away (or kMaxEndlessBytes).
+        bool endlessChunks = false;
 
         static Response text(const QByteArray& body, const QByteArray& contentType = "text/plain",
                              int status = 200);
@@ -91,6 +94,10 @@ public:
     // guard against hangs, not a measurement). Answers the condition.
     static bool waitFor(const std::function<bool()>& condition, int timeoutMs = 15000);
 
+    // An endless answer stops here, so that a client that never gives up
+    // cannot take the machine's memory with it.
+    static constexpr qint64 kMaxEndlessBytes = 256LL * 1024 * 1024;
+
 private:
     void acceptConnections();
     void readFrom(QTcpSocket* socket);
@@ -98,6 +105,7 @@ private:
     Response responseFor(const Request& request) const;
     void send(QTcpSocket* socket, const Response& response, bool headOnly);
     void sendChunks(QTcpSocket* socket, QByteArray rest, int chunkSize, int chunkDelayMs, bool closeAfter);
+    void sendEndlessChunks(QTcpSocket* socket, const QByteArray& chunk, int chunkDelayMs, qint64 sent);
 
     QTcpServer mServer;
     QElapsedTimer mClock;

@@ -10,6 +10,7 @@
 #include "run/WindowPrefs.h"
 #include "songs/SongFileInfoCache.h"
 #include "support/LocalizedStrings.h"
+#include "web/WMHTTPQueue.h"
 
 #include <QEventLoop>
 #include <QTextStream>
@@ -151,6 +152,9 @@ void FixCommand::connectOutput(MainController& controller)
     QObject::connect(&controller, &MainController::iTunesArtworkWarning, [this] {
         printAboveProgress(mErr, LocalizedStrings::text(QStringLiteral("iTunesArtworkWarning")));
     });
+    // Servers that time out, ask for too long a wait or answer too much.
+    QObject::connect(WMHTTPQueue::queue(), &WMHTTPQueue::importantLogNotification, &controller,
+                     [this](const QString& message) { printAboveProgress(mErr, message); });
     if (!mTerminal)
         return;
     QObject::connect(&controller, &MainController::statusTextChanged,

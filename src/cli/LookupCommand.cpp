@@ -5,6 +5,7 @@
 #include "run/PrefsController.h"
 #include "support/LocalizedStrings.h"
 #include "web/AlbumLookup.h"
+#include "web/WMHTTPQueue.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -16,8 +17,8 @@
 
 namespace {
 
-// A lookup that has heard nothing for this long is given up: every request
-// has its own time-out, so this only guards against a source that never ends.
+// A lookup that has not ended after this long is given up: every request
+// has its own deadline, so this only guards against a source that never ends.
 constexpr int GiveUpMs = 5 * 60 * 1000;
 
 } // namespace
@@ -97,6 +98,9 @@ int LookupCommand::run()
 
     QEventLoop loop;
     QObject::connect(&lookup, &AlbumLookup::finished, &loop, &QEventLoop::quit);
+    // Servers that fail the lookup are named on standard error, with why.
+    QObject::connect(WMHTTPQueue::queue(), &WMHTTPQueue::importantLogNotification, &loop,
+                     [this](const QString& message) { CliOutput::print(mErr, message + QLatin1Char('\n')); });
     QTimer giveUp;
     giveUp.setSingleShot(true);
     QObject::connect(&giveUp, &QTimer::timeout, &loop, [&]() {

@@ -23,6 +23,8 @@ const QList<PreferenceKeys::Key>& PreferenceKeys::all()
         key("ignoreNonSquareArt", T::Boolean, true, "reject pictures far from square"),
         key("keepiTunesRefreshed", T::Boolean, true, "make iTunes re-read a song after writing it"),
         key("cacheSizeMB", T::Integer, 10, "disk size of the web cache in megabytes"),
+        key("httpDeadlineSeconds", T::Integer, 60,
+            "longest wait in seconds for the whole answer to one web request"),
         key("id3v24Accurate", T::Boolean, false, "write ID3 2.4 frame sizes as synch-safe integers"),
         key("noiTunesArtwork", T::Boolean, false, "never ask iTunes about artwork kept outside the file"),
         key("filterLyrics", T::Boolean, false, "the search field searches lyrics"),

@@ -13,8 +13,8 @@ class QNetworkReply;
 // MIME type, the error dictionary it stands for, and the wait a
 // "Retry-After" field asks for. Error dictionaries are {"domain", "code",
 // "description"} with the domain "NSURLErrorDomain" (codes -1001 timed out,
-// -1003 host not found, -1004 cannot connect, -1009 offline, ...) or
-// "WMHTTPStatus" (code = the HTTP status).
+// -1003 host not found, -1004 cannot connect, -1009 offline, -1103 answer
+// too large, ...) or "WMHTTPStatus" (code = the HTTP status).
 class HTTPReplyReader
 {
 public:
@@ -33,5 +33,7 @@ public:
     // when the value is neither.
     static std::optional<qint64> retryAfterSeconds(const QByteArray& value, const QDateTime& now);
 
-    static constexpr qint64 kMaxRetryAfterSeconds = 3600;
+    // Far beyond any wait the queue honours, so that the wait asked for can
+    // still be named.
+    static constexpr qint64 kMaxRetryAfterSeconds = 366LL * 24 * 3600;
 };

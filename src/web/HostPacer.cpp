@@ -43,11 +43,16 @@ void HostPacer::pauseFor(const QString& host, qint64 seconds)
     mPausedUntil.insert(name, std::max(mPausedUntil.value(name, 0), until));
 }
 
+qint64 HostPacer::pauseRemaining(const QString& host) const
+{
+    return std::max<qint64>(mPausedUntil.value(host.toLower(), 0) - now(), 0);
+}
+
 qint64 HostPacer::delayBeforeStart(const QString& host) const
 {
     const QString name = host.toLower();
     const qint64 current = now();
-    qint64 delay = std::max<qint64>(mPausedUntil.value(name, 0) - current, 0);
+    qint64 delay = pauseRemaining(name);
     const auto interval = mIntervals.constFind(name);
     const auto lastStart = mLastStarts.constFind(name);
     if (interval != mIntervals.constEnd() && lastStart != mLastStarts.constEnd())

@@ -28,6 +28,8 @@ public:
 
     // Milliseconds until a request to the host may start; 0 when it may now.
     qint64 delayBeforeStart(const QString& host) const;
+    // Milliseconds left of the host's "Retry-After" pause; 0 when none.
+    qint64 pauseRemaining(const QString& host) const;
 
     static constexpr qint64 kFailurePauseMs = 300 * 1000;
 

@@ -43,7 +43,10 @@ void SongInfoTask::applyResourcesFromLibrary()
             continue;
 
         // A song still waiting for its own lookup may yet change; only what
-        // will not be overwritten is trusted.
+        // will not be overwritten is trusted. Its artwork stays unless
+        // artwork is overwritten and its picture is narrower than the
+        // threshold, so that the first song of an album borrows as the
+        // later ones do.
         const bool untrusted =
             std::any_of(mExcludeLibrary.cbegin(), mExcludeLibrary.cend(),
                         [&](const std::shared_ptr<SongFile>& s) { return s && s->path() == other->path(); });
@@ -53,7 +56,6 @@ void SongInfoTask::applyResourcesFromLibrary()
         if (untrusted) {
             takeYear = !mOverwriteFlags.testFlag(AlbumAsset::Year);
             takeGenre = !mOverwriteFlags.testFlag(AlbumAsset::Genre);
-            takeArtwork = false;
             if (mOverwriteFlags.testFlag(AlbumAsset::Artwork) && otherTag->numberOfImages() > 0) {
                 const QImage first = QImage::fromData(otherTag->images().value(0).imageData());
                 takeArtwork = !first.isNull() && first.width() >= mOverwriteImageWidth;
@@ -77,17 +79,15 @@ void SongInfoTask::applyResourcesFromLibrary()
             const ID3Image picture = realTag->images().first();
             if (picture.imageData().isEmpty() || picture.mimeFormat().isEmpty())
                 continue;
-            // Library artwork is never refused by the size rules: a refusal
-            // means the picture is used as it is.
-            QByteArray data = picture.imageData();
-            QString mime = picture.mimeFormat();
-            if (auto fitted =
-                    ArtworkFitter::adjustedImage(data, mMinImageWidth, mMaxImageWidth, !mIgnoreNonSquareArt);
-                fitted && fitted->reencoded) {
-                data = fitted->data;
-                mime = JPEGType;
-            }
-            std::optional<ID3Image> image = ID3Image::imageWithData(data, mime);
+            // A sibling's picture obeys the size rules of pictures from the
+            // web; a refused one leaves the search to other siblings and
+            // the sources.
+            const std::optional<ArtworkFitter::Result> fitted = ArtworkFitter::adjustedImage(
+                picture.imageData(), mMinImageWidth, mMaxImageWidth, !mIgnoreNonSquareArt);
+            if (!fitted)
+                continue;
+            const QString mime = fitted->reencoded ? JPEGType : picture.mimeFormat();
+            std::optional<ID3Image> image = ID3Image::imageWithData(fitted->data, mime);
             if (!image)
                 continue;
             if (iTunesScriptRunner::isiTunesRunning())

@@ -31,8 +31,7 @@ const QString kURLErrorDomain = QStringLiteral("NSURLErrorDomain");
 constexpr int kGetTimeoutMs = 10 * 1000;
 constexpr int kHeadTimeoutMs = 45 * 1000;
 constexpr int kPostTimeoutMs = 30 * 1000;
-constexpr qsizetype kUnknownLengthReserve = 32000;
-constexpr qsizetype kMaxReserve = 4 * 1024 * 1024;
+constexpr qint64 kReadBufferSize = 1024 * 1024;
 constexpr int kDefaultCacheSizeMB = 10;
 
 // The maker's own hosts: their failures never pause them.
@@ -47,11 +46,6 @@ QString ownerDescription(const QObject* owner)
         .arg(reinterpret_cast<quintptr>(owner), 0, 16);
 }
 
-bool isRedirectStatus(int status)
-{
-    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
-}
-
 } // namespace
 
 WMHTTPQueue* WMHTTPQueue::queue()
@@ -63,7 +57,8 @@ WMHTTPQueue* WMHTTPQueue::queue()
 }
 
 WMHTTPQueue::WMHTTPQueue(QObject* parent)
-    : QObject(parent), mAgentID(defaultAgentString()), mManager(std::make_unique<QNetworkAccessManager>())
+    : QObject(parent), mAgentID(defaultAgentString()), mAnswerDeadlineMs(answerDeadlineFromSettings() * 1000),
+      mManager(std::make_unique<QNetworkAccessManager>())
 {
     mWakeTimer.setSingleShot(true);
     connect(&mWakeTimer, &QTimer::timeout, this, &WMHTTPQueue::loadWaitingURLs);
@@ -93,6 +88,14 @@ qint64 WMHTTPQueue::cacheCapacityFromSettings()
     if (!value.isValid() || !ok || megabytes < 0)
         megabytes = kDefaultCacheSizeMB;
     return std::min<qint64>(megabytes, 1024 * 1024) * 1048576;
+}
+
+int WMHTTPQueue::answerDeadlineFromSettings()
+{
+    bool ok = false;
+    const int seconds =
+        QSettings().value(QStringLiteral("httpDeadlineSeconds"), kDefaultAnswerDeadlineSeconds).toInt(&ok);
+    return ok && seconds > 0 ? std::min(seconds, 3600) : kDefaultAnswerDeadlineSeconds;
 }
 
 void WMHTTPQueue::setCacheCapacity(qint64 bytes)
@@ -266,7 +269,7 @@ void WMHTTPQueue::removeFailureForHostOfURL(const QUrl& url)
 
 void WMHTTPQueue::setMaximumHTMLLength(int length)
 {
-    mMaxHTMLLength = std::max(length, 0);
+    mMaxHTMLLength = std::clamp(length, 0, int(kMaxAnswerLength));
 }
 
 void WMHTTPQueue::setSimultaneousConnections(int count)
@@ -331,9 +334,12 @@ void WMHTTPQueue::loadWaitingURLs()
         const QString host = url.host();
         if (!host.isEmpty()) {
             if (mPacer.hasRecentFailure(host)) {
-                info.failing = true;
-                QTimer::singleShot(0, this, [this, url] { notifyConnectionFailureForURL(url); });
+                failLater(url, info);
                 break;
+            }
+            if (mPacer.pauseRemaining(host) > kMaxRetryWaitSeconds * 1000) {
+                failLater(url, info, givenUpHostError(host));
+                continue;
             }
             const qint64 delay = mPacer.delayBeforeStart(host);
             if (delay > 0) {
@@ -341,14 +347,19 @@ void WMHTTPQueue::loadWaitingURLs()
                 continue;
             }
         }
-        if (!startRequest(url)) {
-            info.failing = true;
-            QTimer::singleShot(0, this, [this, url] { notifyConnectionFailureForURL(url); });
-        }
+        if (!startRequest(url))
+            failLater(url, info);
     }
     if (wakeIn >= 0)
         scheduleWakeUp(std::max<qint64>(wakeIn, 1));
     reloadTable();
+}
+
+void WMHTTPQueue::failLater(const QUrl& url, RequestInfo& info, const QVariantMap& error)
+{
+    info.failing = true;
+    info.failure = error;
+    QTimer::singleShot(0, this, [this, url] { notifyConnectionFailureForURL(url); });
 }
 
 void WMHTTPQueue::scheduleWakeUp(qint64 delayMs)
@@ -386,93 +397,30 @@ bool WMHTTPQueue::startRequest(const QUrl& url)
     }
     if (!reply)
         return false;
+    // Without a read buffer the network thread passes on everything it
+    // receives, however fast, and a server sending without end fills the
+    // event queue faster than the limits below are looked at.
+    reply->setReadBufferSize(kReadBufferSize);
     mConnections.insert(key, reply);
     mPacer.recordStart(url.host());
-    connect(reply, &QNetworkReply::metaDataChanged, this, [this, reply, key] { replyMetaData(reply, key); });
+    connect(reply, &QNetworkReply::metaDataChanged, this, [this, reply, key] {
+        replyMetaData(reply, key);
+        // An answer announced too large is not waited for.
+        if (mConnections.value(key) == reply && !cutsOffAnswer(key) &&
+            reply->header(QNetworkRequest::ContentLengthHeader).toLongLong() > answerLimit(key))
+            refuseTooLargeAnswer(key);
+    });
     connect(reply, &QNetworkReply::readyRead, this, [this, reply, key] { replyReadyRead(reply, key); });
     connect(reply, &QNetworkReply::finished, this, [this, reply, key] { replyFinished(reply, key); });
+    // The time-out above is the longest silence; this is the longest answer.
+    auto* deadline = new QTimer(reply);
+    deadline->setSingleShot(true);
+    connect(deadline, &QTimer::timeout, this, [this, reply, key] { answerDeadlinePassed(reply, key); });
+    deadline->start(mAnswerDeadlineMs);
     return true;
 }
 
-// ---- receiving
-
-void WMHTTPQueue::replyMetaData(QNetworkReply* reply, const QString& key)
-{
-    if (mConnections.value(key) != reply)
-        return;
-    mHeaderDicts.insert(key, HTTPReplyReader::headerFields(reply));
-    const QString mime = HTTPReplyReader::mimeType(reply);
-    if (mime.isEmpty())
-        mMIMETypes.remove(key);
-    else
-        mMIMETypes.insert(key, mime);
-
-    const qint64 expected = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
-    QByteArray& buffer = mData[key];
-    if (buffer.isEmpty())
-        buffer.reserve(expected < 1 ? kUnknownLengthReserve : std::min<qint64>(expected, kMaxReserve));
-    if (mIndicator && isIndicatorURL(key)) {
-        mIndicator->setIndeterminate(false);
-        mIndicator->setMaxValue(static_cast<double>(std::max<qint64>(expected, 0)));
-        mIndicator->setDoubleValue(0.0);
-    }
-}
-
-void WMHTTPQueue::replyReadyRead(QNetworkReply* reply, const QString& key)
-{
-    if (mConnections.value(key) != reply)
-        return;
-    QByteArray& buffer = mData[key];
-    buffer.append(reply->readAll());
-    if (mIndicator && isIndicatorURL(key))
-        mIndicator->setDoubleValue(static_cast<double>(buffer.size()));
-    if (mMaxHTMLLength > 0 && buffer.size() >= mMaxHTMLLength &&
-        mMIMETypes.value(key) == QStringLiteral("text/html")) {
-        // Enough of the page: treat it as finished with what has arrived.
-        const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        const QUrl url = mRequests.value(key).url;
-        releaseIndicator(key);
-        const QByteArray data = mData.take(key);
-        const QString mime = mMIMETypes.value(key);
-        dropConnection(key);
-        mNoInternetAnnounced = false;
-        notifyOwnerOfURL(url, data, mime, HTTPReplyReader::statusError(status));
-        return;
-    }
-    reloadTable();
-}
-
-void WMHTTPQueue::replyFinished(QNetworkReply* reply, const QString& key)
-{
-    if (mConnections.value(key) != reply) {
-        reply->deleteLater();
-        return;
-    }
-    const QUrl url = mRequests.value(key).url;
-    if (!mHeaderDicts.contains(key))
-        replyMetaData(reply, key);
-    if (reply->isOpen())
-        mData[key].append(reply->readAll());
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    if (isRedirectStatus(status) && followRedirect(reply, key, status))
-        return;
-    if ((status == 429 || status == 503) && retryLater(reply, key, status))
-        return;
-
-    QVariantMap error;
-    if (status >= 400) {
-        error = HTTPReplyReader::statusError(status);
-    } else if (reply->error() != QNetworkReply::NoError) {
-        connectionFailed(key, HTTPReplyReader::networkError(reply));
-        return;
-    }
-    releaseIndicator(key);
-    const QByteArray data = mData.take(key);
-    const QString mime = mMIMETypes.value(key);
-    dropConnection(key);
-    mNoInternetAnnounced = false;
-    notifyOwnerOfURL(url, data, mime, error);
-}
+// ---- notifying
 
 void WMHTTPQueue::notifyConnectionFailureForURL(const QUrl& url)
 {
@@ -480,9 +428,12 @@ void WMHTTPQueue::notifyConnectionFailureForURL(const QUrl& url)
     const auto info = mRequests.constFind(key);
     if (info == mRequests.constEnd() || !info->failing || mConnections.contains(key))
         return; // cancelled or queued again meanwhile
-    notifyOwnerOfURL(url, QByteArray(), QString(),
-                     HTTPReplyReader::makeError(kURLErrorDomain, -1004,
-                                                QStringLiteral("Could not connect to the server.")));
+    const QVariantMap error =
+        !info->failure.isEmpty()
+            ? info->failure
+            : HTTPReplyReader::makeError(kURLErrorDomain, -1004,
+                                         QStringLiteral("Could not connect to the server."));
+    notifyOwnerOfURL(url, QByteArray(), QString(), error);
 }
 
 void WMHTTPQueue::notifyOwnerOfURL(const QUrl& url, const QByteArray& data, const QString& mime,

@@ -14,6 +14,7 @@
 
 #include "web/HostPacer.h"
 
+#include <algorithm>
 #include <memory>
 
 class HTTPQueueModel;
@@ -46,6 +47,15 @@ class QNetworkReply;
 // redirectNotification()); a host may be given a minimum interval between
 // request starts; a 429 or 503 answer with "Retry-After" pauses its host
 // until then and re-queues the request (at most 3 times).
+//
+// Nothing a server does can hold the queue or fill the memory: every
+// request has a deadline for its whole answer (the setting
+// "httpDeadlineSeconds", 60 by default; passing it is a time-out, -1001);
+// HTML is cut off at 8 MB and any other answer above 16 MB fails (-1103);
+// a "Retry-After" longer than 60 seconds is not waited for: the host's URLs
+// fail at once with its busy status until the time it named. A host paused
+// after a time-out, a host given up on and a host whose answer was too
+// large are told to the user with importantLogNotification(), once each.
 //
 // The queue can be shown in a table: tableModel() answers a model with the
 // columns "url" and "status". Attaching it to a view (attachToTableView) is
@@ -84,8 +94,9 @@ public:
     // Forgets the failure time of the URL's host, so it is contacted again.
     void removeFailureForHostOfURL(const QUrl& url);
 
-    // A text/html body is cut off at the first chunk that reaches this
-    // length (0: no limit).
+    // A text/html body is cut off at this length (default 8 MB, at most
+    // kMaxAnswerLength; 0: not cut off, only refused beyond kMaxAnswerLength
+    // as any other answer).
     void setMaximumHTMLLength(int length);
     void setSimultaneousConnections(int count);
     int currentNumberOfConnections() const;
@@ -109,7 +120,12 @@ public:
     static qint64 cacheCapacityFromSettings();
 
     // Overrides every request's time-out (ms; 0 restores 10/45/30 seconds).
+    // This is the longest silence between two pieces of an answer.
     void setTimeoutForTests(int ms) { mTimeoutOverrideMs = ms; }
+    // The longest wait for a whole answer, from the request's start
+    // (from "httpDeadlineSeconds" at start).
+    void setAnswerDeadline(int ms) { mAnswerDeadlineMs = std::max(ms, 1); }
+    static int answerDeadlineFromSettings();
 
     // The queue as a table (see HTTPQueueModel), made on first use.
     QAbstractItemModel* tableModel();
@@ -121,6 +137,13 @@ public:
     static constexpr int kDefaultMaxConnections = 8;
     static constexpr int kMaxRedirects = 10;
     static constexpr int kMaxRetries = 3;
+    // The longest "Retry-After" waited for; a longer one gives up on the host.
+    static constexpr qint64 kMaxRetryWaitSeconds = 60;
+    static constexpr int kDefaultAnswerDeadlineSeconds = 60;
+    // The HTML cut-off unless set otherwise, and the limit of every answer
+    // that is not cut off.
+    static constexpr int kDefaultMaxHTMLLength = 8 * 1024 * 1024;
+    static constexpr qint64 kMaxAnswerLength = 16 * 1024 * 1024;
 
 signals:
     // The "WMHTTPRedirectNotification": {"old": QUrl, "new": QUrl}.
@@ -145,7 +168,8 @@ private:
         QByteArray body;
         int redirectHops = 0;
         int retries = 0;
-        bool failing = false; // a deferred failure is on its way
+        bool failing = false; // a deferred failure is on its way ...
+        QVariantMap failure;  // ... with this error (none: -1004)
     };
 
     void enqueue(const QUrl& url, QObject* owner, const QByteArray& returnMethod, bool atBeginning,
@@ -156,9 +180,20 @@ private:
     void replyReadyRead(QNetworkReply* reply, const QString& key);
     void replyMetaData(QNetworkReply* reply, const QString& key);
     void replyFinished(QNetworkReply* reply, const QString& key);
+    void answerDeadlinePassed(QNetworkReply* reply, const QString& key);
+    // The most a body may hold before it is cut off (HTML) or refused.
+    qint64 answerLimit(const QString& key) const;
+    bool cutsOffAnswer(const QString& key) const;
+    void refuseTooLargeAnswer(const QString& key);
     bool followRedirect(QNetworkReply* reply, const QString& key, int status);
     bool retryLater(QNetworkReply* reply, const QString& key, int status);
-    void connectionFailed(const QString& key, const QVariantMap& error);
+    // A host whose "Retry-After" is beyond the longest wait: its URLs fail
+    // at once with this error until then.
+    QVariantMap givenUpHostError(const QString& host) const;
+    // `timeoutSeconds`: the wait that passed, for a time-out (0: the
+    // request's own time-out).
+    void connectionFailed(const QString& key, const QVariantMap& error, int timeoutSeconds = 0);
+    void failLater(const QUrl& url, RequestInfo& info, const QVariantMap& error = {});
     void notifyConnectionFailureForURL(const QUrl& url);
     void notifyOwnerOfURL(const QUrl& url, const QByteArray& data, const QString& mime,
                           const QVariantMap& error);
@@ -188,13 +223,16 @@ private:
     QPointer<ProgressIndicator> mIndicator;
     QUrl mIndicatorURL;
     int mMaxConnections = kDefaultMaxConnections;
-    int mMaxHTMLLength = 0;
+    int mMaxHTMLLength = kDefaultMaxHTMLLength;
     bool mQueuePaused = false;
 
     QHash<QString, RequestInfo> mRequests;
     HostPacer mPacer; // failed, paced and paused hosts
     bool mNoInternetAnnounced = false;
     int mTimeoutOverrideMs = 0;
+    int mAnswerDeadlineMs = kDefaultAnswerDeadlineSeconds * 1000;
+    QHash<QString, int> mBusyStatuses; // host -> status of its long "Retry-After"
+    QSet<QString> mTooLargeAnnounced;  // hosts whose answer was too large, told once
     QTimer mWakeTimer;
     std::unique_ptr<QNetworkAccessManager> mManager;
     QNetworkDiskCache* mCache = nullptr; // owned by mManager

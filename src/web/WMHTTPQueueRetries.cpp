@@ -1,6 +1,7 @@
 // The parts of the HTTP queue that handle answers other than a plain
 // success: redirects followed with the owner kept, busy hosts asked again
-// after their Retry-After, and connection failures that pause a host.
+// after their Retry-After (or given up on when that is too far off), and
+// connection failures and time-outs that pause a host.
 #include "WMHTTPQueue.h"
 
 #include "support/LocalizedStrings.h"
@@ -71,7 +72,22 @@ bool WMHTTPQueue::retryLater(QNetworkReply* reply, const QString& key, int statu
     const auto seconds =
         HTTPReplyReader::retryAfterSeconds(reply->rawHeader("Retry-After"), QDateTime::currentDateTimeUtc());
     RequestInfo& info = mRequests[key];
-    if (!seconds || info.retries >= kMaxRetries)
+    if (!seconds)
+        return false;
+    if (*seconds > kMaxRetryWaitSeconds) {
+        // Waiting that long would hold the whole run: the host is left alone
+        // until then, and this answer is the owner's now.
+        const QString host = info.url.host().toLower();
+        WMLog("HTTP status %d for %@: asked to wait %d s, giving up on %@", status, info.url.toString(),
+              *seconds, host);
+        if (mPacer.pauseRemaining(host) <= kMaxRetryWaitSeconds * 1000)
+            emit importantLogNotification(
+                LocalizedStrings::format(QStringLiteral("ErrorHostAsksToWait"), host, *seconds));
+        mPacer.pauseFor(host, *seconds);
+        mBusyStatuses.insert(host, status);
+        return false;
+    }
+    if (info.retries >= kMaxRetries)
         return false;
     ++info.retries;
     mPacer.pauseFor(info.url.host(), *seconds);
@@ -83,15 +99,29 @@ bool WMHTTPQueue::retryLater(QNetworkReply* reply, const QString& key, int statu
     return true;
 }
 
+QVariantMap WMHTTPQueue::givenUpHostError(const QString& host) const
+{
+    return HTTPReplyReader::statusError(mBusyStatuses.value(host.toLower(), 503));
+}
+
 // ---- failing and notifying
 
-void WMHTTPQueue::connectionFailed(const QString& key, const QVariantMap& error)
+void WMHTTPQueue::connectionFailed(const QString& key, const QVariantMap& error, int timeoutSeconds)
 {
-    const QUrl url = mRequests.value(key).url;
+    const RequestInfo info = mRequests.value(key);
+    const QUrl url = info.url;
     const int code = error.value(QStringLiteral("code")).toInt();
     const QString host = url.host().toLower();
-    if ((code == -1001 || code == -1003 || code == -1004) && !host.isEmpty() && !isUnrecordedHost(host))
+    if ((code == -1001 || code == -1003 || code == -1004) && !host.isEmpty() && !isUnrecordedHost(host)) {
+        if (code == -1001 && !mPacer.hasRecentFailure(host)) {
+            // Once per pause of the host.
+            if (timeoutSeconds <= 0)
+                timeoutSeconds = std::max(1, (timeoutFor(info.verb) + 999) / 1000);
+            emit importantLogNotification(
+                LocalizedStrings::format(QStringLiteral("ErrorHostTimedOut"), host, qint64(timeoutSeconds)));
+        }
         mPacer.recordFailure(host);
+    }
     releaseIndicator(key);
     dropConnection(key);
     if (code == -1009 && !mNoInternetAnnounced) {

@@ -12,25 +12,6 @@
 
 namespace {
 
-// First occurrence of a non-empty marker from `from` on, ignoring case.
-qsizetype indexOfMarker(const QString& page, const QString& marker, qsizetype from = 0)
-{
-    if (marker.isEmpty() || from < 0 || from > page.size())
-        return -1;
-    return page.indexOf(marker, from, Qt::CaseInsensitive);
-}
-
-// A position just behind the tag in which `position` lies, when it lies in
-// one (the next ">" comes before the next "<"); else `position`.
-qsizetype skipRestOfTag(const QString& page, qsizetype position)
-{
-    const qsizetype nextOpen = page.indexOf(QLatin1Char('<'), position);
-    const qsizetype nextClose = page.indexOf(QLatin1Char('>'), position);
-    if (nextClose >= 0 && (nextOpen < 0 || nextClose < nextOpen))
-        return nextClose + 1;
-    return position;
-}
-
 bool isBlockTag(QStringView name)
 {
     static const QSet<QString> blocks = {
@@ -61,47 +42,32 @@ QString attributeValue(const QString& markup, QLatin1StringView attribute)
     return WMStringExtensions::stringByReplacingAmpersandCodes(match.captured(1));
 }
 
-// "12." or "12" -> 12; anything else -> 0.
-int trackNumberOf(const QString& text)
+} // namespace
+
+WikipediaPageReader::WikipediaPageReader(const QVariantMap& resources) : mResources(resources) {}
+
+qsizetype WikipediaPageReader::indexOfMarker(const QString& page, const QString& marker, qsizetype from)
 {
-    static const QRegularExpression pattern(QStringLiteral("^(\\d{1,4})\\.?$"));
-    const QRegularExpressionMatch match = pattern.match(text.trimmed());
-    return match.hasMatch() ? match.captured(1).toInt() : 0;
+    if (marker.isEmpty() || from < 0 || from > page.size())
+        return -1;
+    return page.indexOf(marker, from, Qt::CaseInsensitive);
 }
 
-// The number a list starts with: its start="N", else its first item's
-// value="N", else 1.
-int listStartNumber(const QString& list)
+qsizetype WikipediaPageReader::skipRestOfTag(const QString& page, qsizetype position)
 {
-    static const QRegularExpression start(QStringLiteral("\\sstart\\s*=\\s*\"?(\\d{1,4})"),
-                                          QRegularExpression::CaseInsensitiveOption);
-    static const QRegularExpression value(QStringLiteral("<li[^>]*\\svalue\\s*=\\s*\"?(\\d{1,4})"),
-                                          QRegularExpression::CaseInsensitiveOption);
-    const qsizetype openEnd = list.indexOf(QLatin1Char('>'));
-    const QRegularExpressionMatch startMatch = start.match(list.left(std::max<qsizetype>(openEnd, 0)));
-    if (startMatch.hasMatch())
-        return startMatch.captured(1).toInt();
-    const qsizetype firstItem = list.indexOf(QLatin1String("<li"), 0, Qt::CaseInsensitive);
-    if (firstItem >= 0) {
-        const qsizetype itemEnd = list.indexOf(QLatin1Char('>'), firstItem);
-        const QRegularExpressionMatch valueMatch =
-            value.match(list.mid(firstItem, itemEnd < 0 ? -1 : itemEnd - firstItem + 1));
-        if (valueMatch.hasMatch())
-            return valueMatch.captured(1).toInt();
-    }
-    return 1;
+    const qsizetype nextOpen = page.indexOf(QLatin1Char('<'), position);
+    const qsizetype nextClose = page.indexOf(QLatin1Char('>'), position);
+    if (nextClose >= 0 && (nextOpen < 0 || nextClose < nextOpen))
+        return nextClose + 1;
+    return position;
 }
 
-QString oneLine(const QString& text)
+QString WikipediaPageReader::oneLine(const QString& text)
 {
     QString line = text;
     line.replace(QLatin1Char('\n'), QLatin1Char(' '));
     return line.simplified();
 }
-
-} // namespace
-
-WikipediaPageReader::WikipediaPageReader(const QVariantMap& resources) : mResources(resources) {}
 
 QString WikipediaPageReader::text(const char* key) const
 {
@@ -232,33 +198,6 @@ QString WikipediaPageReader::yearFromText(const QString& text)
     return QString();
 }
 
-QString WikipediaPageReader::trackNameFromHTML(const QString& html, bool* quoted)
-{
-    QString name = oneLine(visibleText(html));
-    bool wasQuoted = false;
-    if (!name.isEmpty()) {
-        const QChar first = name.at(0);
-        if (first == QLatin1Char('"')) {
-            // A title that is itself quoted stands in doubled quotes.
-            const qsizetype marks = name.startsWith(QLatin1String("\"\"")) ? 2 : 1;
-            const qsizetype end = name.indexOf(QString(marks, first), marks);
-            if (end > marks) {
-                name = name.mid(marks, end - marks).trimmed();
-                wasQuoted = true;
-            }
-        } else if (first == QChar(0x201C)) {
-            const qsizetype end = name.indexOf(QChar(0x201D), 1);
-            if (end > 1) {
-                name = name.mid(1, end - 1).trimmed();
-                wasQuoted = true;
-            }
-        }
-    }
-    if (quoted)
-        *quoted = wasQuoted;
-    return name;
-}
-
 QString WikipediaPageReader::textBetween(const QString& page, const char* beginKey, const char* endKey) const
 {
     const QString begin = text(beginKey);
@@ -327,155 +266,6 @@ QString WikipediaPageReader::artworkURL(const QString& page) const
     if (tagEnd < 0)
         return QString();
     return attributeValue(page.mid(image, tagEnd - image), QLatin1String("src")).trimmed();
-}
-
-QStringList WikipediaPageReader::trackNames(const QString& page) const
-{
-    const QStringList fromTables = tracksFromTables(page);
-    return fromTables.isEmpty() ? tracksFromLists(page) : fromTables;
-}
-
-QStringList WikipediaPageReader::tracksFromTable(const QString& table, int* firstNumber) const
-{
-    *firstNumber = 0;
-    const auto headers =
-        PageExtractor::parsedContentsOfHTML(table, description("parseTrackListTableHeaders"));
-    if (!headers)
-        return {};
-    qsizetype titleIndex = -1;
-    for (const QStringList& row : *headers) {
-        for (qsizetype i = 0; i < row.size() && titleIndex < 0; ++i) {
-            if (oneLine(visibleText(row.at(i))).compare(QLatin1String("Title"), Qt::CaseInsensitive) == 0)
-                titleIndex = i;
-        }
-        if (titleIndex >= 0)
-            break;
-    }
-    if (titleIndex < 0)
-        return {};
-    const auto rows = PageExtractor::parsedContentsOfHTML(table, description("parseTrackListTable"));
-    if (!rows)
-        return {};
-    QStringList names;
-    for (const QStringList& row : *rows) {
-        if (row.size() <= titleIndex || names.size() >= 999)
-            continue;
-        if (titleIndex > 0) {
-            // With a number column, only numbered rows are tracks: this
-            // leaves out captions, headers and the total length.
-            const int number = trackNumberOf(oneLine(visibleText(row.at(0))));
-            if (number <= 0)
-                continue;
-            if (*firstNumber == 0)
-                *firstNumber = number;
-        }
-        bool quoted = false;
-        const QString name = trackNameFromHTML(row.at(titleIndex), &quoted);
-        if (name.isEmpty() || (!quoted && name.compare(QLatin1String("Title"), Qt::CaseInsensitive) == 0))
-            continue;
-        names.append(name);
-    }
-    return names;
-}
-
-QStringList WikipediaPageReader::tracksFromTables(const QString& page) const
-{
-    const QVariantMap rows = description("parseTrackListTable");
-    const QString listBegin = rows.value(QStringLiteral("listBegin")).toString();
-    const QString listEnd = rows.value(QStringLiteral("listEnd")).toString();
-    const QString sideCaption = text("trackListSideCaption");
-    if (listBegin.isEmpty() || listEnd.isEmpty())
-        return {};
-    QStringList tracks;
-    qsizetype offset = 0;
-    for (int n = 0; n < kMaxTrackLists; ++n) {
-        const qsizetype begin = indexOfMarker(page, listBegin, offset);
-        if (begin < 0)
-            break;
-        const qsizetype end = indexOfMarker(page, listEnd, begin + listBegin.size());
-        const qsizetype stop = end < 0 ? page.size() : end + listEnd.size();
-        offset = stop;
-        const QString table = page.mid(begin, stop - begin);
-        int first = 0;
-        const QStringList names = tracksFromTable(table, &first);
-        if (names.isEmpty())
-            continue;
-        if (tracks.isEmpty()) {
-            tracks = names;
-            continue;
-        }
-        const qsizetype contentStart = skipRestOfTag(table, 0);
-        const bool isSide = first == 1 && !sideCaption.isEmpty() &&
-                            visibleText(QStringView(table).mid(contentStart, 2000))
-                                .startsWith(sideCaption, Qt::CaseInsensitive);
-        if (first != tracks.size() + 1 && !isSide)
-            break;
-        tracks += names;
-    }
-    return tracks;
-}
-
-QStringList WikipediaPageReader::tracksFromLists(const QString& page) const
-{
-    const QVariantMap desc = description("parseTrackListList");
-    const QString listBegin = desc.value(QStringLiteral("listBegin")).toString();
-    const QString listEnd = desc.value(QStringLiteral("listEnd")).toString();
-    const QString nextListBegin = desc.value(QStringLiteral("nextListBegin")).toString();
-    const qsizetype begin = indexOfMarker(page, listBegin);
-    if (begin < 0 || listEnd.isEmpty())
-        return {};
-    const qsizetype sectionEnd =
-        indexOfMarker(page, desc.value(QStringLiteral("sectionEnd")).toString(), begin + listBegin.size());
-    const QString section = page.mid(begin, sectionEnd < 0 ? -1 : sectionEnd - begin);
-
-    // Names of one list; empty when it is no track list. `allQuoted` tells
-    // whether every name stood in quotes.
-    auto namesOf = [](const QString& list, const QVariantMap& listDescription, bool* allQuoted) {
-        QStringList names;
-        *allQuoted = true;
-        const auto entries = PageExtractor::parsedContentsOfHTML(list, listDescription);
-        if (!entries)
-            return names;
-        for (const QStringList& entry : *entries) {
-            bool quoted = false;
-            const QString name = trackNameFromHTML(entry.first(), &quoted);
-            if (name.startsWith(QLatin1Char('/')))
-                return QStringList();
-            if (name.isEmpty() || names.size() >= 999)
-                continue;
-            *allQuoted = *allQuoted && quoted;
-            names.append(name);
-        }
-        return names;
-    };
-
-    bool allQuoted = true;
-    QStringList tracks = namesOf(section, desc, &allQuoted);
-    if (tracks.isEmpty() || nextListBegin.isEmpty())
-        return tracks;
-    const qsizetype firstEnd = indexOfMarker(section, listEnd, listBegin.size());
-    if (firstEnd < 0)
-        return tracks;
-    QVariantMap nextDescription = desc;
-    nextDescription.insert(QStringLiteral("listBegin"), nextListBegin);
-    qsizetype position = firstEnd + listEnd.size();
-    for (int n = 0; n < kMaxTrackLists; ++n) {
-        const qsizetype next = indexOfMarker(section, nextListBegin, position);
-        if (next < 0)
-            break;
-        const qsizetype end = indexOfMarker(section, listEnd, next + nextListBegin.size());
-        if (end < 0)
-            break;
-        const QString list = section.mid(next, end + listEnd.size() - next);
-        const QStringList names = namesOf(list, nextDescription, &allQuoted);
-        // A later list continues the album only when its numbering goes on
-        // and it reads like a track list; notes and bonus discs end it.
-        if (names.isEmpty() || !allQuoted || listStartNumber(list) != tracks.size() + 1)
-            break;
-        tracks += names;
-        position = end + listEnd.size();
-    }
-    return tracks;
 }
 
 QString WikipediaPageReader::absoluteLink(const QString& href) const

@@ -35,10 +35,13 @@ public:
     // each once, at most "maxFollowedLinks" (default 20).
     QStringList linksToFollow(const QString& page, const QString& albumTitle) const;
 
-    // Track names from the track tables, else from the track lists. Further
-    // tables and lists are taken while their numbering continues the tracks
-    // read so far (a table captioned "trackListSideCaption" may start at 1
-    // again: the sides of a record).
+    // Track names from the track tables, else from plain tables of the track
+    // listing section ("parseTrackListPlainTable": a header row with a
+    // "Title" column and a number or length column; the number from the
+    // "#"/"No." column, else the row order), else from the track lists.
+    // Further tables and lists are taken while their numbering continues
+    // the tracks read so far (a table captioned "trackListSideCaption" may
+    // start at 1 again: the sides of a record).
     QStringList trackNames(const QString& page) const;
 
     // The text a browser shows for a fragment of HTML: tags removed one by
@@ -68,14 +71,25 @@ private:
         QString url;
         QString text;
     };
+    // First occurrence of a non-empty marker from `from` on, ignoring case.
+    static qsizetype indexOfMarker(const QString& page, const QString& marker, qsizetype from = 0);
+    // A position just behind the tag in which `position` lies, when it lies
+    // in one (the next ">" comes before the next "<"); else `position`.
+    static qsizetype skipRestOfTag(const QString& page, qsizetype position);
+    static QString oneLine(const QString& text);
+
     QString text(const char* key) const;
     QVariantMap description(const char* key) const;
     QString textBetween(const QString& page, const char* beginKey, const char* endKey) const;
     QString artworkURL(const QString& page) const;
     QList<Link> links(const QString& page) const;
     QString absoluteLink(const QString& href) const;
-    QStringList tracksFromTables(const QString& page) const;
+    // Tables of `page` cut out by the `rows` description, one after another.
+    QStringList tracksFromTables(const QString& page, const QVariantMap& rows, bool plain) const;
     QStringList tracksFromTable(const QString& table, int* firstNumber) const;
+    QStringList tracksFromPlainTables(const QString& page) const;
+    QStringList tracksFromPlainTable(const QString& table, const QVariantMap& rowsDescription,
+                                     int* firstNumber) const;
     QStringList tracksFromLists(const QString& page) const;
 
     QVariantMap mResources;

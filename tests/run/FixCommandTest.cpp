@@ -6,6 +6,7 @@
 #include "TestSupport.h"
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
+#include "tags/ID3Image.h"
 
 #include <QHash>
 #include <QProcess>
@@ -45,18 +46,20 @@ protected:
         ASSERT_TRUE(TestSupport::writeFile(mResources, resources.toUtf8()));
     }
 
-    // An MP3 of "Low Tide" by "Harbour Lights", with a year and genre when
-    // given.
+    // An MP3 of "Low Tide" by "Harbour Lights", with a year, genre and
+    // picture when given.
     QString song(const QString& name, const QString& title, const QString& year = {},
-                 const QString& genre = {})
+                 const QString& genre = {}, const QByteArray& png = {})
     {
         const QString path = mFolder + QLatin1Char('/') + name + QStringLiteral(".mp3");
         EXPECT_TRUE(LoadTestFiles::writeSong(path, title, QStringLiteral("Harbour Lights"),
                                              QStringLiteral("Low Tide")));
-        if (!year.isEmpty() || !genre.isEmpty()) {
+        if (!year.isEmpty() || !genre.isEmpty() || !png.isEmpty()) {
             auto tag = AudioInfoTag::tagWithPath(path);
             tag->setYear(year);
             tag->setGenres(genre);
+            if (!png.isEmpty())
+                tag->addImage(*ID3Image::imageWithData(png, QStringLiteral("image/png")));
             QString error;
             EXPECT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
         }
@@ -82,6 +85,15 @@ protected:
         EXPECT_TRUE(TestHttpServer::waitFor([&] { return cli.state() == QProcess::NotRunning; }, 60000));
         *out = QString::fromUtf8(cli.readAllStandardOutput());
         return cli.exitCode();
+    }
+
+    // Stores a setting the way a user would, with `quillbeat-cli prefs`.
+    void setPreference(const QString& key, const QString& value)
+    {
+        QProcess prefs;
+        prefs.start(QStringLiteral(QB_CLI_PATH), {QStringLiteral("prefs"), key, value});
+        ASSERT_TRUE(prefs.waitForFinished(30000));
+        ASSERT_EQ(prefs.exitCode(), 0) << prefs.readAllStandardError().toStdString();
     }
 
     TestHttpServer mServer;
@@ -262,5 +274,48 @@ TEST_F(FixCommandTest, OtherWritersOfTheFolderLoseNothingAndStopNothing)
         // The songs looked up while the others wrote could not be written.
         EXPECT_GE(refused, 1) << shown;
         EXPECT_EQ(fix.exitCode(), refused > 0 ? 1 : 0) << shown;
+
+// Songs of one album lend their artwork to the songs without, whichever of
+// them the run meets first, and only pictures that pass the size rules of
+// artwork from the web.
+TEST_F(FixCommandTest, SiblingSongsLendArtworkInAnyOrderWithinTheSizeRules)
+{
+    mServer.setHandler([](const TestHttpServer::Request&) {
+        return TestHttpServer::Response::text("{\"releases\":[],\"recordings\":[]}", "application/json");
+    });
+    setPreference(QStringLiteral("minImageSize"), QStringLiteral("100"));
+    struct Row
+    {
+        const char* name;
+        int songs;
+        QList<int> withPicture; // songs (from 1) that have the picture
+        int pictureWidth;
+        QList<int> expected; // songs that have it after the run
+    };
+    const Row rows[] = {
+        {"the first song lacks it", 4, {2, 3, 4}, 300, {1, 2, 3, 4}},
+        {"a middle song lacks it", 4, {1, 2, 4}, 300, {1, 2, 3, 4}},
+        {"a 2x2 picture is below the minimum", 6, {3}, 2, {3}},
+    };
+    for (const Row& row : rows) {
+        mFolder = LoadTestFiles::freshFolder(QStringLiteral("fix-artwork-") + QLatin1String(row.name));
+        const QByteArray picture = ID3TestData::png(row.pictureWidth, row.pictureWidth);
+        QStringList paths;
+        for (int i = 1; i <= row.songs; ++i)
+            paths.append(song(QString::number(i), QStringLiteral("Song %1").arg(i), {}, {},
+                              row.withPicture.contains(i) ? picture : QByteArray()));
+        QString out;
+        ASSERT_EQ(run({QStringLiteral("--check"), QStringLiteral("artwork")}, &out), 0) << row.name << "\n"
+                                                                                        << out.toStdString();
+        for (int i = 1; i <= row.songs; ++i) {
+            auto tag = AudioInfoTag::tagWithPath(paths.at(i - 1));
+            ASSERT_TRUE(tag) << row.name;
+            const QList<ID3Image> images = tag->images();
+            const qsizetype wanted = row.expected.contains(i) ? 1 : 0;
+            EXPECT_EQ(images.size(), wanted) << row.name << ": song " << i << "\n" << out.toStdString();
+            if (wanted && !images.isEmpty()) {
+                EXPECT_EQ(images.first().imageData(), picture) << row.name << ": song " << i;
+            }
+        }
     }
 }

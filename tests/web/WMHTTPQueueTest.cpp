@@ -4,6 +4,7 @@
 #include "QueueTestOwner.h"
 #include "TestHttpServer.h"
 
+#include "support/LocalizedStrings.h"
 #include "support/ProgressIndicator.h"
 #include "web/WMHTTPQueue.h"
 
@@ -248,6 +249,40 @@ TEST_F(WMHTTPQueueTest, RetryAfterGivesUpAfterThreeRetries)
     // Without Retry-After a 429 is answered at once.
     EXPECT_EQ(WMHTTPQueue::errorCode(fetch(QStringLiteral("/plain429"))), 429);
     EXPECT_EQ(server.requestCount(QStringLiteral("/plain429")), 1);
+}
+
+TEST_F(WMHTTPQueueTest, RetryAfterBeyondTheLongestWaitGivesUpOnTheHost)
+{
+    server.route(QStringLiteral("/busy"),
+                 Response::text("busy", "text/plain", 429).header("Retry-After", "100000"));
+    server.route(QStringLiteral("/ok"), Response::text("ok"));
+    QStringList told;
+    QObject::connect(&queue, &WMHTTPQueue::importantLogNotification,
+                     [&](const QString& message) { told.append(message); });
+    const QVariantMap busy = fetch(QStringLiteral("/busy"));
+    EXPECT_EQ(WMHTTPQueue::errorCode(busy), 429);
+    EXPECT_EQ(answerData(busy), QByteArray("busy"));
+    // The host's other URLs fail at once with its busy status.
+    EXPECT_EQ(WMHTTPQueue::errorCode(fetch(QStringLiteral("/ok"))), 429);
+    EXPECT_EQ(server.requests().size(), 1);
+    EXPECT_EQ(told, QStringList({LocalizedStrings::format(QStringLiteral("ErrorHostAsksToWait"),
+                                                          QStringLiteral("127.0.0.1"), qint64(100000))}));
+}
+
+TEST_F(WMHTTPQueueTest, AnswerThatOutlastsTheDeadlineIsATimeOutThatPausesTheHost)
+{
+    Response trickle = Response::text(QByteArray(100, 'x'));
+    trickle.chunkSize = 1;
+    trickle.chunkDelayMs = 50; // never silent for long, but 5 s in all
+    server.route(QStringLiteral("/trickle"), trickle);
+    server.route(QStringLiteral("/ok"), Response::text("ok"));
+    queue.setAnswerDeadline(400);
+    const QVariantMap late = fetch(QStringLiteral("/trickle"));
+    EXPECT_EQ(WMHTTPQueue::errorCode(late), -1001);
+    EXPECT_EQ(answerError(late).value(QStringLiteral("description")).toString(),
+              QStringLiteral("The request timed out."));
+    EXPECT_EQ(WMHTTPQueue::errorCode(fetch(QStringLiteral("/ok"))), -1004);
+    EXPECT_EQ(server.requestCount(QStringLiteral("/ok")), 0);
 }
 
 TEST_F(WMHTTPQueueTest, HeadAndPost)

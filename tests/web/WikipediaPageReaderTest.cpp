@@ -122,6 +122,100 @@ TEST(WikipediaPageReader, TablesContinueWhileNumberingGoesOnOrForRecordSides)
                                                      QStringLiteral("C"), QStringLiteral("D")}));
 }
 
+// Many articles write their track listing as a plain table: a header row
+// naming the columns, one row per track. The title column is found by its
+// header, the number by the "#" or "No." column, else by the row order;
+// tables of other sections are no track listing.
+TEST(WikipediaPageReader, ReadsTrackListingsWrittenAsPlainTables)
+{
+    using WikipediaTestPages::plainTable;
+    const WikipediaPageReader reader(shipped());
+    const QStringList three = {QStringLiteral("Open Window"), QStringLiteral("Paper Lanterns"),
+                               QStringLiteral("Slow Tide")};
+    // Rows of `three` with the number in a cell of `numberCell` ("td" or
+    // "th"), the quoted title and one more cell after it; none: no number.
+    auto rows = [&](const QString& numberCell, const QString& numberSuffix, const QString& after) {
+        QList<QStringList> result;
+        for (int i = 0; i < three.size(); ++i) {
+            QStringList cells;
+            if (!numberCell.isEmpty())
+                cells << QStringLiteral("<%1 style=\"text-align:center\">%2%3</%1>")
+                             .arg(numberCell)
+                             .arg(i + 1)
+                             .arg(numberSuffix);
+            cells << QStringLiteral("<td>\"<a href=\"/wiki/S%1\">%2</a>\"</td>").arg(i).arg(three.at(i))
+                  << QStringLiteral("<td>") + after + QStringLiteral("</td>")
+                  << QStringLiteral("<td>3:4%1</td>").arg(i);
+            result.append(cells);
+        }
+        return result;
+    };
+    const QString total = QStringLiteral("<td colspan=\"3\" style=\"text-align:right\">Total length:</td>"
+                                         "<td>11:23</td>");
+    const QString withTotal =
+        plainTable({QStringLiteral("Title"), QStringLiteral("Writer(s)"), QStringLiteral("Time")},
+                   rows(QString(), QString(), QStringLiteral("J. Doe")) + QList<QStringList>{{total}});
+    const QString chart =
+        QStringLiteral("<h2 id=\"Charts\">Charts</h2>") +
+        plainTable({QStringLiteral("#"), QStringLiteral("Title"), QStringLiteral("Time")},
+                   {{QStringLiteral("<td>1</td>"), QStringLiteral("<td>\"Not a track\"</td>"),
+                     QStringLiteral("<td>1:00</td>")}});
+    struct Row
+    {
+        const char* name;
+        QString listing;
+        QString laterSections;
+        QStringList tracks;
+    };
+    const Row cases[] = {
+        {"# Title Writer(s) Time",
+         plainTable({QStringLiteral("#"), QStringLiteral("Title"), QStringLiteral("Writer(s)"),
+                     QStringLiteral("Time")},
+                    rows(QStringLiteral("td"), QString(), QStringLiteral("J. Doe, R. Roe"))),
+         {},
+         three},
+        {"No. in row headers, a length column",
+         plainTable({QStringLiteral("<abbr title=\"Number\">No.</abbr>"), QStringLiteral("Title"),
+                     QStringLiteral("Producer(s)"), QStringLiteral("Length")},
+                    rows(QStringLiteral("th"), QStringLiteral("."), QStringLiteral("A. Producer"))),
+         {},
+         three},
+        {"no number column: the row order, without the total", withTotal, {}, three},
+        {"two discs numbered on, bonus table left out",
+         plainTable({QStringLiteral("#"), QStringLiteral("Title"), QStringLiteral("Time")},
+                    {{QStringLiteral("<td>1</td>"), QStringLiteral("<td>\"A\"</td>"),
+                      QStringLiteral("<td>1:00</td>")},
+                     {QStringLiteral("<td>2</td>"), QStringLiteral("<td>\"B\"</td>"),
+                      QStringLiteral("<td>1:00</td>")}}) +
+             plainTable({QStringLiteral("#"), QStringLiteral("Title"), QStringLiteral("Time")},
+                        {{QStringLiteral("<td>3</td>"), QStringLiteral("<td>\"C\"</td>"),
+                          QStringLiteral("<td>1:00</td>")}}) +
+             plainTable({QStringLiteral("#"), QStringLiteral("Title"), QStringLiteral("Time")},
+                        {{QStringLiteral("<td>1</td>"), QStringLiteral("<td>\"Bonus\"</td>"),
+                          QStringLiteral("<td>1:00</td>")}}),
+         {},
+         {QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")}},
+        {"a table of another section", QStringLiteral("<p>Unknown.</p>\n"), chart, {}},
+        {"a table without a number or length column",
+         plainTable({QStringLiteral("Title"), QStringLiteral("Writer(s)")},
+                    {{QStringLiteral("<td>\"One\"</td>"), QStringLiteral("<td>J. Doe</td>")}}),
+         {},
+         {}},
+    };
+    for (const Row& row : cases) {
+        WikipediaTestPages::Article article;
+        article.listing = row.listing;
+        article.laterSections = row.laterSections;
+        const auto album = reader.albumFromHTML(pageOf(article));
+        ASSERT_TRUE(album.has_value()) << row.name;
+        EXPECT_EQ(album->trackNames().join(QStringLiteral(" | ")).toStdString(),
+                  row.tracks.join(QStringLiteral(" | ")).toStdString())
+            << row.name;
+        EXPECT_EQ(album->name(), QStringLiteral("Paper Lanterns")) << row.name;
+        EXPECT_EQ(album->year(), QStringLiteral("1999")) << row.name;
+    }
+}
+
 TEST(WikipediaPageReader, ListsOfTracksAndListsOfLinks)
 {
     const WikipediaPageReader reader(shipped());

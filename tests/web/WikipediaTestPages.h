@@ -15,7 +15,25 @@ struct Article
     QStringList tracks = {QStringLiteral("Open Window"), QStringLiteral("Paper Lanterns"),
                           QStringLiteral("Slow Tide")};
     QString cover = QStringLiteral("//upload.example.org/covers/paper_lanterns.jpg");
+    // The body of the track listing section; empty: a track list table of
+    // `tracks` as the site writes them.
+    QString listing;
+    // Sections between the track listing and the references.
+    QString laterSections;
 };
+
+// A plain "wikitable": one header row, then one row per entry of raw cells
+// (each "<td>...</td>" or "<th>...</th>").
+inline QString plainTable(const QStringList& headers, const QList<QStringList>& rows)
+{
+    QString html = QStringLiteral("<table class=\"wikitable\" style=\"width:100%\"><tbody>\n<tr>");
+    for (const QString& header : headers)
+        html += QStringLiteral("<th scope=\"col\">") + header + QStringLiteral("</th>");
+    html += QStringLiteral("</tr>\n");
+    for (const QStringList& row : rows)
+        html += QStringLiteral("<tr>") + row.join(QString()) + QStringLiteral("</tr>\n");
+    return html + QStringLiteral("</tbody></table>\n");
+}
 
 // An album article with its information box and a track table.
 inline QByteArray articlePage(const Article& a)
@@ -34,6 +52,15 @@ inline QByteArray articlePage(const Article& a)
                              "<img src=\"%1\" decoding=\"async\" width=\"220\" height=\"220\" /></a>"
                              "</span></td></tr>\n")
                   .arg(a.cover);
+    const QString trackTable =
+        QStringLiteral(
+            "<table class=\"tracklist\"><tbody><tr><th class=\"tracklist-number-header\" scope=\"col\">"
+            "<abbr title=\"Number\">No.</abbr></th><th scope=\"col\">Title</th><th scope=\"col\">"
+            "Length</th></tr>\n") +
+        rows +
+        QStringLiteral(
+            "<tr class=\"tracklist-total-length\"><th colspan=\"2\" scope=\"row\"><span>Total length:"
+            "</span></th><td>9:06</td></tr></tbody></table>\n");
     const QString page =
         QStringLiteral(
             "<!DOCTYPE html>\n<html><head><title>%1 - Encyclopedia</title></head><body>\n"
@@ -54,18 +81,12 @@ inline QByteArray articlePage(const Article& a)
             "href=\"/wiki/Rock\">Art rock</a></li><li><a href=\"/wiki/Pop\">dream pop</a><sup "
             "class=\"reference\"><a href=\"#cite_note-1\">&#91;1&#93;</a></sup></li></ul></td></tr>\n"
             "</tbody></table>\n<p><i><b>%3</b></i> is an album.</p>\n"
-            "<div class=\"mw-heading mw-heading2\"><h2 id=\"Track_listing\">Track listing</h2></div>\n"
-            "<table class=\"tracklist\"><tbody><tr><th class=\"tracklist-number-header\" scope=\"col\">"
-            "<abbr title=\"Number\">No.</abbr></th><th scope=\"col\">Title</th><th scope=\"col\">"
-            "Length</th></tr>\n")
+            "<div class=\"mw-heading mw-heading2\"><h2 id=\"Track_listing\">Track listing</h2></div>\n")
             .arg(a.artist, a.released, a.title) +
-        rows +
-        QStringLiteral(
-            "<tr class=\"tracklist-total-length\"><th colspan=\"2\" scope=\"row\"><span>Total length:"
-            "</span></th><td>9:06</td></tr></tbody></table>\n"
-            "<div class=\"mw-heading mw-heading2\"><h2 id=\"References\">References</h2></div>\n"
-            "<ol class=\"references\"><li id=\"cite_note-1\">A source.</li></ol>\n"
-            "</div></div></body></html>\n");
+        (a.listing.isEmpty() ? trackTable : a.listing) + a.laterSections +
+        QStringLiteral("<div class=\"mw-heading mw-heading2\"><h2 id=\"References\">References</h2></div>\n"
+                       "<ol class=\"references\"><li id=\"cite_note-1\">A source.</li></ol>\n"
+                       "</div></div></body></html>\n");
     return page.toUtf8();
 }
 
