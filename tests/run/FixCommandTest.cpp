@@ -274,6 +274,8 @@ TEST_F(FixCommandTest, OtherWritersOfTheFolderLoseNothingAndStopNothing)
         // The songs looked up while the others wrote could not be written.
         EXPECT_GE(refused, 1) << shown;
         EXPECT_EQ(fix.exitCode(), refused > 0 ? 1 : 0) << shown;
+    }
+}
 
 // Songs of one album lend their artwork to the songs without, whichever of
 // them the run meets first, and only pictures that pass the size rules of
