@@ -3,7 +3,6 @@
 #include <QString>
 #include <QVariantMap>
 
-#include <mutex>
 
 // Where the songs of a session come from; stored under "_source".
 enum class SongSourceKind : int
@@ -15,11 +14,8 @@ enum class SongSourceKind : int
 
 // The one preferences controller. It answers the user's settings (QSettings,
 // read at every call so that a change takes effect at the next use, each
-// with its default when absent) and the live resources: the tunable values
-// the program ships with ("sourcelist", "simplifiers", "genres", the "res_"
-// section of each web source ...), with a newer dictionary from the caches
-// folder and the file named by the environment variable QUILLBEAT_RESOURCES
-// merged over them.
+// with its default when absent) and, through LiveResources, the live
+// resources.
 class PrefsController
 {
 public:
@@ -86,9 +82,4 @@ public:
 
 private:
     PrefsController() = default;
-    static QVariantMap readResourceFile(const QString& path);
-
-    std::mutex mResourcesLock;
-    QVariantMap mLiveResources;
-    bool mResourcesLoaded = false;
 };

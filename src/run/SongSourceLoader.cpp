@@ -8,7 +8,7 @@
 #include "songs/SongFileInfoCache.h"
 #include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
-#include "support/WMUtility.h"
+#include "web/WMUtility.h"
 #include "tags/AudioInfoTag.h"
 
 #include <QCoreApplication>

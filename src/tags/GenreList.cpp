@@ -1,6 +1,6 @@
 #include "GenreList.h"
 
-#include "run/PrefsController.h"
+#include "library/LiveResources.h"
 #include "support/WMLog.h"
 #include "text/WendmarkTextExtensions.h"
 
@@ -14,7 +14,7 @@ QStringList loadGenres()
 {
     QStringList genres;
     const QVariantList list =
-        PrefsController::sharedInstance().liveResources().value(QStringLiteral("genres")).toList();
+        LiveResources::shared().resources().value(QStringLiteral("genres")).toList();
     genres.reserve(list.size());
     for (const QVariant& v : list)
         genres.append(v.toString());

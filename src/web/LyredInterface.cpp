@@ -1,7 +1,7 @@
 #include "LyredInterface.h"
 
 #include "support/WMLog.h"
-#include "support/WMUtility.h"
+#include "web/WMUtility.h"
 #include "text/WMStringExtensions.h"
 #include "text/WendmarkTextExtensions.h"
 #include "web/LyricsCandidateMatcher.h"

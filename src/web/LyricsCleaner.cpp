@@ -1,6 +1,6 @@
 #include "LyricsCleaner.h"
 
-#include "run/PrefsController.h"
+#include "library/LiveResources.h"
 #include "support/WMLog.h"
 
 namespace {
@@ -34,8 +34,7 @@ bool isBlankLine(const QString& line)
 
 const QVariantMap& liveSubstitutions()
 {
-    static const QVariantMap table = PrefsController::sharedInstance()
-                                         .liveResources()
+    static const QVariantMap table = LiveResources::shared().resources()
                                          .value(QStringLiteral("lyricsSubstitutions"))
                                          .toMap();
     return table;

@@ -1,7 +1,7 @@
 #include "SeekALyricInterface.h"
 
 #include "support/WMLog.h"
-#include "support/WMUtility.h"
+#include "web/WMUtility.h"
 #include "text/WMStringExtensions.h"
 #include "web/LyricsCandidateMatcher.h"
 #include "web/LyricsPageText.h"

@@ -2,7 +2,7 @@
 
 #include "support/BundleInfo.h"
 #include "support/WMLog.h"
-#include "support/WMUtility.h"
+#include "web/WMUtility.h"
 #include "text/WendmarkTextExtensions.h"
 #include "web/LyricsCandidateMatcher.h"
 #include "web/URLTemplate.h"

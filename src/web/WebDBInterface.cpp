@@ -3,7 +3,7 @@
 #include "support/ProgressIndicator.h"
 #include "support/WMFormat.h"
 #include "support/WMLog.h"
-#include "support/WMUsage.h"
+#include "web/WMUsage.h"
 #include "text/WMStringExtensions.h"
 #include "web/LyricsPageText.h"
 #include "web/WMHTTPQueue.h"

@@ -1,7 +1,7 @@
 #include "WendmarkInterface.h"
 
 #include "library/PropertyListReader.h"
-#include "run/PrefsController.h"
+#include "library/LiveResources.h"
 #include "support/BundleInfo.h"
 #include "support/WMLog.h"
 #include "text/WMCompressionExtensions.h"
@@ -170,8 +170,7 @@ QUrl WendmarkInterface::digestURL() const
 {
     QString text = mResources.value(QStringLiteral("digestURL")).toString();
     if (text.isEmpty()) {
-        const QVariantMap section = PrefsController::sharedInstance()
-                                        .liveResources()
+        const QVariantMap section = LiveResources::shared().resources()
                                         .value(QStringLiteral("res_WendmarkInterface"))
                                         .toMap();
         text = section.value(QStringLiteral("digestURL")).toString();
@@ -182,8 +181,7 @@ QUrl WendmarkInterface::digestURL() const
 
 void WendmarkInterface::startDigestUpdateCheck()
 {
-    const QVariantMap section = PrefsController::sharedInstance()
-                                    .liveResources()
+    const QVariantMap section = LiveResources::shared().resources()
                                     .value(QStringLiteral("res_WendmarkInterface"))
                                     .toMap();
     // Parented to the application, and deleted by itself when the check ends.

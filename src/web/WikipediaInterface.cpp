@@ -1,7 +1,7 @@
 #include "web/WikipediaInterface.h"
 
 #include "support/WMLog.h"
-#include "support/WMUtility.h"
+#include "web/WMUtility.h"
 #include "text/WendmarkTextExtensions.h"
 #include "web/URLTemplate.h"
 #include "web/WMHTTPQueue.h"

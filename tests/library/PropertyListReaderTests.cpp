@@ -6,7 +6,7 @@
 #include "library/PropertyListReader.h"
 #include "library/SystemPlistParser.h"
 #include "support/WMFormat.h"
-#include "support/WMUtility.h"
+#include "web/WMUtility.h"
 
 #include <QDateTime>
 #include <QFile>

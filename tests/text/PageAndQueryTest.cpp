@@ -1,6 +1,6 @@
 #include "TestSupport.h"
 
-#include "support/WMUtility.h"
+#include "web/WMUtility.h"
 #include "text/WMCompressionExtensions.h"
 
 #include <QDir>

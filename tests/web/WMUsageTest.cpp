@@ -4,8 +4,8 @@
 #include "TestSupport.h"
 
 #include "run/PrefsController.h"
-#include "support/WMUsage.h"
-#include "support/WMUtility.h"
+#include "web/WMUsage.h"
+#include "web/WMUtility.h"
 
 #include <QSettings>
 

@@ -2,7 +2,7 @@
 #include "TestHttpServer.h"
 #include "TestSupport.h"
 
-#include "support/WMUsage.h"
+#include "web/WMUsage.h"
 #include "text/WendmarkTextExtensions.h"
 #include "web/WendmarkInterface.h"
 

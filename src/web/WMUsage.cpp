@@ -1,6 +1,6 @@
 #include "WMUsage.h"
 
-#include "run/PrefsController.h"
+#include "library/LiveResources.h"
 #include "support/BundleInfo.h"
 #include "support/WMLog.h"
 #include "web/WMHTTPQueue.h"
@@ -145,8 +145,7 @@ void WMUsage::didPost(const QVariantMap& answer)
 
 QUrl WMUsage::endpoint()
 {
-    const QString text = PrefsController::sharedInstance()
-                             .liveResources()
+    const QString text = LiveResources::shared().resources()
                              .value(QStringLiteral("statisticsEndpoint"))
                              .toString();
     if (text.isEmpty())

@@ -1,6 +1,6 @@
 #include "WMUtility.h"
 
-#include "ProcessSampler.h"
+#include "support/ProcessSampler.h"
 #include "library/PropertyListReader.h"
 #include "text/DirectoryWalker.h"
 #include "text/PageExtractor.h"
