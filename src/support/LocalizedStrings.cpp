@@ -1,25 +1,25 @@
 #include "LocalizedStrings.h"
 
-#include "library/PropertyListReader.h"
-
 #include <QFile>
-#include <QVariantMap>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 namespace {
 
-QVariantMap loadTable()
+// The table is made at build time from resources/strings/en.plist.
+QJsonObject loadTable()
 {
-    QFile file(QStringLiteral(":/strings/en.plist"));
+    QFile file(QStringLiteral(":/strings/en.json"));
     if (!file.open(QIODevice::ReadOnly))
         return {};
-    return PropertyListReader::mutablePropertyListFromData(file.readAll(), false).toMap();
+    return QJsonDocument::fromJson(file.readAll()).object();
 }
 
 } // namespace
 
 QString LocalizedStrings::text(const QString& key)
 {
-    static const QVariantMap table = loadTable();
+    static const QJsonObject table = loadTable();
     const auto it = table.constFind(key);
     return it == table.constEnd() ? key : it->toString();
 }
