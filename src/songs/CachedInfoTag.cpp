@@ -19,6 +19,16 @@ void putText(QVariantMap& info, const char* key, const QString& value)
 CachedInfoTag::CachedInfoTag() = default;
 CachedInfoTag::~CachedInfoTag() = default;
 
+std::unique_ptr<AudioInfoTag> CachedInfoTag::tagWithCachedInfo(const QVariantMap& info)
+{
+    if (info.isEmpty())
+        return nullptr;
+    auto tag = std::make_unique<CachedInfoTag>();
+    tag->setCachedInfo(info);
+    tag->setIsLazy(true);
+    return tag;
+}
+
 QVariantMap CachedInfoTag::infoDictForTag(AudioInfoTag& tag, const QString& path)
 {
     QVariantMap info;

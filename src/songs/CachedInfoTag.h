@@ -24,6 +24,9 @@ public:
     CachedInfoTag();
     ~CachedInfoTag() override;
 
+    // A lazy tag made from a song-information cache entry; null without one.
+    static std::unique_ptr<AudioInfoTag> tagWithCachedInfo(const QVariantMap& info);
+
     // The entry for any tag of the file at `path`.
     static QVariantMap infoDictForTag(AudioInfoTag& tag, const QString& path);
 

@@ -11,6 +11,7 @@
 #include "tags/FileWriteLock.h"
 #include "tags/PosixFile.h"
 #include "tags/SafeFileRewriter.h"
+#include "tags/SongFileType.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -24,12 +25,6 @@
 
 namespace {
 
-constexpr qint64 kBlockSize = 4096;
-constexpr qint64 kScanLimit = 499999;
-constexpr int kFramesForMPEG = 30;
-constexpr qint64 kMaxBytesPerFrame = 800;
-constexpr int kFrameSkip = 200;
-constexpr int kMaxFramesForMPEG4 = 9;
 constexpr qint64 kMinimumSongBytes = 255;
 
 struct SourceRoot
@@ -50,133 +45,32 @@ quint32 synchSafeSize(const uchar* bytes)
            (quint32(bytes[2] & 0x7F) << 7) | quint32(bytes[3] & 0x7F);
 }
 
-// An MPEG-1 layer III or layer II header with a usable rate and frequency.
-bool isFrameHeader(const uchar* b)
-{
-    const uchar layer = b[1] & 0xFE;
-    return b[0] == 0xFF && (layer == 0xFA || layer == 0xFC) && b[2] < 0xF0 && ((b[2] >> 2) & 3) != 3;
-}
-
-bool nameEndsAt(const uchar* block, int end, const char* name)
-{
-    return block[end - 3] == uchar(name[0]) && block[end - 2] == uchar(name[1]) &&
-           block[end - 1] == uchar(name[2]) && block[end] == uchar(name[3]);
-}
-
-QString suffixOf(const QString& path)
-{
-    return QFileInfo(path).suffix().toLower();
-}
 
 } // namespace
 
 SongDataType SongFile::songDataTypeAtPath(const QString& path)
 {
-    try {
-        // A pipe or device of that name is refused here, never waited on.
-        PosixFile opened = PosixFile::openForReading(path);
-        if (!opened.isOpen()) {
-            WMLog("songDataTypeAtPath %@ fileHandleForReadingAtPath: %@", path, PosixFile::lastError());
-            return SongDataType::Unknown;
-        }
-        QFile file;
-        if (!file.open(opened.release(), QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-            WMLog("songDataTypeAtPath %@ fileHandleForReadingAtPath: %@", path, file.errorString());
-            return SongDataType::Unknown;
-        }
-        const qint64 length = file.size();
-        if (length < kBlockSize)
-            return SongDataType::Unknown;
-        QByteArray block = file.read(kBlockSize);
-        if (block.size() != kBlockSize)
-            return SongDataType::Unknown;
-        const auto* first = reinterpret_cast<const uchar*>(block.constData());
-
-        qint64 offset = 0;
-        if (block.startsWith("ID3") && first[3] < 255 && first[4] < 255 && first[6] < 128 && first[7] < 128 &&
-            first[8] < 128 && first[9] < 128) {
-            const qint64 tagSize = synchSafeSize(first + 6);
-            if (tagSize >= 7)
-                offset = tagSize + 10 > length ? 0 : tagSize + 10;
-        }
-
-        int frames = 0;
-        bool sawMoov = false;
-        bool sawUdta = false;
-        bool sawMdia = false;
-        for (; offset <= kScanLimit && offset < length - kBlockSize; offset += kBlockSize) {
-            if (offset != 0) {
-                if (!file.seek(offset))
-                    return SongDataType::Unknown;
-                block = file.read(kBlockSize);
-                if (block.size() != kBlockSize)
-                    return SongDataType::Unknown;
-            }
-            const auto* bytes = reinterpret_cast<const uchar*>(block.constData());
-            for (int i = 0; i < kBlockSize - 4;) {
-                if (isFrameHeader(bytes + i)) {
-                    ++frames;
-                    i += kFrameSkip;
-                } else {
-                    ++i;
-                }
-            }
-            if (frames >= kFramesForMPEG) {
-                if ((offset + kBlockSize) / frames < kMaxBytesPerFrame)
-                    return SongDataType::MPEGAudio;
-                continue;
-            }
-            for (int end = 3; end <= kBlockSize - 2; ++end) {
-                sawMoov = sawMoov || nameEndsAt(bytes, end, "moov");
-                sawUdta = sawUdta || nameEndsAt(bytes, end, "udta");
-                sawMdia = sawMdia || nameEndsAt(bytes, end, "mdia");
-            }
-            if (sawMdia && sawUdta && frames <= kMaxFramesForMPEG4 && sawMoov)
-                return SongDataType::MPEG4Audio;
-        }
-        return SongDataType::Unknown;
-    } catch (const std::exception& e) {
-        WMLog("songDataTypeAtPath exception %@ for path: %@", e.what(), path);
-        return SongDataType::Unknown;
-    }
-}
-
-QByteArray SongFile::typeCodeAtPath(const QString& path)
-{
-    // Four-letter type codes belong to another platform's file system; on
-    // this one no file carries them.
-    Q_UNUSED(path);
-    return QByteArray();
+    return SongFileType::songDataTypeAtPath(path);
 }
 
 bool SongFile::claimsToBeMP3(const QString& path)
 {
-    const QString suffix = suffixOf(path);
-    if (suffix == QLatin1String("mp2") || suffix == QLatin1String("mp3"))
-        return true;
-    static const QByteArray codes[] = {"MP3 ", "MP3!", "MPG2", "MPG3", "Mp3 ", "mp3!", "mpg3"};
-    const QByteArray code = typeCodeAtPath(path);
-    return !code.isEmpty() && std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
+    return SongFileType::claimsToBeMP3(path);
 }
 
 bool SongFile::claimsToBeAAC(const QString& path)
 {
-    const QString suffix = suffixOf(path);
-    if (suffix == QLatin1String("m4a") || suffix == QLatin1String("m4p"))
-        return true;
-    const QByteArray code = typeCodeAtPath(path);
-    return code == "M4A " || code == "M4P ";
+    return SongFileType::claimsToBeAAC(path);
 }
 
 bool SongFile::claimsToBeOGG(const QString& path)
 {
-    return suffixOf(path) == QLatin1String("ogg");
+    return SongFileType::claimsToBeOGG(path);
 }
 
 bool SongFile::claimsToBeAIFF(const QString& path)
 {
-    const QString suffix = suffixOf(path);
-    return suffix == QLatin1String("aif") || suffix == QLatin1String("aiff");
+    return SongFileType::claimsToBeAIFF(path);
 }
 
 bool SongFile::removeID3v2TagFromFileAtPath(const QString& path)
@@ -331,7 +225,7 @@ void SongFile::uncacheInfotag()
 
 void SongFile::createInfotagUsingCachedInfoDict(const QVariantMap& info)
 {
-    mInfotag = AudioInfoTag::tagWithCachedInfo(info);
+    mInfotag = CachedInfoTag::tagWithCachedInfo(info);
     setDefaultActivityStatus();
 }
 

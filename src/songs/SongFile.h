@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FileReference.h"
+#include "tags/SongFileType.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -13,14 +14,6 @@
 #include <optional>
 
 class AudioInfoTag;
-
-// The audio type a file's bytes show.
-enum class SongDataType
-{
-    Unknown = 0,
-    MPEGAudio = 1,
-    MPEG4Audio = 2
-};
 
 // What a song is doing in the current run; the song table shows it as an
 // icon. Stored, so the values are fixed.
@@ -142,16 +135,8 @@ public:
     // writer's reason in `errorText`.
     bool writeToOriginalPath(QString* errorText, bool refreshiTunes);
 
-    // ---- type sniffing
-    // The audio type from the file's bytes: MPEG audio when enough MPEG-1
-    // layer II/III frame headers appear, densely enough, within the first
-    // 500,000 bytes after an ID3v2 tag; MPEG-4 audio when the "moov", "mdia"
-    // and "udta" atom names appear before more than nine such headers.
-    // Files shorter than 4096 bytes are Unknown.
+    // ---- type sniffing (SongFileType does the work)
     static SongDataType songDataTypeAtPath(const QString& path);
-
-    // Judgements by file name (and, where the platform keeps them, the old
-    // four-letter type codes).
     static bool claimsToBeMP3(const QString& path);
     static bool claimsToBeAAC(const QString& path);
     static bool claimsToBeOGG(const QString& path);
@@ -164,8 +149,6 @@ public:
 
 private:
     bool initWithPath(const QString& path);
-    // The file's four-letter type code; empty where the platform keeps none.
-    static QByteArray typeCodeAtPath(const QString& path);
 
     QString mPath;
     std::optional<FileReference> mAlias;

@@ -4,10 +4,9 @@
 #include "GenreList.h"
 #include "ID3TextCodec.h"
 #include "MP3InfoTag.h"
+#include "SongFileType.h"
 #include "PosixFile.h"
 
-#include "songs/CachedInfoTag.h"
-#include "songs/SongFile.h"
 #include "support/WMLog.h"
 #include "text/WendmarkTextExtensions.h"
 
@@ -47,11 +46,11 @@ std::unique_ptr<AudioInfoTag> newTagForPath(const QString& path, bool byNameOnly
         WMLog("Not reading %@: not a regular file", path);
         return nullptr;
     }
-    int type = byNameOnly ? 0 : static_cast<int>(SongFile::songDataTypeAtPath(path));
+    int type = byNameOnly ? 0 : static_cast<int>(SongFileType::songDataTypeAtPath(path));
     if (type == 0) {
-        if (SongFile::claimsToBeMP3(path))
+        if (SongFileType::claimsToBeMP3(path))
             type = 1;
-        else if (SongFile::claimsToBeAAC(path))
+        else if (SongFileType::claimsToBeAAC(path))
             type = 2;
     }
     if (type == 1)
@@ -83,16 +82,6 @@ std::unique_ptr<AudioInfoTag> AudioInfoTag::tagFromFileAtPath(const QString& pat
         return nullptr;
     if (withFileProperties)
         tag->gatherFileMetadataFromPath(path);
-    return tag;
-}
-
-std::unique_ptr<AudioInfoTag> AudioInfoTag::tagWithCachedInfo(const QVariantMap& info)
-{
-    if (info.isEmpty())
-        return nullptr;
-    auto tag = std::make_unique<CachedInfoTag>();
-    tag->setCachedInfo(info);
-    tag->setIsLazy(true);
     return tag;
 }
 

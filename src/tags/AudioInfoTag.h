@@ -41,8 +41,6 @@ public:
     // The tag exactly as the file holds it (no title from the file name),
     // with or without the file properties; null as tagWithPath.
     static std::unique_ptr<AudioInfoTag> tagFromFileAtPath(const QString& path, bool withFileProperties);
-    // A lazy tag made from a song-information cache entry; null without one.
-    static std::unique_ptr<AudioInfoTag> tagWithCachedInfo(const QVariantMap& info);
     // A lazy tag made from one track of the iTunes library ("Name", "Artist",
     // "Year", "Track Number", "Total Time" ...); the class follows the path's
     // extension.

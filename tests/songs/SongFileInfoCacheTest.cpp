@@ -256,7 +256,7 @@ TEST(CachedInfoTagTest, EntriesFromRealTagsAndImmutability)
     const QImage icon = info.value(QStringLiteral("icon")).value<QImage>();
     EXPECT_TRUE(icon.width() <= 28 && icon.height() <= 14 && !icon.isNull());
 
-    std::unique_ptr<AudioInfoTag> cached = AudioInfoTag::tagWithCachedInfo(info);
+    std::unique_ptr<AudioInfoTag> cached = CachedInfoTag::tagWithCachedInfo(info);
     ASSERT_TRUE(cached);
     EXPECT_TRUE(cached->isLazy());
     EXPECT_EQ(cached->title(), QStringLiteral("Cover Song"));
@@ -273,7 +273,7 @@ TEST(CachedInfoTagTest, EntriesFromRealTagsAndImmutability)
     EXPECT_EQ(cached->numberOfImages(), 1);
     EXPECT_FALSE(cached->tagHasBeenModified());
     EXPECT_TRUE(logText().contains(QStringLiteral("setTitle ignored: a cached tag is read-only")));
-    EXPECT_FALSE(AudioInfoTag::tagWithCachedInfo(QVariantMap()));
+    EXPECT_FALSE(CachedInfoTag::tagWithCachedInfo(QVariantMap()));
 
     // A missing file gives an entry without a date, which never counts.
     const QVariantMap dateless = CachedInfoTag::infoDictForTag(*real, dir + QStringLiteral("/none.m4a"));
