@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 
 #include "FixCommand.h"
+#include "HistoryCommand.h"
 #include "LibraryCommand.h"
 #include "LookupCommand.h"
 #include "PrefsCommand.h"
@@ -8,6 +9,7 @@
 #include "ScanCommand.h"
 #include "SetCommand.h"
 #include "TagsCommand.h"
+#include "UndoCommand.h"
 #include "support/BundleInfo.h"
 #include "support/LocalizedStrings.h"
 
@@ -42,6 +44,10 @@ int CommandLine::run()
         return FixCommand(rest, mOut, mErr).run();
     if (args.first() == QStringLiteral("regenerate"))
         return RegenerateCommand(rest, mOut, mErr).run();
+    if (args.first() == QStringLiteral("history"))
+        return HistoryCommand(rest, mOut, mErr).run();
+    if (args.first() == QStringLiteral("undo"))
+        return UndoCommand(rest, mOut, mErr).run();
     print(mErr,
           LocalizedStrings::format(QStringLiteral("CliUnknownCommand"), args.first()) + QLatin1Char('\n'));
     return 2;

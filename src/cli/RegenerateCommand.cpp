@@ -1,6 +1,7 @@
 #include "RegenerateCommand.h"
 
 #include "CliOutput.h"
+#include "history/HistoryRecorder.h"
 #include "run/RegenerateController.h"
 #include "songs/SongFile.h"
 #include "support/LocalizedStrings.h"
@@ -36,11 +37,17 @@ int RegenerateCommand::run()
     }
     const QList<std::shared_ptr<SongFile>> songs = controller.songsArray();
     qint64 done = 0;
+    HistoryRecorder history(OperationKind::Regenerate, HistoryRecorder::sourceOfFiles(mArguments));
     for (const std::shared_ptr<SongFile>& song : songs) {
         QString error;
+        const AudioInfoTag* damaged = song->infotag();
+        const TagSnapshot before = damaged ? TagSnapshot::of(*damaged) : TagSnapshot();
         if (RegenerateController::regenerateSong(*song, &error)) {
             ++done;
             AudioInfoTag* tag = song->infotag();
+            if (tag)
+                history.record(FileChangeRecord::between(song->path(), before, TagSnapshot::of(*tag),
+                                                         ChangeOrigin{ChangeOrigin::Kind::RebuiltTag, QString()}));
             CliOutput::print(mOut,
                              LocalizedStrings::format(QStringLiteral("CliRegenerateDone"), song->path(),
                                                       static_cast<qint64>(tag ? tag->numberOfImages() : 0)) +
@@ -53,6 +60,9 @@ int RegenerateCommand::run()
                           QLatin1Char('\n'));
         }
     }
+    history.finish();
+    if (!history.problem().isEmpty())
+        CliOutput::print(mErr, history.problem() + QLatin1Char('\n'));
     CliOutput::print(mOut, LocalizedStrings::format(QStringLiteral("CliRegenerateSummary"), done,
                                                     static_cast<qint64>(songs.size() + missing)) +
                                QLatin1Char('\n'));

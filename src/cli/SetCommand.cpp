@@ -3,12 +3,14 @@
 #include "CliOutput.h"
 #include "SetValueCheck.h"
 
+#include "history/HistoryRecorder.h"
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
 #include "tags/FileWriteLock.h"
 
 #include <QBuffer>
 #include <QFile>
+#include <QFileInfo>
 #include <QImageReader>
 
 #include <utility>
@@ -179,6 +181,7 @@ int SetCommand::run()
     if (!parse())
         return 2;
     int status = 0;
+    HistoryRecorder history(OperationKind::Set, HistoryRecorder::sourceOfFiles(mPaths));
     for (const QString& path : std::as_const(mPaths)) {
         // Held from the read to the end of the write: another writer of ours
         // waits, then works on what this one wrote.
@@ -197,6 +200,7 @@ int SetCommand::run()
             status = 1;
             continue;
         }
+        const TagSnapshot before = TagSnapshot::of(*tag);
         QString error;
         bool changed = false;
         const bool applied = apply(*tag, &changed);
@@ -218,6 +222,11 @@ int SetCommand::run()
         CliOutput::print(mOut,
                          LocalizedStrings::format(QStringLiteral("CliWrote"), path, tag->writeVersion()) +
                              QLatin1Char('\n'));
+        history.record(FileChangeRecord::between(QFileInfo(path).absoluteFilePath(), before, TagSnapshot::of(*tag),
+                                                 ChangeOrigin{}));
     }
+    history.finish();
+    if (!history.problem().isEmpty())
+        CliOutput::print(mErr, history.problem() + QLatin1Char('\n'));
     return status;
 }

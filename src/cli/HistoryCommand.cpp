@@ -1,0 +1,155 @@
+#include "HistoryCommand.h"
+
+#include "CliOutput.h"
+#include "history/ChangeHistory.h"
+#include "history/ChangeText.h"
+#include "support/LocalizedStrings.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <utility>
+
+namespace {
+
+QJsonValue jsonValue(const TagSnapshot& values, TagAttribute attribute)
+{
+    if (attribute == TagAttribute::Lyrics)
+        return values.lyrics.isEmpty() ? QJsonValue() : QJsonValue(values.lyrics);
+    if (attribute == TagAttribute::Artwork) {
+        QJsonArray pictures;
+        for (const ID3Image& picture : values.pictures)
+            pictures.append(QJsonObject{{QStringLiteral("mimeType"), picture.mimeFormat()},
+                                        {QStringLiteral("pictureType"), picture.pictureType()},
+                                        {QStringLiteral("bytes"), picture.imageData().size()}});
+        return pictures;
+    }
+    const QString text = values.text(attribute);
+    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
+}
+
+void printLine(std::FILE* to, const QJsonObject& object)
+{
+    CliOutput::print(to, QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)) + QLatin1Char('\n'));
+}
+
+} // namespace
+
+HistoryCommand::HistoryCommand(QStringList arguments, std::FILE* out, std::FILE* err)
+    : mArguments(std::move(arguments)), mOut(out), mErr(err)
+{}
+
+int HistoryCommand::run()
+{
+    bool json = false;
+    std::optional<qint64> id;
+    for (const QString& argument : std::as_const(mArguments)) {
+        bool number = false;
+        const qint64 value = argument.toLongLong(&number);
+        if (argument == QLatin1String("--json")) {
+            json = true;
+        } else if (number && value > 0 && !id) {
+            id = value;
+        } else {
+            CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliHistoryUsage")) + QLatin1Char('\n'));
+            return 2;
+        }
+    }
+    ChangeHistory& history = ChangeHistory::shared();
+    QString problem;
+    if (!history.open(&problem)) {
+        CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("HistoryUnavailable"), problem) +
+                                   QLatin1Char('\n'));
+        return 1;
+    }
+    if (!history.setAsidePath().isEmpty())
+        CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("HistorySetAside"), history.setAsidePath()) +
+                                   QLatin1Char('\n'));
+    return id ? show(*id, json) : list(json);
+}
+
+int HistoryCommand::list(bool json)
+{
+    QString problem;
+    const QList<HistoryOperation> operations = ChangeHistory::shared().operations(1000, &problem);
+    for (const HistoryOperation& operation : operations) {
+        const QString time = operation.time.toLocalTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+        if (json) {
+            printLine(mOut, QJsonObject{{QStringLiteral("id"), operation.id},
+                                        {QStringLiteral("time"), operation.time.toString(Qt::ISODate)},
+                                        {QStringLiteral("kind"), HistoryOperation::nameOf(operation.kind)},
+                                        {QStringLiteral("source"), operation.source},
+                                        {QStringLiteral("files"), operation.files},
+                                        {QStringLiteral("undoes"), operation.undoes > 0 ? QJsonValue(operation.undoes)
+                                                                                        : QJsonValue()},
+                                        {QStringLiteral("note"), operation.note.isEmpty() ? QJsonValue()
+                                                                                          : QJsonValue(operation.note)}});
+            continue;
+        }
+        QString line = LocalizedStrings::format(QStringLiteral("CliHistoryLine"), operation.id, time,
+                                                HistoryOperation::nameOf(operation.kind), operation.files,
+                                                operation.source);
+        if (operation.undoes > 0)
+            line += QLatin1Char(' ') + LocalizedStrings::format(QStringLiteral("CliHistoryUndoes"), operation.undoes);
+        if (!operation.note.isEmpty())
+            line += QStringLiteral(" (") + operation.note + QLatin1Char(')');
+        CliOutput::print(mOut, line + QLatin1Char('\n'));
+    }
+    if (!problem.isEmpty()) {
+        CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("HistoryUnavailable"), problem) +
+                                   QLatin1Char('\n'));
+        return 1;
+    }
+    if (operations.isEmpty() && !json)
+        CliOutput::print(mOut, LocalizedStrings::text(QStringLiteral("CliHistoryEmpty")) + QLatin1Char('\n'));
+    return 0;
+}
+
+int HistoryCommand::show(qint64 id, bool json)
+{
+    ChangeHistory& history = ChangeHistory::shared();
+    QString problem;
+    const std::optional<HistoryOperation> operation = history.operation(id, &problem);
+    if (!operation) {
+        CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliHistoryNoOperation"), id) +
+                                   QLatin1Char('\n'));
+        return 2;
+    }
+    const QList<FileChangeRecord> files = history.filesOf(id, &problem);
+    if (!json)
+        CliOutput::print(mOut, LocalizedStrings::format(
+                                   QStringLiteral("CliHistoryHeader"), id,
+                                   operation->time.toLocalTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")),
+                                   HistoryOperation::nameOf(operation->kind), operation->source) +
+                                   QLatin1Char('\n'));
+    for (const FileChangeRecord& file : files) {
+        if (json) {
+            QJsonArray changes;
+            for (TagAttribute attribute : file.attributes) {
+                const ChangeOrigin origin = file.originOf(attribute);
+                changes.append(QJsonObject{{QStringLiteral("attribute"), TagSnapshot::nameOf(attribute)},
+                                           {QStringLiteral("old"), jsonValue(file.before, attribute)},
+                                           {QStringLiteral("new"), jsonValue(file.after, attribute)},
+                                           {QStringLiteral("origin"), ChangeOrigin::nameOf(origin.kind)},
+                                           {QStringLiteral("originDetail"),
+                                            origin.detail.isEmpty() ? QJsonValue() : QJsonValue(origin.detail)}});
+            }
+            printLine(mOut, QJsonObject{{QStringLiteral("operation"), id},
+                                        {QStringLiteral("path"), file.path},
+                                        {QStringLiteral("changes"), changes}});
+            continue;
+        }
+        QString text = file.path + QLatin1Char('\n');
+        for (TagAttribute attribute : file.attributes)
+            text += QStringLiteral("  ") + ChangeText::change(attribute, file.before, file.after) +
+                    QStringLiteral("  (") + ChangeText::origin(file.originOf(attribute)) + QStringLiteral(")\n");
+        CliOutput::print(mOut, text);
+    }
+    if (!problem.isEmpty()) {
+        CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("HistoryUnavailable"), problem) +
+                                   QLatin1Char('\n'));
+        return 1;
+    }
+    return 0;
+}
