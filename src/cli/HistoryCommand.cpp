@@ -63,9 +63,8 @@ int HistoryCommand::run()
                                    QLatin1Char('\n'));
         return 1;
     }
-    if (!history.setAsidePath().isEmpty())
-        CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("HistorySetAside"), history.setAsidePath()) +
-                                   QLatin1Char('\n'));
+    if (const QString notice = history.takeSetAsideNotice(); !notice.isEmpty())
+        CliOutput::print(mErr, notice + QLatin1Char('\n'));
     return id ? show(*id, json) : list(json);
 }
 

@@ -54,9 +54,8 @@ int UndoCommand::run()
                                    QLatin1Char('\n'));
         return 1;
     }
-    if (!history.setAsidePath().isEmpty())
-        CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("HistorySetAside"), history.setAsidePath()) +
-                                   QLatin1Char('\n'));
+    if (const QString notice = history.takeSetAsideNotice(); !notice.isEmpty())
+        CliOutput::print(mErr, notice + QLatin1Char('\n'));
     if (last)
         id = history.lastOperationID();
     if (id == 0) {

@@ -1,6 +1,7 @@
 #include "ChangeHistory.h"
 
 #include "UnrecordedChanges.h"
+#include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
 
 #include <QCryptographicHash>
@@ -15,7 +16,6 @@
 
 namespace {
 
-constexpr int kBusyMilliseconds = 10000;
 constexpr qint64 kSchemaVersion = 1;
 constexpr qint64 kDefaultLimitMB = 500;
 const char* const kDamagedKey = "historyDamaged";
@@ -60,7 +60,9 @@ QString isoTime(const QDateTime& time)
 
 } // namespace
 
-ChangeHistory::ChangeHistory(QString path) : mPath(std::move(path)) {}
+ChangeHistory::ChangeHistory(QString path, int busyMilliseconds)
+    : mPath(std::move(path)), mBusyMilliseconds(busyMilliseconds)
+{}
 
 ChangeHistory::~ChangeHistory() = default;
 
@@ -91,13 +93,13 @@ bool ChangeHistory::open(QString* problem)
 bool ChangeHistory::openFile(QString* problem)
 {
     QDir().mkpath(QFileInfo(mPath).absolutePath());
+    // A history found damaged while in use is set aside at its next opening
+    // (other processes may still have it open now).
     QSettings settings;
-    if (settings.value(QLatin1String(kDamagedKey)).toBool() && QFile::exists(mPath)) {
-        settings.remove(QLatin1String(kDamagedKey));
+    if (settings.value(QLatin1String(kDamagedKey)).toString() == mPath && QFile::exists(mPath))
         setAside();
-    }
     for (int attempt = 0; attempt < 2; ++attempt) {
-        if (mDatabase.open(mPath, kBusyMilliseconds) && createSchema()) {
+        if (mDatabase.open(mPath, mBusyMilliseconds) && createSchema()) {
             const int taken = UnrecordedChanges(mPath).takeInto(*this);
             if (taken > 0)
                 WMLog("History: took in %ld change(s) recorded while it was unavailable", static_cast<qint64>(taken));
@@ -161,13 +163,25 @@ void ChangeHistory::setAside()
             QFile::remove(side);
     }
     mSetAsidePath = aside;
+    mSetAsideTold = false;
+    QSettings settings;
+    if (settings.value(QLatin1String(kDamagedKey)).toString() == mPath)
+        settings.remove(QLatin1String(kDamagedKey));
     WMLog("The history was damaged; it was moved to %@ and a new one started", aside);
+}
+
+QString ChangeHistory::takeSetAsideNotice()
+{
+    if (mSetAsidePath.isEmpty() || mSetAsideTold)
+        return QString();
+    mSetAsideTold = true;
+    return LocalizedStrings::format(QStringLiteral("HistorySetAside"), mSetAsidePath);
 }
 
 bool ChangeHistory::fail(QString* problem)
 {
     if (mDatabase.lastFailure() == SqliteConnection::Failure::Damaged)
-        QSettings().setValue(QLatin1String(kDamagedKey), true);
+        QSettings().setValue(QLatin1String(kDamagedKey), mPath);
     const QString reason = mDatabase.lastError().isEmpty() ? QStringLiteral("unknown error") : mDatabase.lastError();
     WMLog("History: %@ (%@)", reason, mPath);
     if (problem)

@@ -24,7 +24,7 @@
 class ChangeHistory
 {
 public:
-    explicit ChangeHistory(QString path = defaultPath());
+    explicit ChangeHistory(QString path = defaultPath(), int busyMilliseconds = 10000);
     ~ChangeHistory();
     ChangeHistory(const ChangeHistory&) = delete;
     ChangeHistory& operator=(const ChangeHistory&) = delete;
@@ -39,6 +39,9 @@ public:
     bool open(QString* problem = nullptr);
     // Where a damaged history was moved when it was opened; empty otherwise.
     QString setAsidePath() const { return mSetAsidePath; }
+    // The words that tell the user so, the first time they are asked for;
+    // empty afterwards and when nothing was set aside.
+    QString takeSetAsideNotice();
 
     // ---- recording
     // A new operation; its id, or nothing and the reason.
@@ -77,6 +80,8 @@ private:
     QString mPath;
     QString mSetAsidePath;
     SqliteConnection mDatabase;
+    int mBusyMilliseconds;
     bool mNewerFormat = false;
+    bool mSetAsideTold = false;
     qint64 mSizeLimit = -1;
 };

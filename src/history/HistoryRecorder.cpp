@@ -30,6 +30,9 @@ void HistoryRecorder::record(const FileChangeRecord& record)
         if (const std::optional<qint64> id = mHistory.beginOperation(mKind, mSource, mUndoes, QString(), mTime, &problem))
             mOperation = *id;
     }
+    const QString notice = mHistory.takeSetAsideNotice();
+    if (!notice.isEmpty())
+        mProblem = mProblem.isEmpty() ? notice : mProblem + QLatin1Char('\n') + notice;
     if (mOperation != 0 && mHistory.recordFile(mOperation, record, &problem)) {
         ++mRecorded;
         return;
@@ -37,9 +40,9 @@ void HistoryRecorder::record(const FileChangeRecord& record)
     ++mUnrecorded;
     UnrecordedChanges::Entry entry{mKey, mTime, mKind, mSource, mUndoes, problem, record};
     if (UnrecordedChanges(mHistory.path()).append(entry)) {
-        mProblem = LocalizedStrings::format(QStringLiteral("HistoryDeferred"), problem);
+        mUnrecordedProblem = LocalizedStrings::format(QStringLiteral("HistoryDeferred"), problem);
     } else {
-        mProblem = LocalizedStrings::format(QStringLiteral("HistoryNotRecorded"), problem);
+        mUnrecordedProblem = LocalizedStrings::format(QStringLiteral("HistoryNotRecorded"), problem);
         WMLog("History: %@ could not be recorded: %@", record.path, problem);
     }
 }
@@ -57,6 +60,13 @@ QString HistoryRecorder::sourceOfFiles(const QStringList& paths)
             common = QFileInfo(common).absolutePath() == common ? QString() : QFileInfo(common).absolutePath();
     }
     return common;
+}
+
+QString HistoryRecorder::problem() const
+{
+    if (mUnrecordedProblem.isEmpty() || mProblem.isEmpty())
+        return mProblem + mUnrecordedProblem;
+    return mProblem + QLatin1Char('\n') + mUnrecordedProblem;
 }
 
 void HistoryRecorder::finish()

@@ -38,7 +38,9 @@ public:
     int recordedFiles() const { return mRecorded; }
     // Files kept in the side file or lost, and why; empty when all went in.
     int unrecordedFiles() const { return mUnrecorded; }
-    QString problem() const { return mProblem; }
+    // What the user should know: changes not recorded, a damaged history
+    // set aside. Empty when all went well.
+    QString problem() const;
 
 private:
     OperationKind mKind;
@@ -51,5 +53,6 @@ private:
     int mRecorded = 0;
     int mUnrecorded = 0;
     QString mProblem;
+    QString mUnrecordedProblem;
     bool mFinished = false;
 };

@@ -9,13 +9,15 @@ bool sameText(const QString& a, const QString& b)
     return a.isEmpty() ? b.isEmpty() : a == b;
 }
 
+// Pictures are the same when their bytes and types of content are: the ID3
+// writer deliberately writes every picture type as 0, so the type says
+// nothing about a change.
 bool samePictures(const QList<ID3Image>& a, const QList<ID3Image>& b)
 {
     if (a.size() != b.size())
         return false;
     for (qsizetype i = 0; i < a.size(); ++i) {
-        if (a.at(i).imageData() != b.at(i).imageData() || a.at(i).mimeFormat() != b.at(i).mimeFormat() ||
-            a.at(i).pictureType() != b.at(i).pictureType())
+        if (a.at(i).imageData() != b.at(i).imageData() || a.at(i).mimeFormat() != b.at(i).mimeFormat())
             return false;
     }
     return true;
