@@ -123,10 +123,7 @@ bool ChangeHistory::openFile(QString* problem)
 
 bool ChangeHistory::createSchema()
 {
-    // A new file gets incremental vacuuming, so that dropping old operations
-    // gives the space back; the setting must come before the first table.
-    if (!mDatabase.execute("PRAGMA auto_vacuum = INCREMENTAL") || !mDatabase.execute("PRAGMA journal_mode = WAL") ||
-        !mDatabase.execute("PRAGMA synchronous = NORMAL") || !mDatabase.execute("PRAGMA foreign_keys = ON"))
+    if (!mDatabase.execute("PRAGMA synchronous = NORMAL") || !mDatabase.execute("PRAGMA foreign_keys = ON"))
         return false;
     const qint64 version = mDatabase.integerValue("PRAGMA user_version", -1);
     if (version < 0)
@@ -137,6 +134,11 @@ bool ChangeHistory::createSchema()
     }
     if (version == kSchemaVersion)
         return true;
+    // A new file gets incremental vacuuming, so that dropping old operations
+    // gives the space back (the setting must come before the first table),
+    // and the write-ahead log, so that readers never wait for a writer.
+    if (!mDatabase.execute("PRAGMA auto_vacuum = INCREMENTAL") || !mDatabase.execute("PRAGMA journal_mode = WAL"))
+        return false;
     if (!mDatabase.begin())
         return false;
     if (!mDatabase.execute(kSchema) || !mDatabase.commit()) {
@@ -208,19 +210,24 @@ std::optional<qint64> ChangeHistory::beginOperation(OperationKind kind, const QS
     return mDatabase.lastInsertedRow();
 }
 
-bool ChangeHistory::storeContent(qint64 file, const QByteArray& bytes, QString* hash)
+// The statements of one recording transaction, prepared once.
+struct ChangeHistory::Inserts
+{
+    SqliteConnection::Statement file, change, content, reference;
+};
+
+bool ChangeHistory::storeContent(Inserts& inserts, qint64 file, const QByteArray& bytes, QString* hash)
 {
     *hash = QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
-    SqliteConnection::Statement insert = mDatabase.prepare("INSERT OR IGNORE INTO contents(hash, bytes) VALUES(?, ?)");
-    insert.bind(1, *hash).bind(2, bytes);
-    if (!insert.run())
+    inserts.content.bind(1, *hash).bind(2, bytes);
+    if (!inserts.content.run())
         return false;
-    SqliteConnection::Statement reference = mDatabase.prepare("INSERT INTO content_refs(file, hash) VALUES(?, ?)");
-    reference.bind(1, file).bind(2, *hash);
-    return reference.run();
+    inserts.reference.bind(1, file).bind(2, *hash);
+    return inserts.reference.run();
 }
 
-bool ChangeHistory::storeValue(qint64 file, TagAttribute attribute, const TagSnapshot& values, QVariant* column)
+bool ChangeHistory::storeValue(Inserts& inserts, qint64 file, TagAttribute attribute, const TagSnapshot& values,
+                               QVariant* column)
 {
     if (attribute == TagAttribute::Lyrics) {
         if (values.lyrics.isEmpty()) {
@@ -228,7 +235,7 @@ bool ChangeHistory::storeValue(qint64 file, TagAttribute attribute, const TagSna
             return true;
         }
         QString hash;
-        if (!storeContent(file, values.lyrics.toUtf8(), &hash))
+        if (!storeContent(inserts, file, values.lyrics.toUtf8(), &hash))
             return false;
         *column = hash;
         return true;
@@ -237,7 +244,7 @@ bool ChangeHistory::storeValue(qint64 file, TagAttribute attribute, const TagSna
         QJsonArray pictures;
         for (const ID3Image& picture : values.pictures) {
             QString hash;
-            if (!storeContent(file, picture.imageData(), &hash))
+            if (!storeContent(inserts, file, picture.imageData(), &hash))
                 return false;
             pictures.append(QJsonObject{{QStringLiteral("hash"), hash},
                                         {QStringLiteral("mime"), picture.mimeFormat()},
@@ -253,39 +260,57 @@ bool ChangeHistory::storeValue(qint64 file, TagAttribute attribute, const TagSna
     return true;
 }
 
-bool ChangeHistory::recordFile(qint64 operation, const FileChangeRecord& record, QString* problem)
+bool ChangeHistory::insertFile(Inserts& inserts, qint64 operation, const FileChangeRecord& record)
 {
-    if (!open(problem))
-        return false;
-    if (!mDatabase.begin())
-        return fail(problem);
-    SqliteConnection::Statement insert = mDatabase.prepare(
-        "INSERT INTO files(operation, path, device, inode, size, mtime) VALUES(?, ?, ?, ?, ?, ?)");
-    insert.bind(1, operation).bind(2, record.path);
+    inserts.file.bind(1, operation).bind(2, record.path);
     if (record.identityAfter.isValid()) {
-        insert.bind(3, static_cast<qint64>(record.identityAfter.device))
+        inserts.file.bind(3, static_cast<qint64>(record.identityAfter.device))
             .bind(4, static_cast<qint64>(record.identityAfter.inode))
             .bind(5, record.identityAfter.size)
             .bind(6, record.identityAfter.mtimeNs);
     }
-    bool ok = insert.run();
+    if (!inserts.file.run())
+        return false;
     const qint64 file = mDatabase.lastInsertedRow();
-    for (qsizetype i = 0; ok && i < record.attributes.size(); ++i) {
-        const TagAttribute attribute = record.attributes.at(i);
+    for (TagAttribute attribute : record.attributes) {
         QVariant before, after;
-        ok = storeValue(file, attribute, record.before, &before) && storeValue(file, attribute, record.after, &after);
-        if (!ok)
-            break;
+        if (!storeValue(inserts, file, attribute, record.before, &before) ||
+            !storeValue(inserts, file, attribute, record.after, &after))
+            return false;
         const ChangeOrigin origin = record.originOf(attribute);
-        SqliteConnection::Statement change = mDatabase.prepare(
-            "INSERT INTO changes(file, attribute, old, new, origin, origin_detail) VALUES(?, ?, ?, ?, ?, ?)");
-        change.bind(1, file)
+        inserts.change.bind(1, file)
             .bind(2, TagSnapshot::nameOf(attribute))
             .bind(3, before)
             .bind(4, after)
             .bind(5, ChangeOrigin::nameOf(origin.kind))
             .bind(6, origin.detail.isEmpty() ? QVariant() : QVariant(origin.detail));
-        ok = change.run();
+        if (!inserts.change.run())
+            return false;
+    }
+    return true;
+}
+
+bool ChangeHistory::recordFile(qint64 operation, const FileChangeRecord& record, QString* problem)
+{
+    return recordFiles(operation, {record}, problem);
+}
+
+bool ChangeHistory::recordFiles(qint64 operation, const QList<FileChangeRecord>& records, QString* problem)
+{
+    if (!open(problem))
+        return false;
+    if (!mDatabase.begin())
+        return fail(problem);
+    Inserts inserts{
+        mDatabase.prepare("INSERT INTO files(operation, path, device, inode, size, mtime) VALUES(?, ?, ?, ?, ?, ?)"),
+        mDatabase.prepare(
+            "INSERT INTO changes(file, attribute, old, new, origin, origin_detail) VALUES(?, ?, ?, ?, ?, ?)"),
+        mDatabase.prepare("INSERT OR IGNORE INTO contents(hash, bytes) VALUES(?, ?)"),
+        mDatabase.prepare("INSERT INTO content_refs(file, hash) VALUES(?, ?)")};
+    bool ok = true;
+    for (const FileChangeRecord& record : records) {
+        if (!(ok = insertFile(inserts, operation, record)))
+            break;
     }
     if (!ok || !mDatabase.commit()) {
         fail(problem);

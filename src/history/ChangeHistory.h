@@ -49,6 +49,8 @@ public:
                                          const QString& note = QString(), const QDateTime& time = QDateTime(),
                                          QString* problem = nullptr);
     bool recordFile(qint64 operation, const FileChangeRecord& record, QString* problem = nullptr);
+    // Several files in one transaction: all or none.
+    bool recordFiles(qint64 operation, const QList<FileChangeRecord>& records, QString* problem = nullptr);
     // Drops the operation when no file was recorded for it, then keeps the
     // history within its size limit (never dropping `operation` itself).
     bool finishOperation(qint64 operation, QString* problem = nullptr);
@@ -71,8 +73,11 @@ private:
     bool createSchema();
     void setAside();
     bool fail(QString* problem);
-    bool storeValue(qint64 file, TagAttribute attribute, const TagSnapshot& values, QVariant* column);
-    bool storeContent(qint64 file, const QByteArray& bytes, QString* hash);
+    struct Inserts;
+    bool insertFile(Inserts& inserts, qint64 operation, const FileChangeRecord& record);
+    bool storeValue(Inserts& inserts, qint64 file, TagAttribute attribute, const TagSnapshot& values,
+                    QVariant* column);
+    bool storeContent(Inserts& inserts, qint64 file, const QByteArray& bytes, QString* hash);
     QByteArray content(const QString& hash);
     void readValue(TagAttribute attribute, const QString& column, TagSnapshot* values);
     bool pruneToLimit(qint64 keep);

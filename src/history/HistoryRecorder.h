@@ -5,16 +5,20 @@
 #include "HistoryOperation.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
 // Records one operation while it happens: the operation is made with its
-// first file, and each file is recorded in a transaction of its own right
-// after it was written, so that a run cut short keeps what it did. A file
+// first file, and written files are recorded in small batches (one
+// transaction for up to 64 files or half a second), so that a run cut short
+// keeps what it did but the last moment. A file
 // the history can't take (locked beyond the wait, damaged, disk full) goes to
 // the side file of unrecorded changes, which the history takes in when it
 // next opens; problem() then says what could not be recorded, for the front
-// end to show. Recording never stops a write.
+// end to show. Recording never stops a write. With the setting
+// "recordHistory" off nothing is recorded.
 class HistoryRecorder
 {
 public:
@@ -30,6 +34,8 @@ public:
     // folder that holds them all.
     static QString sourceOfFiles(const QStringList& paths);
 
+    // Records the files not recorded yet.
+    void flush();
     // Ends the operation (also done by the destructor).
     void finish();
 
@@ -48,6 +54,9 @@ private:
     qint64 mUndoes;
     ChangeHistory& mHistory;
     QDateTime mTime;
+    QList<FileChangeRecord> mPending;
+    QElapsedTimer mPendingSince;
+    bool mEnabled; // the setting recordHistory
     QString mKey;
     qint64 mOperation = 0;
     int mRecorded = 0;

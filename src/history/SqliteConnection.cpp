@@ -87,6 +87,8 @@ bool SqliteConnection::Statement::run()
     while ((code = sqlite3_step(mStatement)) == SQLITE_ROW) {
     }
     mConnection->noteResult(code);
+    sqlite3_reset(mStatement);
+    sqlite3_clear_bindings(mStatement);
     return code == SQLITE_DONE;
 }
 
@@ -135,6 +137,9 @@ bool SqliteConnection::open(const QString& path, int busyMilliseconds)
         return false;
     }
     sqlite3_busy_timeout(mDatabase, busyMilliseconds);
+    // Closing does not checkpoint the write-ahead log (with a flush) each
+    // time a short-lived command ends; the log is checkpointed as it grows.
+    sqlite3_db_config(mDatabase, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     sqlite3_extended_result_codes(mDatabase, 0);
     return true;
 }

@@ -42,7 +42,8 @@ public:
         Statement& bind(int index, const QVariant& value);
         // Steps once: true while a row is there.
         bool next();
-        // Runs to the end; false on failure.
+        // Runs to the end and makes the statement ready to run again with
+        // new values; false on failure.
         bool run();
         qint64 integer(int column) const;
         QString text(int column) const; // null for NULL

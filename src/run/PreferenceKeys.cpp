@@ -25,6 +25,7 @@ const QList<PreferenceKeys::Key>& PreferenceKeys::all()
         key("cacheSizeMB", T::Integer, 10, "disk size of the web cache in megabytes"),
         key("httpDeadlineSeconds", T::Integer, 60,
             "longest wait in seconds for the whole answer to one web request"),
+        key("recordHistory", T::Boolean, true, "record every change to songs in the change history, for undo"),
         key("historySizeMB", T::Integer, 500,
             "largest size of the change history in megabytes; the oldest operations go first"),
         key("id3v24Accurate", T::Boolean, false, "write ID3 2.4 frame sizes as synch-safe integers"),
