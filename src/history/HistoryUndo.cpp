@@ -4,6 +4,7 @@
 #include "HistoryRecorder.h"
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
+#include "tags/FileWriteLock.h"
 
 #include <QFileInfo>
 
@@ -34,6 +35,12 @@ HistoryUndo::Result HistoryUndo::undo(ChangeHistory& history, qint64 operation, 
         FileResult file{record.path, Outcome::Failed, {}, {}};
         if (!QFileInfo(record.path).isFile()) {
             file.outcome = Outcome::Vanished;
+            result.files.append(file);
+            continue;
+        }
+        // Held from the read to the end of the write, as every writer of ours.
+        const FileWriteLock lock = FileWriteLock::acquire(record.path, &file.reason);
+        if (!lock.isLocked()) {
             result.files.append(file);
             continue;
         }
