@@ -91,6 +91,7 @@ int FixCommand::run()
     }
 
     MainController controller;
+    controller.setSourceDescription(sourceOptions.description());
     controller.setWindowPrefs(choices);
     controller.setDryRun(dryRun);
     controller.setAllSongs(loader.allSongs());

@@ -69,3 +69,18 @@ bool SongSourceOptions::load(SongSourceLoader& loader, std::FILE* err) const
         return loader.setiTunesLibrary(mXml);
     }
 }
+
+QString SongSourceOptions::description() const
+{
+    switch (mSource) {
+    case Source::Folder:
+        return QFileInfo(mFolder).absoluteFilePath();
+    case Source::Library:
+        return LocalizedStrings::text(QStringLiteral("iTunesLibrary"));
+    case Source::Playlist:
+        return mPlaylist;
+    case Source::Saved:
+        break;
+    }
+    return QString();
+}

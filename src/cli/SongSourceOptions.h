@@ -32,6 +32,9 @@ public:
     bool load(SongSourceLoader& loader, std::FILE* err) const;
 
     Source source() const { return mSource; }
+    // What the source is, in words: the folder's path, "iTunes library" or
+    // the playlist's name.
+    QString description() const;
     QString folder() const { return mFolder; }
 
 private:

@@ -62,6 +62,16 @@ void MainController::setVisibleSongs(const SongList& songs)
     mVisibleCursor = 0;
 }
 
+QString MainController::sourceDescription() const
+{
+    if (!mSourceDescription.isEmpty())
+        return mSourceDescription;
+    QStringList paths;
+    for (const std::shared_ptr<SongFile>& song : mAllSongs)
+        paths.append(song->path());
+    return HistoryRecorder::sourceOfFiles(paths);
+}
+
 void MainController::setResources(const QVariantMap& resources)
 {
     mResources = resources;
@@ -155,6 +165,8 @@ bool MainController::beginGathering(const SongList& selection)
     updateInfoGatheringStatusField();
 
     if (newRun) {
+        if (!mDryRun)
+            mHistory.emplace(OperationKind::Run, sourceDescription());
         emit runStarted();
         mOverallProgress.setIndeterminate(false);
         mOverallProgress.setMaxValue(static_cast<double>(added.size() + 1));
@@ -269,6 +281,7 @@ void MainController::finishCurrentTask(SongInfoTask* task)
                kOrange);
         emit runEnded(true);
     } else if (changed) {
+        mCurrentOrigins = task->valueOrigins();
         emit sortInvalidated();
     } else {
         reverted = song->revertToCachedInfotag();
@@ -296,6 +309,7 @@ void MainController::finishCurrentTask(SongInfoTask* task)
     if (!task->errorMessage().isEmpty())
         addLog(WMFormat::string("-- %@", task->errorMessage()), kRed);
     mCurrentReport.reset();
+    mCurrentOrigins.clear();
     mCurrentSongUnreadable = false;
     releaseTask();
 }
@@ -312,7 +326,7 @@ void MainController::reportChanges(const std::shared_ptr<SongFile>& song, AudioI
                                  title, AlbumInfo::summaryOfAssets(changed)),
         kBlue);
     if (tag && mCurrentReport)
-        emit songChanges(song, mCurrentReport->changesTo(*tag));
+        emit songChanges(song, mCurrentReport->changesTo(*tag, mCurrentOrigins));
 }
 
 void MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAssets changed)
@@ -333,6 +347,10 @@ void MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAsset
         return;
     }
     reportChanges(song, tag, changed);
+    if (mHistory && mCurrentReport)
+        mHistory->record(FileChangeRecord::between(song->path(), mCurrentReport->before(), TagSnapshot::of(*tag),
+                                                   ChangeOrigin{ChangeOrigin::Kind::WebSource, {}},
+                                                   mCurrentOrigins));
     if (tag->numberOfImages() > 0)
         song->setHasiTunesArtwork(0);
     else
@@ -461,6 +479,12 @@ void MainController::releaseTask()
 
 void MainController::endRun()
 {
+    if (mHistory) {
+        mHistory->finish();
+        if (!mHistory->problem().isEmpty())
+            addLog(mHistory->problem(), kRed);
+        mHistory.reset();
+    }
     mOverallProgress.setDoubleValue(0.0);
     emit controlsEnabledChanged(true);
 }

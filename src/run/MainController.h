@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SongChangeReport.h"
+#include "history/HistoryRecorder.h"
 #include "WindowPrefs.h"
 #include "support/ProgressIndicator.h"
 #include "web/AlbumAsset.h"
@@ -65,6 +66,10 @@ public:
     const WindowPrefs& windowPrefs() const { return mWindowPrefs; }
     // Tasks run and their changes are reported, but no file is written.
     void setDryRun(bool dryRun) { mDryRun = dryRun; }
+    // What the run works on, as the change history names it ("the library",
+    // a playlist's name, a folder); the folder holding all songs when unset.
+    void setSourceDescription(const QString& description) { mSourceDescription = description; }
+    QString sourceDescription() const;
     bool isDryRun() const { return mDryRun; }
     // The resources handed to the tasks ("sourcelist" and each source's
     // section); the live resources of the preferences unless set.
@@ -193,5 +198,10 @@ private:
     // The current song's values before its task, and whether it could be
     // read at all.
     std::optional<SongChangeReport> mCurrentReport;
+    // Where the current song's new values came from.
+    QHash<TagAttribute, ChangeOrigin> mCurrentOrigins;
+    // The run's operation in the change history (none in a dry run).
+    std::optional<HistoryRecorder> mHistory;
+    QString mSourceDescription;
     bool mCurrentSongUnreadable = false;
 };

@@ -63,6 +63,7 @@ AlbumInfo AlbumInfo::copy() const
     if (!mLyrics.isEmpty())
         album.mLyrics = mLyrics;
     album.mSourceInterface = mSourceInterface;
+    album.mSourceReference = mSourceReference;
     return album;
 }
 

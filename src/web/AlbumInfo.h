@@ -39,6 +39,9 @@ public:
     const QString& artURLString() const { return mArtURLString; }
     int duplicates() const { return mDuplicates; }
     const QString& sourceInterfaceName() const { return mSourceInterface; }
+    // Where the source found the album: the page's or the release's
+    // address; empty when the source keeps none.
+    const QString& sourceReference() const { return mSourceReference; }
     // Lyrics found with this album: simplified song title -> lyrics text.
     const QVariantMap& lyrics() const { return mLyrics; }
     QVariantMap& lyrics() { return mLyrics; }
@@ -52,6 +55,7 @@ public:
     // "//host/x.jpg" is stored as "http://host/x.jpg"; an empty value clears.
     void setArtURLString(const QString& url);
     void setSourceInterfaceName(const QString& name) { mSourceInterface = name; }
+    void setSourceReference(const QString& reference) { mSourceReference = reference; }
     void setLyrics(const QVariantMap& lyrics) { mLyrics = lyrics; }
     void incDuplicates() { ++mDuplicates; }
 
@@ -97,5 +101,6 @@ private:
     QVariantMap mLyrics;
     QString mArtURLString;
     QString mSourceInterface;
+    QString mSourceReference;
     int mDuplicates = 0;
 };

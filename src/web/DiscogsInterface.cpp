@@ -212,6 +212,7 @@ void DiscogsInterface::discogReleaseCompleted(const QVariantMap& answer)
             if (!album->artURLString().isEmpty() && QUrl(album->artURLString()).isRelative())
                 album->setArtURLString(releaseURL.resolved(QUrl(album->artURLString())).toString());
             album->setSourceInterfaceName(QStringLiteral("DiscogsInterface"));
+            album->setSourceReference(releaseURL.toString());
             WMLog("discog #%d: found %@", mLogNum++, *album);
             mAlbums.append(*album);
         }

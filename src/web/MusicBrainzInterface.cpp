@@ -171,6 +171,7 @@ void MusicBrainzInterface::musicBrainzReleaseCompleted(const QVariantMap& answer
             WMLog("musicbrainz: album '%@' does not fit [%@]", album->name(), url.toString());
         } else if (mAlbums.size() < mMaxAlbums) {
             album->setSourceInterfaceName(QString::fromLatin1(metaObject()->className()));
+            album->setSourceReference(url.toString());
             mAlbums.append(*album);
         }
     }

@@ -324,16 +324,61 @@ bool SongInfoTask::downloadNextArtCandidate(const QByteArray& method)
         if (album.artURLString().isEmpty() || !url.isValid() || url.scheme().isEmpty())
             continue;
         mArtURLInFlight = url;
+        mArtAlbumInFlight = album;
         WMHTTPQueue::queue()->addURL(url, this, method, mIndicator.data());
         return true;
     }
     return false;
 }
 
-void SongInfoTask::moveFlagToChanged(AlbumAsset asset)
+namespace {
+
+std::optional<TagAttribute> attributeOf(AlbumAsset asset)
+{
+    switch (asset) {
+    case AlbumAsset::Artwork:
+        return TagAttribute::Artwork;
+    case AlbumAsset::AlbumName:
+        return TagAttribute::Album;
+    case AlbumAsset::Artist:
+        return TagAttribute::Artist;
+    case AlbumAsset::Year:
+        return TagAttribute::Year;
+    case AlbumAsset::SongTitle:
+        return TagAttribute::Title;
+    case AlbumAsset::Track:
+        return TagAttribute::Track;
+    case AlbumAsset::Genre:
+        return TagAttribute::Genre;
+    case AlbumAsset::Tempo:
+        return TagAttribute::BPM;
+    case AlbumAsset::Lyrics:
+        return TagAttribute::Lyrics;
+    case AlbumAsset::None:
+        break;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+void SongInfoTask::moveFlagToChanged(AlbumAsset asset, const ChangeOrigin& origin)
 {
     mDesiredAssetFlags &= ~AlbumAssets(asset);
     mChangedAssetFlags |= asset;
+    if (const std::optional<TagAttribute> attribute = attributeOf(asset))
+        mValueOrigins.insert(*attribute, origin);
+}
+
+ChangeOrigin SongInfoTask::originOf(const AlbumInfo& album)
+{
+    QString source = album.sourceInterfaceName();
+    if (source.endsWith(QLatin1String("Interface")))
+        source.chop(int(qstrlen("Interface")));
+    QString detail = source + QStringLiteral(": ") + album.artist() + QStringLiteral(" – ") + album.name();
+    if (!album.sourceReference().isEmpty())
+        detail += QStringLiteral(" <") + album.sourceReference() + QLatin1Char('>');
+    return ChangeOrigin{ChangeOrigin::Kind::WebSource, detail};
 }
 
 void SongInfoTask::finishAndNotify()

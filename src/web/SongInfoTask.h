@@ -1,10 +1,13 @@
 #pragma once
 
+#include "history/ChangeOrigin.h"
+#include "history/TagSnapshot.h"
 #include "web/AlbumAsset.h"
 #include "web/AlbumChooser.h"
 #include "web/AlbumInfo.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -70,6 +73,12 @@ public:
     AlbumAssets changedAssetFlags() const { return mChangedAssetFlags; }
     AlbumAssets desiredAssetFlags() const { return mDesiredAssetFlags; }
     QString errorMessage() const { return mErrorMessage; }
+    // Where each value the task set came from: a sibling song, or a source
+    // and the album record it gave.
+    const QHash<TagAttribute, ChangeOrigin>& valueOrigins() const { return mValueOrigins; }
+    // A web source's album as an origin: "MusicBrainz: Artist – Album" and
+    // the record's address.
+    static ChangeOrigin originOf(const AlbumInfo& album);
     void setErrorMessage(const QString& message) { mErrorMessage = message; }
     // The album title searched for: the song's album, with " Soundtrack"
     // added for soundtracks whose album name lacks it; null without album.
@@ -108,7 +117,7 @@ private:
     // Queues the next usable artwork candidate; false when none is left.
     bool downloadNextArtCandidate(const QByteArray& method);
     void removeOldArtwork();
-    void moveFlagToChanged(AlbumAsset asset);
+    void moveFlagToChanged(AlbumAsset asset, const ChangeOrigin& origin);
     void finishAndNotify();
 
     std::shared_ptr<SongFile> mSong;
@@ -120,6 +129,8 @@ private:
     AlbumAssets mDesiredAssetFlags;
     AlbumAssets mChangedAssetFlags;
     AlbumAssets mOverwriteFlags;
+    QHash<TagAttribute, ChangeOrigin> mValueOrigins;
+    std::optional<AlbumInfo> mArtAlbumInFlight;
     AlbumChooser::Method mAlbumSelectionMethod = AlbumChooser::Method::None;
     bool mAllowSubstrings = false;
     float mMinImageWidth = 0.0f;

@@ -47,6 +47,7 @@ void SongInfoTask::applyResourcesFromLibrary()
         // artwork is overwritten and its picture is narrower than the
         // threshold, so that the first song of an album borrows as the
         // later ones do.
+        const ChangeOrigin sibling{ChangeOrigin::Kind::Sibling, other->path()};
         const bool untrusted =
             std::any_of(mExcludeLibrary.cbegin(), mExcludeLibrary.cend(),
                         [&](const std::shared_ptr<SongFile>& s) { return s && s->path() == other->path(); });
@@ -64,11 +65,11 @@ void SongInfoTask::applyResourcesFromLibrary()
 
         if (takeYear && mDesiredAssetFlags.testFlag(AlbumAsset::Year) && !otherTag->year().isEmpty()) {
             t->setYear(otherTag->year());
-            moveFlagToChanged(AlbumAsset::Year);
+            moveFlagToChanged(AlbumAsset::Year, sibling);
         }
         if (takeGenre && mDesiredAssetFlags.testFlag(AlbumAsset::Genre) && !otherTag->genres().isEmpty()) {
             t->setGenres(otherTag->genres());
-            moveFlagToChanged(AlbumAsset::Genre);
+            moveFlagToChanged(AlbumAsset::Genre, sibling);
         }
         if (takeArtwork && mDesiredAssetFlags.testFlag(AlbumAsset::Artwork) &&
             otherTag->numberOfImages() > 0) {
@@ -95,7 +96,7 @@ void SongInfoTask::applyResourcesFromLibrary()
                                                                mSong->path());
             t->removeAllImages();
             t->addImage(*image);
-            moveFlagToChanged(AlbumAsset::Artwork);
+            moveFlagToChanged(AlbumAsset::Artwork, sibling);
         }
     }
 }
@@ -105,6 +106,7 @@ void SongInfoTask::applyResourcesFromAlbum(const AlbumInfo& album)
     AudioInfoTag* t = tag();
     if (!t)
         return;
+    const ChangeOrigin web = originOf(album);
     int trackNumber = 0;
     if (!t->title().isEmpty())
         trackNumber = album.numberOfTrackNamed(t->title(), mAllowSubstrings);
@@ -121,7 +123,7 @@ void SongInfoTask::applyResourcesFromAlbum(const AlbumInfo& album)
     if (mDesiredAssetFlags.testFlag(AlbumAsset::AlbumName) && !album.name().isEmpty()) {
         const QString previous = t->album();
         t->setAlbum(album.name());
-        moveFlagToChanged(AlbumAsset::AlbumName);
+        moveFlagToChanged(AlbumAsset::AlbumName, web);
         if (!previous.isEmpty() && !WendmarkTextExtensions::isSimpleEqualTo(previous, album.name()) &&
             mOverwriteFlags.testFlag(AlbumAsset::AlbumName)) {
             // Another album: its artwork is no longer this song's.
@@ -136,27 +138,27 @@ void SongInfoTask::applyResourcesFromAlbum(const AlbumInfo& album)
                 WMLog("%@ lyrics too few lines:\n%@", t->title(), text);
             } else {
                 t->setLyrics(text);
-                moveFlagToChanged(AlbumAsset::Lyrics);
+                moveFlagToChanged(AlbumAsset::Lyrics, web);
             }
         }
     }
     if (mDesiredAssetFlags.testFlag(AlbumAsset::Track) && trackNumber > 0) {
         t->setTrack(QStringLiteral("%1/%2").arg(trackNumber).arg(album.trackNames().size()));
-        moveFlagToChanged(AlbumAsset::Track);
+        moveFlagToChanged(AlbumAsset::Track, web);
     }
     if (mDesiredAssetFlags.testFlag(AlbumAsset::Year) && !album.year().isEmpty()) {
         t->setYear(album.year());
-        moveFlagToChanged(AlbumAsset::Year);
+        moveFlagToChanged(AlbumAsset::Year, web);
     }
     if (mDesiredAssetFlags.testFlag(AlbumAsset::Genre) && !album.genre().isEmpty()) {
         t->setGenres(album.genre());
-        moveFlagToChanged(AlbumAsset::Genre);
+        moveFlagToChanged(AlbumAsset::Genre, web);
     }
     if (mDesiredAssetFlags.testFlag(AlbumAsset::SongTitle) && trackNumber > 0) {
         const QString title = album.trackNames().value(trackNumber - 1);
         if (!title.isEmpty()) {
             t->setTitle(title);
-            moveFlagToChanged(AlbumAsset::SongTitle);
+            moveFlagToChanged(AlbumAsset::SongTitle, web);
         }
     }
 }
@@ -202,7 +204,9 @@ bool SongInfoTask::takeArtworkAnswer(const QVariantMap& answer)
         }
     }
     t->addImage(*image);
-    mChangedAssetFlags |= AlbumAsset::Artwork;
-    mDesiredAssetFlags &= ~AlbumAssets(AlbumAsset::Artwork);
+    ChangeOrigin origin = mArtAlbumInFlight ? originOf(*mArtAlbumInFlight) : ChangeOrigin{ChangeOrigin::Kind::WebSource, {}};
+    origin.detail += QStringLiteral(" <") + answer.value(QStringLiteral("WMHTTPURLKey")).toUrl().toString() +
+                     QLatin1Char('>');
+    moveFlagToChanged(AlbumAsset::Artwork, origin);
     return true;
 }

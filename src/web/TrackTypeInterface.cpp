@@ -147,6 +147,7 @@ void TrackTypeInterface::gotAlbum(const QVariantMap& answer)
             WMHTTPQueue::queue()->removeURLFromCache(answer.value(QStringLiteral("WMHTTPURLKey")).toUrl());
         } else if (albumArtistMatches(album->artist())) {
             album->setSourceInterfaceName(QString::fromLatin1(metaObject()->className()));
+            album->setSourceReference(answer.value(QStringLiteral("WMHTTPURLKey")).toUrl().toString());
             mAlbums.append(*album);
         }
     }

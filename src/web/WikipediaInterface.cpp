@@ -124,6 +124,7 @@ void WikipediaInterface::pageFinished(const QVariantMap& answer)
             AlbumInfo album = *found;
             if (isAlbumOfSearchedArtist(album) && mAlbums.size() < mMaxAlbums) {
                 album.setSourceInterfaceName(QStringLiteral("WikipediaInterface"));
+                album.setSourceReference(url.toString());
                 WMLog("wiki #%d: found %@", mLogNum++, album);
                 mAlbums.append(album);
             } else {

@@ -9,6 +9,8 @@
 #include "tags/ID3Image.h"
 
 #include <QHash>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QRegularExpression>
@@ -134,6 +136,17 @@ TEST_F(FixCommandTest, SiblingSongsLendTheirValuesAndADryRunWritesNothing)
     EXPECT_EQ(AudioInfoTag::tagWithPath(bare)->genres(), QStringLiteral("Dream Pop"));
     EXPECT_TRUE(out.contains(LocalizedStrings::format(QStringLiteral("LogFinished"), 1, 2)))
         << out.toStdString();
+    // Each change says where its value came from, and the run is in the
+    // change history with that origin.
+    EXPECT_TRUE(out.contains(QStringLiteral("    year: \"\" → \"1994\"  (from sibling 1.mp3)"))) << out.toStdString();
+    QProcess history;
+    history.start(QStringLiteral(QB_CLI_PATH), {QStringLiteral("history"), QStringLiteral("--json")});
+    ASSERT_TRUE(history.waitForFinished(30000));
+    const QJsonObject recorded =
+        QJsonDocument::fromJson(history.readAllStandardOutput().split('\n').first()).object();
+    EXPECT_EQ(recorded.value(QStringLiteral("kind")).toString(), QStringLiteral("run"));
+    EXPECT_EQ(recorded.value(QStringLiteral("source")).toString(), mFolder);
+    EXPECT_EQ(recorded.value(QStringLiteral("files")).toInt(), 1);
 
     // Bad choices are refused before anything is loaded.
     EXPECT_EQ(run({QStringLiteral("--check"), QStringLiteral("year,colour")}, &out), 2);

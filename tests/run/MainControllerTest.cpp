@@ -210,7 +210,9 @@ TEST_F(MainControllerTest, RunsEverySongInTableOrderWritesAndReportsBack)
     EXPECT_EQ(mLog.at(2).text, LocalizedStrings::format(QStringLiteral("LogFinished"), 2, 3));
     EXPECT_EQ(mLog.at(2).color, kDarkGreen);
     ASSERT_EQ(changes.size(), 2);
-    EXPECT_TRUE(changes.first().contains(QStringLiteral("year: \"\" → \"1987\"")))
+    // Each change names the source and album its value came from.
+    EXPECT_TRUE(changes.first().contains(
+        QStringLiteral("year: \"\" → \"1987\"  (from TaskTestSource: The Testers – Night Drive)")))
         << changes.first().join(QLatin1Char('|')).toStdString();
     // The songs keep the cache's summary of their values: renewed for the
     // written ones, made for the unchanged one read from its file.
@@ -237,7 +239,8 @@ TEST_F(MainControllerTest, DryRunReportsChangesAndWritesNothing)
 
     EXPECT_EQ(TestSupport::readFile(song->path()), before);
     EXPECT_EQ(mController.songsModified(), 1u);
-    EXPECT_TRUE(changes.contains(QStringLiteral("genre: \"\" → \"Synthpop\"")))
+    EXPECT_TRUE(changes.contains(
+        QStringLiteral("genre: \"\" → \"Synthpop\"  (from TaskTestSource: The Testers – Night Drive)")))
         << changes.join(QLatin1Char('|')).toStdString();
     ASSERT_FALSE(mLog.isEmpty());
     EXPECT_TRUE(mLog.first().text.startsWith(
