@@ -168,13 +168,16 @@ int ScanCommand::run()
         }
     }
     if (json) {
-        CliOutput::printJson(mOut, QJsonObject{{QStringLiteral("songs"), list},
-                                               {QStringLiteral("count"), static_cast<qint64>(songs.size())},
-                                               {QStringLiteral("complete"), complete},
-                                               {QStringLiteral("lacking"), lacking},
-                                               {QStringLiteral("readOnly"), locked},
-                                               {QStringLiteral("damaged"), damaged},
-                                               {QStringLiteral("cancelled"), !loaded}});
+        QJsonObject answer{{QStringLiteral("songs"), list},
+                           {QStringLiteral("count"), static_cast<qint64>(songs.size())},
+                           {QStringLiteral("complete"), complete},
+                           {QStringLiteral("lacking"), lacking},
+                           {QStringLiteral("readOnly"), locked},
+                           {QStringLiteral("damaged"), damaged},
+                           {QStringLiteral("cancelled"), !loaded}};
+        if (!loader.sourceError().isEmpty())
+            answer.insert(QStringLiteral("error"), loader.sourceError());
+        CliOutput::printJson(mOut, answer);
     } else {
         text += LocalizedStrings::format(QStringLiteral("CliScanSummary"), static_cast<qint64>(songs.size()),
                                          complete, lacking, locked, damaged) +

@@ -116,6 +116,7 @@ void SongSourceLoader::begin(SongSourceKind kind)
 {
     mCancelled = false;
     mAllSongs.clear();
+    mSourceError.clear();
     mSourceKind = kind;
     mLastProgress = -1;
     mProgressClock.start();
@@ -197,11 +198,14 @@ bool SongSourceLoader::setiTunesLibrary(const QString& xmlPath)
     if (library.isEmpty()) {
         begin(SongSourceKind::Library);
         logRed(QStringLiteral("LibraryUnreadable"), WMFormat::string("%@ (%@)", path, error));
+        mSourceError = error;
         return false;
     }
     if (!error.isEmpty())
         logRed(QStringLiteral("LibraryDamaged"), WMFormat::string("%@ (%@)", path, error));
-    return loadLibraryDictionary(library, path);
+    const bool loaded = loadLibraryDictionary(library, path);
+    mSourceError = error;
+    return loaded;
 }
 
 bool SongSourceLoader::loadLibraryDictionary(const QVariantMap& library, const QString& libraryPath)
@@ -273,9 +277,14 @@ bool SongSourceLoader::gatherSongsFromPlaylistPID(const QString& playlistPID, co
             logRed(QStringLiteral("NoLibraryXML"), QString());
         else
             logRed(QStringLiteral("LibraryUnreadable"), WMFormat::string("%@ (%@)", path, error));
+        mSourceError = error;
         return false;
     }
-    return gatherSongsFromPlaylist(library, playlistPID, name);
+    if (!error.isEmpty())
+        logRed(QStringLiteral("LibraryDamaged"), WMFormat::string("%@ (%@)", path, error));
+    const bool loaded = gatherSongsFromPlaylist(library, playlistPID, name);
+    mSourceError = error;
+    return loaded;
 }
 
 bool SongSourceLoader::gatherSongsFromPlaylist(const QVariantMap& library, const QString& playlistPID,

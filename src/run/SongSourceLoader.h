@@ -60,6 +60,9 @@ public:
     const QList<std::shared_ptr<SongFile>>& allSongs() const { return mAllSongs; }
     SongSourceKind sourceKind() const { return mSourceKind; }
     bool wasCancelled() const { return mCancelled; }
+    // Why the library export of the last load was damaged (what could be
+    // read was loaded) or unreadable; empty when it was read whole.
+    QString sourceError() const { return mSourceError; }
 
     // ---- the rules, for the loaders and their tests
     // The path of a track's "Location": the URL's path with percent escapes
@@ -104,6 +107,7 @@ private:
     RegenerateController* mRegenerateController = nullptr;
     SongSourceKind mSourceKind = SongSourceKind::Folder;
     std::atomic<bool> mCancelled{false};
+    QString mSourceError;
     QElapsedTimer mProgressClock;
     qint64 mLastProgress = -1;
 };
