@@ -45,6 +45,9 @@ int RegenerateCommand::run()
                              LocalizedStrings::format(QStringLiteral("CliRegenerateDone"), song->path(),
                                                       static_cast<qint64>(tag ? tag->numberOfImages() : 0)) +
                                  QLatin1Char('\n'));
+            // Nobody reads on: stop after this file, as after Ctrl-C.
+            if (CliOutput::hasFailed(mOut))
+                return CliOutput::kClosedOutputStatus;
         } else {
             CliOutput::print(
                 mErr, LocalizedStrings::format(QStringLiteral("CliRegenerateFailed"), song->path(), error) +

@@ -1,6 +1,7 @@
 #include "ScanCommand.h"
 
 #include "CliOutput.h"
+#include "ClosedOutputNotifier.h"
 #include "SongSourceOptions.h"
 #include "run/Delazifier.h"
 #include "run/RegenerateController.h"
@@ -108,10 +109,13 @@ int ScanCommand::run()
     RegenerateController regenerate;
     SongSourceLoader loader;
     loader.setRegenerateController(&regenerate);
+    // Once nobody reads the listing, loading and reading tags stop too.
+    ClosedOutputNotifier outputWatch(mOut);
+    QObject::connect(&outputWatch, &ClosedOutputNotifier::closed, &loader, &SongSourceLoader::cancel);
     const bool loaded = sourceOptions.load(loader, mErr);
-    if (!loaded && loader.allSongs().isEmpty()) {
+    if (outputWatch.isClosed() || (!loaded && loader.allSongs().isEmpty())) {
         SongFileInfoCache::sharedCache().detach();
-        return 1;
+        return outputWatch.isClosed() ? CliOutput::kClosedOutputStatus : 1;
     }
     const QList<std::shared_ptr<SongFile>>& songs = loader.allSongs();
 
@@ -122,9 +126,15 @@ int ScanCommand::run()
         delazifier.setRegenerateController(&regenerate);
         QEventLoop loop;
         QObject::connect(&delazifier, &Delazifier::finished, &loop, &QEventLoop::quit);
+        QObject::connect(&outputWatch, &ClosedOutputNotifier::closed, &loop, &QEventLoop::quit);
         delazifier.startDelazification();
         if (delazifier.isActive())
             loop.exec();
+        if (outputWatch.isClosed()) {
+            delazifier.stopDelazification();
+            SongFileInfoCache::sharedCache().detach();
+            return CliOutput::kClosedOutputStatus;
+        }
     }
 
     const AlbumAssets checked = WindowPrefs::readPrefs().checkFlags();
@@ -163,7 +173,8 @@ int ScanCommand::run()
                 LocalizedStrings::format(QStringLiteral("CliScanLacks"), lacks.join(QStringLiteral(", "))) +
                 QLatin1Char('\n');
         if (text.size() >= kFlushAt) {
-            CliOutput::print(mOut, text);
+            if (!CliOutput::print(mOut, text))
+                break;
             text.clear();
         }
     }
@@ -185,5 +196,7 @@ int ScanCommand::run()
         CliOutput::print(mOut, text);
     }
     SongFileInfoCache::sharedCache().detach();
+    if (outputWatch.check())
+        return CliOutput::kClosedOutputStatus;
     return loaded ? 0 : 1;
 }

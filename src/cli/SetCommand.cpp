@@ -178,6 +178,9 @@ int SetCommand::run()
         CliOutput::print(mOut,
                          LocalizedStrings::format(QStringLiteral("CliWrote"), path, tag->writeVersion()) +
                              QLatin1Char('\n'));
+        // Nobody reads on: the files after this one are left alone.
+        if (CliOutput::hasFailed(mOut))
+            return CliOutput::kClosedOutputStatus;
     }
     return status;
 }

@@ -90,6 +90,9 @@ int TagsCommand::run()
         } else if (tag) {
             CliOutput::print(mOut, textForTag(path, dataType, tag.get()));
         }
+        // Nobody reads on: the other files are not opened.
+        if (CliOutput::hasFailed(mOut))
+            return CliOutput::kClosedOutputStatus;
     }
     return status;
 }
