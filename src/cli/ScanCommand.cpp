@@ -188,6 +188,11 @@ int ScanCommand::run()
                            {QStringLiteral("cancelled"), !loaded}};
         if (!loader.sourceError().isEmpty())
             answer.insert(QStringLiteral("error"), loader.sourceError());
+        QJsonArray unopened;
+        for (const SongSourceLoader::UnopenedFile& file : loader.unopenedFiles())
+            unopened.append(
+                QJsonObject{{QStringLiteral("path"), file.path}, {QStringLiteral("reason"), file.reason}});
+        answer.insert(QStringLiteral("unreadable"), unopened);
         CliOutput::printJson(mOut, answer);
     } else {
         text += LocalizedStrings::format(QStringLiteral("CliScanSummary"), static_cast<qint64>(songs.size()),

@@ -10,11 +10,15 @@
 #include "support/WMLog.h"
 #include "support/WMUtility.h"
 #include "tags/AudioInfoTag.h"
+#include "text/FileNameEncoding.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QHash>
 
 #include <algorithm>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -117,6 +121,7 @@ void SongSourceLoader::begin(SongSourceKind kind)
     mCancelled = false;
     mAllSongs.clear();
     mSourceError.clear();
+    mUnopenedFiles.clear();
     mSourceKind = kind;
     mLastProgress = -1;
     mProgressClock.start();
@@ -138,6 +143,23 @@ void SongSourceLoader::logRed(const QString& key, const QString& path)
     const QString text = WMFormat::string("%@ %@", LocalizedStrings::text(key), path);
     WMLog("%@", text);
     emit logLine(text, QColor(Qt::red));
+}
+
+void SongSourceLoader::reportUnrepresentable(const QList<QByteArray>& rawPaths)
+{
+    for (const QByteArray& raw : rawPaths) {
+        struct stat info = {};
+        const bool isFolder = ::stat(raw.constData(), &info) == 0 && S_ISDIR(info.st_mode);
+        // The name as Qt has it still ends in the song's extension.
+        if (!isFolder && !claimsToBeSong(QFile::decodeName(raw)))
+            continue;
+        const QString shown = FileNameEncoding::shellQuoted(raw);
+        const QString text = LocalizedStrings::format(
+            isFolder ? QStringLiteral("FolderNameNotUtf8") : QStringLiteral("SongNameNotUtf8"), shown);
+        WMLog("%@", text);
+        emit logLine(text, QColor(Qt::red));
+        mUnopenedFiles.append({shown, LocalizedStrings::text(QStringLiteral("NameNotUtf8"))});
+    }
 }
 
 void SongSourceLoader::collectCorrupt(const std::shared_ptr<SongFile>& song)
@@ -369,7 +391,10 @@ bool SongSourceLoader::gatherSongsFromDirectory(const QString& folder)
 {
     begin(SongSourceKind::Folder);
     WMLog("%@", LocalizedStrings::text(QStringLiteral("ScanningDirectory")));
-    const QStringList paths = WMUtility::recursiveFilePathsInDirectory(folder, false, kMaxFolderPaths);
+    QList<QByteArray> unrepresentable;
+    const QStringList paths =
+        WMUtility::recursiveFilePathsInDirectory(folder, false, kMaxFolderPaths, &unrepresentable);
+    reportUnrepresentable(unrepresentable);
     if (paths.isEmpty())
         return !mCancelled;
     SongFile::setSongSourceRoot(folder);

@@ -64,6 +64,15 @@ public:
     // read was loaded) or unreadable; empty when it was read whole.
     QString sourceError() const { return mSourceError; }
 
+    // A song file (or folder) of the last folder load that could not even
+    // be opened: its path as the user's shell shows it, and why.
+    struct UnopenedFile
+    {
+        QString path;
+        QString reason;
+    };
+    const QList<UnopenedFile>& unopenedFiles() const { return mUnopenedFiles; }
+
     // ---- the rules, for the loaders and their tests
     // The path of a track's "Location": the URL's path with percent escapes
     // decoded as UTF-8, a drive-letter path ("/C:/...") without its leading
@@ -101,6 +110,8 @@ private:
                                           const QHash<QString, std::shared_ptr<SongFile>>& workList,
                                           bool adoptDateWhenReused);
     void collectCorrupt(const std::shared_ptr<SongFile>& song);
+    // Reports the songs and folders of a walk whose names are not UTF-8.
+    void reportUnrepresentable(const QList<QByteArray>& rawPaths);
 
     QList<std::shared_ptr<SongFile>> mAllSongs;
     QList<std::shared_ptr<SongFile>> mWorkList;
@@ -108,6 +119,7 @@ private:
     SongSourceKind mSourceKind = SongSourceKind::Folder;
     std::atomic<bool> mCancelled{false};
     QString mSourceError;
+    QList<UnopenedFile> mUnopenedFiles;
     QElapsedTimer mProgressClock;
     qint64 mLastProgress = -1;
 };

@@ -18,6 +18,8 @@ QProcessEnvironment CliProcess::environment()
     env.insert(QStringLiteral("XDG_CONFIG_HOME"), home() + QStringLiteral("/.config"));
     env.insert(QStringLiteral("XDG_CACHE_HOME"), home() + QStringLiteral("/.cache"));
     env.insert(QStringLiteral("XDG_DATA_HOME"), home() + QStringLiteral("/.local/share"));
+    env.insert(QStringLiteral("QUILLBEAT_RESOURCES"),
+               QStringLiteral(QB_SOURCE_DIR "/tools/demo-resources.plist"));
     return env;
 }
 
@@ -28,11 +30,13 @@ bool CliProcess::start(QProcess& process, const QStringList& arguments)
     return process.waitForStarted();
 }
 
-CliProcess::Outcome CliProcess::run(const QStringList& arguments, int timeoutMs)
+CliProcess::Outcome CliProcess::run(const QStringList& arguments, int timeoutMs, const QString& program)
 {
     Outcome outcome;
     QProcess process;
-    if (!start(process, arguments))
+    process.setProcessEnvironment(environment());
+    process.start(program.isEmpty() ? QStringLiteral(QB_CLI_PATH) : program, arguments);
+    if (!process.waitForStarted())
         return outcome;
     outcome.finished = process.waitForFinished(timeoutMs);
     if (!outcome.finished) {
