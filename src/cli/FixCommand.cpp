@@ -29,6 +29,8 @@ FixCommand::FixCommand(QStringList arguments, std::FILE* out, std::FILE* err)
     : mArguments(std::move(arguments)), mOut(out), mErr(err)
 {}
 
+FixCommand::~FixCommand() = default;
+
 int FixCommand::usage(const QString& badArgument)
 {
     CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliBadArgument"), badArgument) +
@@ -86,8 +88,8 @@ int FixCommand::run()
     SongSourceLoader loader;
     loader.setRegenerateController(&regenerate);
     // Nobody reads what a run would print any more: no run.
-    ClosedOutputNotifier outputWatch(mOut);
-    mOutputWatch = &outputWatch;
+    mOutputWatch = std::make_unique<ClosedOutputNotifier>(mOut);
+    ClosedOutputNotifier& outputWatch = *mOutputWatch;
     QObject::connect(&outputWatch, &ClosedOutputNotifier::closed, &loader, &SongSourceLoader::cancel);
     const bool loaded = sourceOptions.load(loader, mErr);
     if (outputWatch.isClosed() || (!loaded && loader.allSongs().isEmpty())) {

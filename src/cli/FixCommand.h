@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <cstdio>
+#include <memory>
 
 class ClosedOutputNotifier;
 class MainController;
@@ -27,6 +28,7 @@ class FixCommand
 {
 public:
     FixCommand(QStringList arguments, std::FILE* out, std::FILE* err);
+    ~FixCommand();
     int run();
 
 private:
@@ -44,6 +46,6 @@ private:
     bool mAssumeYes = false;
     bool mTerminal = false;
     int mWriteFailures = 0;
-    ClosedOutputNotifier* mOutputWatch = nullptr;
+    std::unique_ptr<ClosedOutputNotifier> mOutputWatch;
     QString mProgressLine;
 };

@@ -16,25 +16,46 @@
 
 #include <cstdio>
 #include <functional>
+#include <utility>
 
 namespace {
 
-// The folder's own path is plain; its song and subfolder are not UTF-8.
-QString folderWithLatin1Names()
+// A folder whose own path is plain and whose song and subfolder are not
+// UTF-8; they get their plain names back at the end, for Qt can't remove
+// them otherwise.
+class Latin1Folder
 {
-    const QString folder = LoadTestFiles::freshFolder(QStringLiteral("latin1"));
-    QDir().mkpath(folder + QStringLiteral("/sub"));
-    EXPECT_TRUE(LoadTestFiles::writeSong(folder + QStringLiteral("/ok.mp3"), QStringLiteral("Fine")));
-    EXPECT_TRUE(LoadTestFiles::writeSong(folder + QStringLiteral("/cafe.mp3"), QStringLiteral("Cafe")));
-    EXPECT_TRUE(LoadTestFiles::writeSong(folder + QStringLiteral("/sub/inner.mp3"), QStringLiteral("Inner")));
-    const QByteArray raw = QFile::encodeName(folder);
-    const auto rename = [&](const char* from, const char* to) {
-        EXPECT_EQ(std::rename(QByteArray(raw + from).constData(), QByteArray(raw + to).constData()), 0) << to;
-    };
-    rename("/cafe.mp3", "/caf\xe9.mp3");
-    rename("/sub", "/dossier\xe9");
-    return folder;
-}
+public:
+    Latin1Folder()
+        : mFolder(LoadTestFiles::freshFolder(QStringLiteral("latin1"))), mRaw(QFile::encodeName(mFolder))
+    {
+        QDir().mkpath(mFolder + QStringLiteral("/sub"));
+        EXPECT_TRUE(LoadTestFiles::writeSong(mFolder + QStringLiteral("/ok.mp3"), QStringLiteral("Fine")));
+        EXPECT_TRUE(LoadTestFiles::writeSong(mFolder + QStringLiteral("/cafe.mp3"), QStringLiteral("Cafe")));
+        EXPECT_TRUE(
+            LoadTestFiles::writeSong(mFolder + QStringLiteral("/sub/inner.mp3"), QStringLiteral("Inner")));
+        for (const auto& [plain, latin1] : kNames)
+            EXPECT_EQ(rename(plain, latin1), 0) << latin1;
+    }
+    ~Latin1Folder()
+    {
+        for (const auto& [plain, latin1] : kNames)
+            rename(latin1, plain);
+    }
+    QString path() const { return mFolder; }
+
+private:
+    static constexpr std::pair<const char*, const char*> kNames[] = {{"/cafe.mp3", "/caf\xe9.mp3"},
+                                                                     {"/sub", "/dossier\xe9"}};
+
+    int rename(const char* from, const char* to) const
+    {
+        return std::rename(QByteArray(mRaw + from).constData(), QByteArray(mRaw + to).constData());
+    }
+
+    QString mFolder;
+    QByteArray mRaw;
+};
 
 // Runs the program through bash, which turns $'\351' into the byte itself
 // (the arguments of a QProcess are always UTF-8).
@@ -49,7 +70,8 @@ CliProcess::Outcome runInBash(const QString& script, const QString& folder)
 
 TEST(FileNames, NamesThatAreNotUtf8AreReportedAsTheShellShowsThem)
 {
-    const QString folder = folderWithLatin1Names();
+    const Latin1Folder latin1;
+    const QString folder = latin1.path();
     const QString song = folder + QStringLiteral("/caf$'\\351'.mp3");
     const QString subfolder = folder + QStringLiteral("/dossier$'\\351'");
     const QString reason = LocalizedStrings::text(QStringLiteral("NameNotUtf8"));
