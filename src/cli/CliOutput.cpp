@@ -2,16 +2,21 @@
 
 #include <QJsonDocument>
 
-void CliOutput::print(std::FILE* to, const QString& text)
+bool CliOutput::write(std::FILE* to, const QByteArray& bytes)
 {
-    const QByteArray bytes = text.toUtf8();
+    if (hasFailed(to))
+        return false;
     std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), to);
     std::fflush(to);
+    return !hasFailed(to);
 }
 
-void CliOutput::printJson(std::FILE* to, const QJsonObject& object)
+bool CliOutput::print(std::FILE* to, const QString& text)
 {
-    const QByteArray bytes = QJsonDocument(object).toJson(QJsonDocument::Indented);
-    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), to);
-    std::fflush(to);
+    return write(to, text.toUtf8());
+}
+
+bool CliOutput::printJson(std::FILE* to, const QJsonObject& object)
+{
+    return write(to, QJsonDocument(object).toJson(QJsonDocument::Indented));
 }

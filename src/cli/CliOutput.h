@@ -9,6 +9,17 @@
 class CliOutput
 {
 public:
-    static void print(std::FILE* to, const QString& text);
-    static void printJson(std::FILE* to, const QJsonObject& object);
+    // Exit status of a command whose standard output was closed before it
+    // was done (`| head`), as shells report a process ended by SIGPIPE.
+    static constexpr int kClosedOutputStatus = 141;
+
+    // False when the text could not be written: the reader is gone (a
+    // closed pipe) or the disk is full. Once a stream has failed, nothing
+    // more is tried on it.
+    static bool print(std::FILE* to, const QString& text);
+    static bool printJson(std::FILE* to, const QJsonObject& object);
+    static bool hasFailed(std::FILE* stream) { return std::ferror(stream) != 0; }
+
+private:
+    static bool write(std::FILE* to, const QByteArray& bytes);
 };

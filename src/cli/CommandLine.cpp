@@ -12,6 +12,7 @@
 #include "UndoCommand.h"
 #include "support/BundleInfo.h"
 #include "support/LocalizedStrings.h"
+#include "text/FileNameEncoding.h"
 
 #include <utility>
 
@@ -28,10 +29,28 @@ int CommandLine::run()
     if (args.first() == QStringLiteral("--version") || args.first() == QStringLiteral("-v"))
         return printVersion();
     const QStringList rest = args.mid(1);
+    const QList<QByteArray> rawRest =
+        mRawArguments.size() == mArguments.size() ? mRawArguments.mid(2) : QList<QByteArray>();
+    if (args.first() == QStringLiteral("tags")) {
+        // It reports such a file among the others.
+        TagsCommand tags(rest, mOut, mErr);
+        tags.setRawArguments(rawRest);
+        return tags.run();
+    }
+    // A name that is not UTF-8 would reach the command changed: refused.
+    bool unusable = false;
+    for (const QByteArray& raw : rawRest) {
+        if (FileNameEncoding::isRepresentable(raw))
+            continue;
+        print(mErr, LocalizedStrings::format(QStringLiteral("CliArgumentNotUtf8"),
+                                             FileNameEncoding::shellQuoted(raw)) +
+                        QLatin1Char('\n'));
+        unusable = true;
+    }
+    if (unusable)
+        return 2;
     if (args.first() == QStringLiteral("library"))
         return LibraryCommand(rest, mOut, mErr).run();
-    if (args.first() == QStringLiteral("tags"))
-        return TagsCommand(rest, mOut, mErr).run();
     if (args.first() == QStringLiteral("lookup"))
         return LookupCommand(rest, mOut, mErr).run();
     if (args.first() == QStringLiteral("prefs"))

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QByteArray>
+#include <QList>
 #include <QStringList>
 
 #include <cstdio>
@@ -9,6 +11,9 @@ class CommandLine
 {
 public:
     explicit CommandLine(QStringList arguments, std::FILE* out = stdout, std::FILE* err = stderr);
+    // The arguments as the system handed them over (program name first),
+    // for names that are not UTF-8 and so have no QString of their own.
+    void setRawArguments(QList<QByteArray> raw) { mRawArguments = std::move(raw); }
     // The process exit code.
     int run();
 
@@ -18,6 +23,7 @@ private:
     void print(std::FILE* to, const QString& text);
 
     QStringList mArguments;
+    QList<QByteArray> mRawArguments;
     std::FILE* mOut;
     std::FILE* mErr;
 };

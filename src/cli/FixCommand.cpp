@@ -1,6 +1,7 @@
 #include "FixCommand.h"
 
 #include "CliOutput.h"
+#include "ClosedOutputNotifier.h"
 #include "InterruptNotifier.h"
 #include "SongSourceOptions.h"
 #include "run/GatherFlags.h"
@@ -28,6 +29,8 @@ constexpr int kInterruptedStatus = 130;
 FixCommand::FixCommand(QStringList arguments, std::FILE* out, std::FILE* err)
     : mArguments(std::move(arguments)), mOut(out), mErr(err)
 {}
+
+FixCommand::~FixCommand() = default;
 
 int FixCommand::usage(const QString& badArgument)
 {
@@ -85,9 +88,14 @@ int FixCommand::run()
     RegenerateController regenerate;
     SongSourceLoader loader;
     loader.setRegenerateController(&regenerate);
-    if (!sourceOptions.load(loader, mErr) && loader.allSongs().isEmpty()) {
+    // Nobody reads what a run would print any more: no run.
+    mOutputWatch = std::make_unique<ClosedOutputNotifier>(mOut);
+    ClosedOutputNotifier& outputWatch = *mOutputWatch;
+    QObject::connect(&outputWatch, &ClosedOutputNotifier::closed, &loader, &SongSourceLoader::cancel);
+    const bool loaded = sourceOptions.load(loader, mErr);
+    if (outputWatch.isClosed() || (!loaded && loader.allSongs().isEmpty())) {
         SongFileInfoCache::sharedCache().detach();
-        return 1;
+        return outputWatch.isClosed() ? CliOutput::kClosedOutputStatus : 1;
     }
 
     MainController controller;
@@ -115,6 +123,15 @@ int FixCommand::run()
         cancelled = true;
         loop.exit(kInterruptedStatus);
     });
+    // A closed output stops the run as the first Ctrl-C does. Queued: it may
+    // be noticed while the controller reports a song.
+    QObject::connect(
+        &outputWatch, &ClosedOutputNotifier::closed, &loop,
+        [&] {
+            if (controller.isRunning())
+                controller.stopGathering();
+        },
+        Qt::QueuedConnection);
 
     int status = 0;
     if (controller.beginGathering()) {
@@ -133,6 +150,8 @@ int FixCommand::run()
         CliOutput::print(mOut,
                          LocalizedStrings::text(QStringLiteral("CliFixDryRunNote")) + QLatin1Char('\n'));
     SongFileInfoCache::sharedCache().detach();
+    if (outputWatch.check())
+        return CliOutput::kClosedOutputStatus;
     if (status == kInterruptedStatus || cancelled)
         return kInterruptedStatus;
     return status != 0 || mWriteFailures > 0 ? 1 : 0;
@@ -188,6 +207,8 @@ void FixCommand::printAboveProgress(std::FILE* to, const QString& text)
         mProgressLine.clear();
     }
     CliOutput::print(to, text + QLatin1Char('\n'));
+    if (to == mOut && mOutputWatch)
+        mOutputWatch->check();
 }
 
 bool FixCommand::confirmOverwriteTitle() const

@@ -4,7 +4,9 @@
 #include <QStringList>
 
 #include <cstdio>
+#include <memory>
 
+class ClosedOutputNotifier;
 class MainController;
 
 // `quillbeat-cli fix [--folder DIR | --library [--xml FILE] | --playlist
@@ -16,15 +18,17 @@ class MainController;
 // error when that is a terminal. Ctrl-C stops the run as the Stop button
 // does; a second Ctrl-C ends the program at once, which is never in the
 // middle of writing a file (writes run to their end before the signal is
-// looked at).
+// looked at). A closed standard output (`fix | head`) stops the run as the
+// first Ctrl-C does.
 //
 // Exit status: 0 when the run finished, 1 when a song could not be
 // written or nothing could be loaded, 2 for bad arguments, 130 when
-// interrupted.
+// interrupted, 141 when standard output was closed.
 class FixCommand
 {
 public:
     FixCommand(QStringList arguments, std::FILE* out, std::FILE* err);
+    ~FixCommand();
     int run();
 
 private:
@@ -42,5 +46,6 @@ private:
     bool mAssumeYes = false;
     bool mTerminal = false;
     int mWriteFailures = 0;
+    std::unique_ptr<ClosedOutputNotifier> mOutputWatch;
     QString mProgressLine;
 };

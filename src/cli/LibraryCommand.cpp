@@ -94,7 +94,7 @@ int LibraryCommand::run()
             object.insert(QStringLiteral("playlistList"), array);
         }
         CliOutput::printJson(mOut, object);
-        return 0;
+        return error.isEmpty() ? 0 : 1;
     }
 
     QString text =
@@ -109,5 +109,6 @@ int LibraryCommand::run()
         }
     }
     CliOutput::print(mOut, text + QLatin1Char('\n'));
-    return 0;
+    // A damaged file is listed as far as it could be read, and still fails.
+    return error.isEmpty() ? 0 : 1;
 }

@@ -52,6 +52,9 @@ int RegenerateCommand::run()
                              LocalizedStrings::format(QStringLiteral("CliRegenerateDone"), song->path(),
                                                       static_cast<qint64>(tag ? tag->numberOfImages() : 0)) +
                                  QLatin1Char('\n'));
+            // Nobody reads on: stop after this file, as after Ctrl-C.
+            if (CliOutput::hasFailed(mOut))
+                return CliOutput::kClosedOutputStatus;
         } else {
             if (error.isEmpty())
                 error = LocalizedStrings::text(QStringLiteral("ErrorTagNotWritten"));

@@ -1,6 +1,7 @@
 #include "ScanCommand.h"
 
 #include "CliOutput.h"
+#include "ClosedOutputNotifier.h"
 #include "SongSourceOptions.h"
 #include "run/Delazifier.h"
 #include "run/RegenerateController.h"
@@ -108,10 +109,13 @@ int ScanCommand::run()
     RegenerateController regenerate;
     SongSourceLoader loader;
     loader.setRegenerateController(&regenerate);
+    // Once nobody reads the listing, loading and reading tags stop too.
+    ClosedOutputNotifier outputWatch(mOut);
+    QObject::connect(&outputWatch, &ClosedOutputNotifier::closed, &loader, &SongSourceLoader::cancel);
     const bool loaded = sourceOptions.load(loader, mErr);
-    if (!loaded && loader.allSongs().isEmpty()) {
+    if (outputWatch.isClosed() || (!loaded && loader.allSongs().isEmpty())) {
         SongFileInfoCache::sharedCache().detach();
-        return 1;
+        return outputWatch.isClosed() ? CliOutput::kClosedOutputStatus : 1;
     }
     const QList<std::shared_ptr<SongFile>>& songs = loader.allSongs();
 
@@ -122,9 +126,15 @@ int ScanCommand::run()
         delazifier.setRegenerateController(&regenerate);
         QEventLoop loop;
         QObject::connect(&delazifier, &Delazifier::finished, &loop, &QEventLoop::quit);
+        QObject::connect(&outputWatch, &ClosedOutputNotifier::closed, &loop, &QEventLoop::quit);
         delazifier.startDelazification();
         if (delazifier.isActive())
             loop.exec();
+        if (outputWatch.isClosed()) {
+            delazifier.stopDelazification();
+            SongFileInfoCache::sharedCache().detach();
+            return CliOutput::kClosedOutputStatus;
+        }
     }
 
     const AlbumAssets checked = WindowPrefs::readPrefs().checkFlags();
@@ -163,18 +173,27 @@ int ScanCommand::run()
                 LocalizedStrings::format(QStringLiteral("CliScanLacks"), lacks.join(QStringLiteral(", "))) +
                 QLatin1Char('\n');
         if (text.size() >= kFlushAt) {
-            CliOutput::print(mOut, text);
+            if (!CliOutput::print(mOut, text))
+                break;
             text.clear();
         }
     }
     if (json) {
-        CliOutput::printJson(mOut, QJsonObject{{QStringLiteral("songs"), list},
-                                               {QStringLiteral("count"), static_cast<qint64>(songs.size())},
-                                               {QStringLiteral("complete"), complete},
-                                               {QStringLiteral("lacking"), lacking},
-                                               {QStringLiteral("readOnly"), locked},
-                                               {QStringLiteral("damaged"), damaged},
-                                               {QStringLiteral("cancelled"), !loaded}});
+        QJsonObject answer{{QStringLiteral("songs"), list},
+                           {QStringLiteral("count"), static_cast<qint64>(songs.size())},
+                           {QStringLiteral("complete"), complete},
+                           {QStringLiteral("lacking"), lacking},
+                           {QStringLiteral("readOnly"), locked},
+                           {QStringLiteral("damaged"), damaged},
+                           {QStringLiteral("cancelled"), !loaded}};
+        if (!loader.sourceError().isEmpty())
+            answer.insert(QStringLiteral("error"), loader.sourceError());
+        QJsonArray unopened;
+        for (const SongSourceLoader::UnopenedFile& file : loader.unopenedFiles())
+            unopened.append(
+                QJsonObject{{QStringLiteral("path"), file.path}, {QStringLiteral("reason"), file.reason}});
+        answer.insert(QStringLiteral("unreadable"), unopened);
+        CliOutput::printJson(mOut, answer);
     } else {
         text += LocalizedStrings::format(QStringLiteral("CliScanSummary"), static_cast<qint64>(songs.size()),
                                          complete, lacking, locked, damaged) +
@@ -182,5 +201,7 @@ int ScanCommand::run()
         CliOutput::print(mOut, text);
     }
     SongFileInfoCache::sharedCache().detach();
+    if (outputWatch.check())
+        return CliOutput::kClosedOutputStatus;
     return loaded ? 0 : 1;
 }

@@ -15,6 +15,8 @@ class SongFile;
 // summary. Library songs are listed from the library's own values unless
 // --read-tags has their files read (and cached) first. Progress goes to
 // standard error when that is a terminal; the cache is written at the end.
+// A closed standard output (`scan | head`) ends the command at once, with
+// status 141.
 class ScanCommand
 {
 public:

@@ -224,6 +224,9 @@ int SetCommand::run()
                              QLatin1Char('\n'));
         history.record(FileChangeRecord::between(QFileInfo(path).absoluteFilePath(), before, TagSnapshot::of(*tag),
                                                  ChangeOrigin{}));
+        // Nobody reads on: the files after this one are left alone.
+        if (CliOutput::hasFailed(mOut))
+            return CliOutput::kClosedOutputStatus;
     }
     history.finish();
     if (!history.problem().isEmpty())

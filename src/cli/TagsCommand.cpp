@@ -6,6 +6,7 @@
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
 #include "tags/PosixFile.h"
+#include "text/FileNameEncoding.h"
 
 #include <QBuffer>
 #include <QImageReader>
@@ -54,22 +55,45 @@ int TagsCommand::run()
 {
     bool json = false;
     QStringList paths;
-    for (const QString& arg : std::as_const(mArguments)) {
+    QList<QByteArray> rawPaths;
+    const bool rawKnown = mRawArguments.size() == mArguments.size();
+    for (qsizetype i = 0; i < mArguments.size(); ++i) {
+        const QString& arg = mArguments.at(i);
         if (arg == QLatin1String("--json"))
             json = true;
         else if (arg.startsWith(QLatin1String("--"))) {
             CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliBadOption"), arg) +
                                        QLatin1Char('\n'));
             return 2;
-        } else
+        } else {
             paths.append(arg);
+            rawPaths.append(rawKnown ? mRawArguments.at(i) : QByteArray());
+        }
     }
     if (paths.isEmpty()) {
         CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliTagsUsage")) + QLatin1Char('\n'));
         return 2;
     }
     int status = 0;
-    for (const QString& path : std::as_const(paths)) {
+    for (qsizetype i = 0; i < paths.size(); ++i) {
+        const QString& path = paths.at(i);
+        const QByteArray& raw = rawPaths.at(i);
+        if (!raw.isEmpty() && !FileNameEncoding::isRepresentable(raw)) {
+            // Opened under the name Qt makes of it, it would not be this file.
+            status = 1;
+            const QString shown = FileNameEncoding::shellQuoted(raw);
+            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("SongNameNotUtf8"), shown) +
+                                       QLatin1Char('\n'));
+            if (json) {
+                QJsonObject o = jsonForTag(shown, static_cast<int>(SongDataType::Unknown), nullptr);
+                o.insert(QStringLiteral("error"), LocalizedStrings::text(QStringLiteral("NameNotUtf8")));
+                CliOutput::print(mOut, QString::fromUtf8(QJsonDocument(o).toJson(QJsonDocument::Compact)) +
+                                           QLatin1Char('\n'));
+            }
+            if (CliOutput::hasFailed(mOut))
+                return CliOutput::kClosedOutputStatus;
+            continue;
+        }
         // A pipe, socket, device or folder is never opened: reading one
         // could wait forever.
         if (PosixFile::isSpecialFile(path)) {
@@ -81,6 +105,8 @@ int TagsCommand::run()
                     mOut, QString::fromUtf8(
                               QJsonDocument(jsonForTag(path, 0, nullptr)).toJson(QJsonDocument::Compact)) +
                               QLatin1Char('\n'));
+            if (CliOutput::hasFailed(mOut))
+                return CliOutput::kClosedOutputStatus;
             continue;
         }
         // The type the tag is read as: the file's bytes first, then its name,
@@ -104,6 +130,9 @@ int TagsCommand::run()
         } else if (tag) {
             CliOutput::print(mOut, textForTag(path, dataType, tag.get()));
         }
+        // Nobody reads on: the other files are not opened.
+        if (CliOutput::hasFailed(mOut))
+            return CliOutput::kClosedOutputStatus;
     }
     return status;
 }

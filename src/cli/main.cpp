@@ -14,6 +14,10 @@
 
 int main(int argc, char** argv)
 {
+    // Before the application object may take its own options out.
+    QList<QByteArray> rawArguments;
+    for (int i = 0; i < argc; ++i)
+        rawArguments.append(QByteArray(argv[i]));
     BundleInfo::applyToApplication();
     CatchingCoreApplication app(argc, argv);
     // Fatal signals and uncaught exceptions end in the log and a crash report.
@@ -28,5 +32,7 @@ int main(int argc, char** argv)
     QLoggingCategory::setFilterRules(QStringLiteral("qt.gui.imageio*=false"));
     // Undo any tag write that a crash or power loss interrupted.
     SafeFileRewriter::recoverInterruptedWrites();
-    return CommandLine(app.arguments()).run();
+    CommandLine commandLine(app.arguments());
+    commandLine.setRawArguments(rawArguments);
+    return commandLine.run();
 }

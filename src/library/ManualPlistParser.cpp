@@ -149,6 +149,15 @@ private:
     QString mError;
     qint64 mValues = 0;
     qint64 mUtf8Errors = 0;
+    // What tells a complete file from a truncated one: the last tag ended,
+    // the root container was closed, a file that opened <plist> also closed
+    // it, and one that began with a declaration went on to an element.
+    bool mEndedInsideTag = false;
+    bool mRootClosed = false;
+    bool mPlistOpened = false;
+    bool mPlistClosed = false;
+    bool mSawDeclaration = false;
+    bool mSawElement = false;
     // Keys repeat thousands of times in a library ("Track ID", "Name", ...):
     // plain ones are shared instead of allocated again.
     std::unordered_map<std::string_view, QString> mKeyCache;
@@ -242,14 +251,20 @@ ManualPlistParser::Result Reader::run()
         if (!lt)
             break;
         const char* gt = static_cast<const char*>(std::memchr(lt, '>', static_cast<size_t>(end - lt)));
-        if (!gt)
+        if (!gt) {
+            mEndedInsideTag = true;
             break;
+        }
         const qsizetype tagLength = gt - lt + 1;
         if (asciiPrefix(lt, tagLength) != tagLength) {
             mError = WMFormat::string("invalid tag @ %d", lt - mData);
             break;
         }
         const Tag tag = classify(lt, tagLength);
+        if (lt[1] == '?' || lt[1] == '!')
+            mSawDeclaration = true;
+        else
+            mSawElement = true;
 
         if (tag == Tag::Dict || tag == Tag::Array) {
             open(tag == Tag::Dict, lt - mData);
@@ -264,6 +279,8 @@ ManualPlistParser::Result Reader::run()
             textEnd = end;
         const qsizetype textLength = textEnd - textStart;
         position = textEnd - mData;
+        // Text that runs to the end of the data was cut off: it is no value.
+        const bool textEnded = textEnd != end;
 
         // The text, decoded only where the tag uses it. Elsewhere (mostly the
         // blanks between tags) it is only checked: plain 7-bit text is never
@@ -296,18 +313,18 @@ ManualPlistParser::Result Reader::run()
 
         switch (tag) {
         case Tag::String:
-            if (hasText)
+            if (hasText && textEnded)
                 attach(text);
             break;
         case Tag::Integer:
-            if (hasText) {
+            if (hasText && textEnded) {
                 const bool raw = plainAscii && !std::memchr(textStart, '&', static_cast<size_t>(textLength));
                 attach(raw ? ManualPlistParser::leadingInt32(QByteArrayView(textStart, textLength))
                            : ManualPlistParser::leadingInt32(text));
             }
             break;
         case Tag::Date:
-            if (hasText) {
+            if (hasText && textEnded) {
                 if (const std::optional<QDateTime> date = WendmarkTextExtensions::plistDateValue(text))
                     attach(*date);
                 else if (const QDateTime calendar = ManualPlistParser::calendarDate(text); calendar.isValid())
@@ -331,12 +348,25 @@ ManualPlistParser::Result Reader::run()
         case Tag::EndArray:
             if (mStack.size() > 1)
                 closeInnermost();
+            else if (!mStack.empty())
+                mRootClosed = true;
+            break;
+        case Tag::Other:
+            if (tagLength > 6 && std::memcmp(lt, "<plist", 6) == 0 && (lt[6] == '>' || isBlank(lt[6])))
+                mPlistOpened = true;
+            else if (tagLength == 8 && std::memcmp(lt, "</plist>", 8) == 0)
+                mPlistClosed = true;
             break;
         case Tag::Dict:
         case Tag::Array:
-        case Tag::Other:
             break;
         }
+    }
+    const bool truncated = mEndedInsideTag || (!mStack.empty() && !mRootClosed) ||
+                           (mPlistOpened && !mPlistClosed) || (mSawDeclaration && !mSawElement);
+    if (mError.isEmpty() && truncated) {
+        mError = WMFormat::string("truncated @ %ld", mLength);
+        WMLog("[mutPListFrom] the data end before the document does @ %ld", mLength);
     }
 
     ManualPlistParser::Result result;

@@ -9,8 +9,10 @@
 // they are open. It reads what it can: text that is not UTF-8 becomes a
 // numbered placeholder ("[NON-UTF8-1]", ...), closing tags are not matched
 // against opening ones, and on damage the tree read so far is answered with
-// an error text. Real numbers and data blobs are skipped on purpose, and
-// integers are cut to 32 bits on purpose.
+// an error text. Data that end before the root container (or a <plist>
+// element that was opened) is closed are truncated: "truncated @ <length>",
+// and a text cut off by the end is no value. Real numbers and data blobs are
+// skipped on purpose, and integers are cut to 32 bits on purpose.
 class ManualPlistParser
 {
 public:

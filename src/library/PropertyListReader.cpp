@@ -39,7 +39,8 @@ QVariant PropertyListReader::mutablePropertyListFromData(const QByteArray& data,
     // What the caller brings in the error place counts as an earlier failure
     // of the platform parser.
     QString systemError = errorDescription ? *errorDescription : QString();
-    if (trySystemFirst || data.startsWith("bplist")) {
+    const bool binary = data.startsWith("bplist");
+    if (trySystemFirst || binary) {
         QString error;
         const QVariant tree = SystemPlistParser::parse(data, &error);
         if (tree.isValid() && error.isEmpty()) {
@@ -51,6 +52,11 @@ QVariant PropertyListReader::mutablePropertyListFromData(const QByteArray& data,
         systemError = error;
         if (errorDescription)
             *errorDescription = error;
+        // Our own reader knows only the XML form.
+        if (binary) {
+            WMLog("mutPlistFrom failure \"%@\"", error);
+            return {};
+        }
     }
 
     const ManualPlistParser::Result manual = ManualPlistParser::parse(data);

@@ -1,5 +1,8 @@
 #include "SystemPlistParser.h"
 
+#include "PlistShapeCheck.h"
+#include "support/WMLog.h"
+
 #include <QDateTime>
 #include <QHash>
 
@@ -297,6 +300,16 @@ QVariant SystemPlistParser::parse(const QByteArray& data, QString* error)
     if (data.size() > static_cast<qsizetype>(std::numeric_limits<uint32_t>::max())) {
         if (error)
             *error = QStringLiteral("property list too large for the system parser");
+        return {};
+    }
+    // libplist recurses once per level of nesting and copies shared binary
+    // objects at every reference: damaged or hostile bytes never reach it.
+    const PlistShapeCheck::Result shape = PlistShapeCheck::check(data, kMaxDepth);
+    if (shape.verdict != PlistShapeCheck::Verdict::Fine) {
+        const QString reason = PlistShapeCheck::describe(shape, kMaxDepth);
+        WMLog("[mutPListFrom] not for the system parser: %@", reason);
+        if (error)
+            *error = reason;
         return {};
     }
     plist_t rawRoot = nullptr;

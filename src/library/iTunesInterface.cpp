@@ -27,6 +27,8 @@ struct LibraryState
     QVariantMap dictionary;
     QString dictionaryPath;
     QDateTime dictionaryDate;
+    // Why the file was only partly read (a damaged file stays damaged).
+    QString dictionaryError;
     QString libraryFolder;
     QString persistentID;
     bool loggedChoice = false;
@@ -254,8 +256,11 @@ QVariantMap iTunesInterface::getMusicLibraryDictionaryAtPath(const QString& path
     {
         std::lock_guard guard(s.lock);
         if (!s.dictionary.isEmpty() && modified.isValid() && modified == s.dictionaryDate &&
-            path == s.dictionaryPath)
+            path == s.dictionaryPath) {
+            if (error)
+                *error = s.dictionaryError;
             return s.dictionary;
+        }
     }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -277,6 +282,7 @@ QVariantMap iTunesInterface::getMusicLibraryDictionaryAtPath(const QString& path
     s.dictionary = library;
     s.dictionaryPath = path;
     s.dictionaryDate = modified;
+    s.dictionaryError = parseError;
     s.libraryFolder = parentFolder(path);
     s.persistentID = library.value(QStringLiteral("Library Persistent ID")).toString();
     return library;
@@ -394,6 +400,7 @@ void iTunesInterface::resetCaches()
     s.dictionary.clear();
     s.dictionaryPath.clear();
     s.dictionaryDate = {};
+    s.dictionaryError.clear();
     s.libraryFolder.clear();
     s.persistentID.clear();
     s.loggedChoice = false;

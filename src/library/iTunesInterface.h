@@ -26,7 +26,8 @@ public:
     static bool canGetMusicLibrary();
 
     // The library dictionary of that file (cached while its modification
-    // date is unchanged), or an empty map with an error text.
+    // date is unchanged), or an empty map with an error text. A damaged file
+    // answers what could be read together with the error text, each time.
     static QVariantMap getMusicLibraryDictionaryAtPath(const QString& path, QString* error);
     static QVariantMap getMusicLibraryDictionary(QString* error);
     // Folder of the last file read, and its "Library Persistent ID".

@@ -10,11 +10,15 @@
 #include "support/WMLog.h"
 #include "web/WMUtility.h"
 #include "tags/AudioInfoTag.h"
+#include "text/FileNameEncoding.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QHash>
 
 #include <algorithm>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -116,6 +120,8 @@ void SongSourceLoader::begin(SongSourceKind kind)
 {
     mCancelled = false;
     mAllSongs.clear();
+    mSourceError.clear();
+    mUnopenedFiles.clear();
     mSourceKind = kind;
     mLastProgress = -1;
     mProgressClock.start();
@@ -137,6 +143,23 @@ void SongSourceLoader::logRed(const QString& key, const QString& path)
     const QString text = WMFormat::string("%@ %@", LocalizedStrings::text(key), path);
     WMLog("%@", text);
     emit logLine(text, QColor(Qt::red));
+}
+
+void SongSourceLoader::reportUnrepresentable(const QList<QByteArray>& rawPaths)
+{
+    for (const QByteArray& raw : rawPaths) {
+        struct stat info = {};
+        const bool isFolder = ::stat(raw.constData(), &info) == 0 && S_ISDIR(info.st_mode);
+        // The name as Qt has it still ends in the song's extension.
+        if (!isFolder && !claimsToBeSong(QFile::decodeName(raw)))
+            continue;
+        const QString shown = FileNameEncoding::shellQuoted(raw);
+        const QString text = LocalizedStrings::format(
+            isFolder ? QStringLiteral("FolderNameNotUtf8") : QStringLiteral("SongNameNotUtf8"), shown);
+        WMLog("%@", text);
+        emit logLine(text, QColor(Qt::red));
+        mUnopenedFiles.append({shown, LocalizedStrings::text(QStringLiteral("NameNotUtf8"))});
+    }
 }
 
 void SongSourceLoader::collectCorrupt(const std::shared_ptr<SongFile>& song)
@@ -197,11 +220,14 @@ bool SongSourceLoader::setiTunesLibrary(const QString& xmlPath)
     if (library.isEmpty()) {
         begin(SongSourceKind::Library);
         logRed(QStringLiteral("LibraryUnreadable"), WMFormat::string("%@ (%@)", path, error));
+        mSourceError = error;
         return false;
     }
     if (!error.isEmpty())
         logRed(QStringLiteral("LibraryDamaged"), WMFormat::string("%@ (%@)", path, error));
-    return loadLibraryDictionary(library, path);
+    const bool loaded = loadLibraryDictionary(library, path);
+    mSourceError = error;
+    return loaded;
 }
 
 bool SongSourceLoader::loadLibraryDictionary(const QVariantMap& library, const QString& libraryPath)
@@ -273,9 +299,14 @@ bool SongSourceLoader::gatherSongsFromPlaylistPID(const QString& playlistPID, co
             logRed(QStringLiteral("NoLibraryXML"), QString());
         else
             logRed(QStringLiteral("LibraryUnreadable"), WMFormat::string("%@ (%@)", path, error));
+        mSourceError = error;
         return false;
     }
-    return gatherSongsFromPlaylist(library, playlistPID, name);
+    if (!error.isEmpty())
+        logRed(QStringLiteral("LibraryDamaged"), WMFormat::string("%@ (%@)", path, error));
+    const bool loaded = gatherSongsFromPlaylist(library, playlistPID, name);
+    mSourceError = error;
+    return loaded;
 }
 
 bool SongSourceLoader::gatherSongsFromPlaylist(const QVariantMap& library, const QString& playlistPID,
@@ -360,7 +391,10 @@ bool SongSourceLoader::gatherSongsFromDirectory(const QString& folder)
 {
     begin(SongSourceKind::Folder);
     WMLog("%@", LocalizedStrings::text(QStringLiteral("ScanningDirectory")));
-    const QStringList paths = WMUtility::recursiveFilePathsInDirectory(folder, false, kMaxFolderPaths);
+    QList<QByteArray> unrepresentable;
+    const QStringList paths =
+        WMUtility::recursiveFilePathsInDirectory(folder, false, kMaxFolderPaths, &unrepresentable);
+    reportUnrepresentable(unrepresentable);
     if (paths.isEmpty())
         return !mCancelled;
     SongFile::setSongSourceRoot(folder);

@@ -60,6 +60,18 @@ public:
     const QList<std::shared_ptr<SongFile>>& allSongs() const { return mAllSongs; }
     SongSourceKind sourceKind() const { return mSourceKind; }
     bool wasCancelled() const { return mCancelled; }
+    // Why the library export of the last load was damaged (what could be
+    // read was loaded) or unreadable; empty when it was read whole.
+    QString sourceError() const { return mSourceError; }
+
+    // A song file (or folder) of the last folder load that could not even
+    // be opened: its path as the user's shell shows it, and why.
+    struct UnopenedFile
+    {
+        QString path;
+        QString reason;
+    };
+    const QList<UnopenedFile>& unopenedFiles() const { return mUnopenedFiles; }
 
     // ---- the rules, for the loaders and their tests
     // The path of a track's "Location": the URL's path with percent escapes
@@ -98,12 +110,16 @@ private:
                                           const QHash<QString, std::shared_ptr<SongFile>>& workList,
                                           bool adoptDateWhenReused);
     void collectCorrupt(const std::shared_ptr<SongFile>& song);
+    // Reports the songs and folders of a walk whose names are not UTF-8.
+    void reportUnrepresentable(const QList<QByteArray>& rawPaths);
 
     QList<std::shared_ptr<SongFile>> mAllSongs;
     QList<std::shared_ptr<SongFile>> mWorkList;
     RegenerateController* mRegenerateController = nullptr;
     SongSourceKind mSourceKind = SongSourceKind::Folder;
     std::atomic<bool> mCancelled{false};
+    QString mSourceError;
+    QList<UnopenedFile> mUnopenedFiles;
     QElapsedTimer mProgressClock;
     qint64 mLastProgress = -1;
 };

@@ -40,7 +40,8 @@ std::optional<QByteArray> WMUtility::HTTPFromDictionary(const QVariantMap& dicti
     return QueryEncoder::HTTPFromDictionary(dictionary, order);
 }
 
-QStringList WMUtility::recursiveFilePathsInDirectory(const QString& dir, bool enterPackages, int maxCount)
+QStringList WMUtility::recursiveFilePathsInDirectory(const QString& dir, bool enterPackages, int maxCount,
+                                                     QList<QByteArray>* unrepresentable)
 {
-    return DirectoryWalker::recursiveFilePathsInDirectory(dir, enterPackages, maxCount);
+    return DirectoryWalker::recursiveFilePathsInDirectory(dir, enterPackages, maxCount, unrepresentable);
 }

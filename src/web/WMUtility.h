@@ -36,5 +36,6 @@ public:
     static std::optional<QByteArray> HTTPFromDictionary(const QVariantMap& dictionary,
                                                         const std::optional<QStringList>& order);
     // Regular files below a folder; see DirectoryWalker.
-    static QStringList recursiveFilePathsInDirectory(const QString& dir, bool enterPackages, int maxCount);
+    static QStringList recursiveFilePathsInDirectory(const QString& dir, bool enterPackages, int maxCount,
+                                                     QList<QByteArray>* unrepresentable = nullptr);
 };

@@ -270,24 +270,33 @@ TEST(PropertyListReader, TextThatDecodesToNothingEndsTheParse)
     EXPECT_EQ(root.toMap(), (QVariantMap{{QStringLiteral("a"), QStringLiteral("x")}}));
 }
 
-TEST(PropertyListReader, TruncatedFilesGiveThePartialTree)
+TEST(PropertyListReader, TruncatedFilesGiveThePartialTreeAndSaySo)
 {
     const QByteArray full = xmlOf(sampleTree());
-    for (qsizetype cut = 6; cut < full.size(); ++cut) {
-        QString error;
-        const QVariant root = readManual(full.left(cut), &error);
-        if (root.isValid()) {
-            EXPECT_EQ(root.typeId(), QMetaType::QVariantMap) << cut;
+    const qsizetype complete = full.indexOf("</plist>") + 8;
+    for (const bool systemFirst : {false, true}) {
+        for (qsizetype cut = 6; cut < complete; ++cut) {
+            QString error;
+            const QVariant root =
+                PropertyListReader::mutablePropertyListFromData(full.left(cut), systemFirst, &error);
+            if (root.isValid()) {
+                EXPECT_EQ(root.typeId(), QMetaType::QVariantMap) << cut;
+            }
+            EXPECT_TRUE(error.contains(QStringLiteral("truncated @ ")) ||
+                        error.startsWith(QStringLiteral("invalid")))
+                << cut << " system first " << systemFirst << ": " << error.toStdString();
         }
-        EXPECT_TRUE(error.isEmpty() || error.startsWith(QStringLiteral("invalid"))) << cut;
     }
-    const QVariantMap map = readManual(bytes("<dict><key>outer</key><dict><key>a</key><string>x</string>"
-                                             "<key>list</key><array><integer>1</integer><integer>2"))
-                                .toMap();
+    // What was read stays; a text cut off by the end is no value.
+    const QByteArray cut = bytes("<dict><key>outer</key><dict><key>a</key><string>x</string>"
+                                 "<key>list</key><array><integer>1</integer><integer>2");
+    QString error;
+    const QVariantMap map = readManual(cut, &error).toMap();
+    EXPECT_EQ(error, QStringLiteral("truncated @ %1").arg(cut.size()));
     EXPECT_EQ(map.value(QStringLiteral("outer")).toMap().value(QStringLiteral("a")).toString(),
               QStringLiteral("x"));
     EXPECT_EQ(map.value(QStringLiteral("outer")).toMap().value(QStringLiteral("list")).toList(),
-              (QVariantList{1, 2}));
+              (QVariantList{1}));
 }
 
 TEST(PropertyListReader, ManualSuccessAfterPlatformFailureClearsTheError)
@@ -295,7 +304,7 @@ TEST(PropertyListReader, ManualSuccessAfterPlatformFailureClearsTheError)
     LogCapture log;
     QString error = QStringLiteral("earlier failure");
     const QVariant root = PropertyListReader::mutablePropertyListFromData(
-        bytes("<plist><dict><key>a</key><string>x</string>"), true, &error);
+        bytes("<plist><dict><key>a</key><string>x</string><unknown/></dict></plist>"), true, &error);
     EXPECT_EQ(root.toMap(), (QVariantMap{{QStringLiteral("a"), QStringLiteral("x")}}));
     EXPECT_TRUE(error.isEmpty());
     EXPECT_TRUE(log.text().contains(QStringLiteral("mutPlistFrom manual success after sys fail \"")));

@@ -1,0 +1,134 @@
+// `library` and `scan --library` over hostile and damaged library exports.
+#include "BinaryPlistBuilder.h"
+#include "CliProcess.h"
+#include "LoadTestFiles.h"
+#include "TestSupport.h"
+
+#include "support/LocalizedStrings.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSettings>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace {
+
+constexpr int kHostileDepth = 300000;
+
+QByteArray deepXmlExport()
+{
+    // A valid export whose root dictionary ends with the deep part.
+    const QString folder = LoadTestFiles::freshFolder(QStringLiteral("deep-xml"));
+    QByteArray xml = LoadTestFiles::libraryXml(
+        {LoadTestFiles::track(1, folder + QStringLiteral("/one.mp3"), QStringLiteral("One"))});
+    const qsizetype rootEnd = xml.lastIndexOf("</dict>");
+    const QByteArray deep = "<key>Deep</key>" + QByteArray("<array>").repeated(kHostileDepth) +
+                            QByteArray("</array>").repeated(kHostileDepth);
+    return xml.insert(rootEnd, deep);
+}
+
+QByteArray deepBinaryExport()
+{
+    BinaryPlistBuilder builder;
+    const int tracksKey = builder.string("Tracks");
+    const int tracks = builder.dict({});
+    const int deepKey = builder.string("Deep");
+    const int deep = builder.nestedArrays(kHostileDepth);
+    return builder.build(builder.dict({{tracksKey, tracks}, {deepKey, deep}}));
+}
+
+bool guardFlagIsSet()
+{
+    return QSettings(CliProcess::settingsPath(), QSettings::IniFormat)
+        .value(QStringLiteral("noSystemDeserialize"))
+        .toBool();
+}
+
+} // namespace
+
+TEST(LibraryExport, DeeplyNestedExportsAreRefusedWithoutACrash)
+{
+    const std::pair<const char*, std::function<QByteArray()>> rows[] = {{"XML", deepXmlExport},
+                                                                        {"binary", deepBinaryExport}};
+    for (const auto& [name, make] : rows) {
+        const QString path = TestSupport::scratchFolder() + QStringLiteral("/deep-") + QLatin1String(name);
+        ASSERT_TRUE(TestSupport::writeFile(path, make())) << name;
+        // The second run would read with our own reader only, had the first
+        // one died inside the platform parser.
+        for (int run = 1; run <= 2; ++run) {
+            const CliProcess::Outcome outcome =
+                CliProcess::run({QStringLiteral("library"), QStringLiteral("--xml"), path});
+            ASSERT_TRUE(outcome.finished) << name;
+            EXPECT_FALSE(outcome.crashed) << name << " run " << run;
+            EXPECT_EQ(outcome.status, 1) << name << " run " << run;
+            EXPECT_TRUE(outcome.err.contains("nested more than 512 levels deep"))
+                << name << " run " << run << ": " << outcome.err.constData();
+            EXPECT_FALSE(guardFlagIsSet()) << name << " run " << run;
+        }
+    }
+}
+
+TEST(LibraryExport, TruncatedExportsAreDamagedAndListWhatWasRead)
+{
+    const QString folder = LoadTestFiles::freshFolder(QStringLiteral("truncated"));
+    QList<QVariantMap> tracks;
+    QStringList paths;
+    for (int id = 1; id <= 3; ++id) {
+        paths.append(folder + QStringLiteral("/song%1.mp3").arg(id));
+        ASSERT_TRUE(LoadTestFiles::writeSong(paths.last(), QStringLiteral("Song %1").arg(id)));
+        tracks.append(LoadTestFiles::track(id, paths.last(), QStringLiteral("Song %1").arg(id)));
+    }
+    const QByteArray full = LoadTestFiles::libraryXml(tracks);
+    const auto after = [&](const char* marker, qsizetype from = 0) {
+        return full.indexOf(marker, from);
+    };
+    const qsizetype second = after("<key>2</key>");
+    const qsizetype third = after("<key>3</key>");
+
+    struct Row
+    {
+        const char* name;
+        qsizetype cut;
+        int tracks; // read before the cut
+    };
+    const Row rows[] = {
+        {"inside a track", after("<key>Name</key>", second), 2},
+        {"inside a string", after("Song 3", third) + 3, 3},
+        {"inside a tag", third + 3, 2},
+        {"after a closing tag", after("</dict>", second) + 7, 2},
+        {"before the root's closing tag", full.lastIndexOf("</dict>"), 3},
+        {"without </plist>", full.lastIndexOf("</plist>"), 3},
+    };
+    const QString damaged = LocalizedStrings::text(QStringLiteral("LibraryDamaged"));
+    for (const Row& row : rows) {
+        const QString path = folder + QStringLiteral("/cut.xml");
+        ASSERT_TRUE(TestSupport::writeFile(path, full.left(row.cut))) << row.name;
+
+        const CliProcess::Outcome library = CliProcess::run(
+            {QStringLiteral("library"), QStringLiteral("--xml"), path, QStringLiteral("--json")});
+        ASSERT_TRUE(library.finished) << row.name;
+        EXPECT_EQ(library.status, 1) << row.name;
+        const QJsonObject answer = QJsonDocument::fromJson(library.out).object();
+        EXPECT_TRUE(answer.value(QStringLiteral("error")).toString().contains(QStringLiteral("truncated")))
+            << row.name << ": " << library.out.constData();
+        EXPECT_EQ(answer.value(QStringLiteral("tracks")).toInt(), row.tracks) << row.name;
+
+        const CliProcess::Outcome scan =
+            CliProcess::run({QStringLiteral("scan"), QStringLiteral("--library"), QStringLiteral("--xml"),
+                             path, QStringLiteral("--json")});
+        ASSERT_TRUE(scan.finished) << row.name;
+        EXPECT_TRUE(QString::fromUtf8(scan.err).contains(damaged))
+            << row.name << ": " << scan.err.constData();
+        const QJsonObject listing = QJsonDocument::fromJson(scan.out).object();
+        EXPECT_TRUE(listing.value(QStringLiteral("error")).toString().contains(QStringLiteral("truncated")))
+            << row.name;
+        const QJsonArray songs = listing.value(QStringLiteral("songs")).toArray();
+        ASSERT_FALSE(songs.isEmpty()) << row.name;
+        EXPECT_EQ(songs.first().toObject().value(QStringLiteral("path")).toString(), paths.first())
+            << row.name;
+    }
+}
