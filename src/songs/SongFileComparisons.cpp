@@ -4,6 +4,9 @@
 
 #include "tags/AudioInfoTag.h"
 
+#include <QHash>
+
+#include <algorithm>
 #include <initializer_list>
 #include <limits>
 
@@ -301,4 +304,38 @@ SongOrdering SongFileComparisons::compareActivity(SongFile& song, SongFile& othe
 SongOrdering SongFileComparisons::compareDuration(SongFile& song, SongFile& other)
 {
     return chain(song, other, {rawCompareDuration, rawCompareTitle, rawCompareArtist, rawCompareAlbum});
+}
+
+SongFileComparisons::Comparison SongFileComparisons::comparisonForColumn(const QString& identifier)
+{
+    static const QHash<QString, Comparison> byColumn = {
+        {QStringLiteral("active"), compareActivity},
+        {QStringLiteral("index"), compareIndex},
+        {QStringLiteral("compilation"), compareCompilation},
+        {QStringLiteral("artist"), compareArtist},
+        {QStringLiteral("title"), compareTitle},
+        {QStringLiteral("album"), compareAlbum},
+        {QStringLiteral("track"), compareTrack},
+        {QStringLiteral("year"), compareYear},
+        {QStringLiteral("genre"), compareGenre},
+        {QStringLiteral("version"), compareReadVersion},
+        {QStringLiteral("bpm"), compareBPM},
+        {QStringLiteral("formattedDuration"), compareDuration},
+        {QStringLiteral("lyrics"), compareLyrics},
+        {QStringLiteral("art"), compareArt},
+    };
+    return byColumn.value(identifier, nullptr);
+}
+
+void SongFileComparisons::sortSongs(QList<std::shared_ptr<SongFile>>& songs, const QString& identifier,
+                                    bool descending)
+{
+    if (const Comparison comparison = comparisonForColumn(identifier)) {
+        std::stable_sort(songs.begin(), songs.end(),
+                         [comparison](const std::shared_ptr<SongFile>& a, const std::shared_ptr<SongFile>& b) {
+                             return comparison(*a, *b) == SongOrdering::Ascending;
+                         });
+    }
+    if (descending)
+        std::reverse(songs.begin(), songs.end());
 }
