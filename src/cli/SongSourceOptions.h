@@ -33,6 +33,9 @@ public:
 
     Source source() const { return mSource; }
     QString folder() const { return mFolder; }
+    QString playlist() const { return mPlaylist; }
+    // The library export given with --xml; empty for the one the program finds.
+    QString xml() const { return mXml; }
 
 private:
     Source mSource = Source::Saved;

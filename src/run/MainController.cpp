@@ -304,7 +304,7 @@ void MainController::finishCurrentTask(SongInfoTask* task)
     releaseTask();
 }
 
-void MainController::writeSong(const std::shared_ptr<SongFile>& song)
+bool MainController::writeSong(const std::shared_ptr<SongFile>& song)
 {
     QString error;
     const bool written =
@@ -317,7 +317,7 @@ void MainController::writeSong(const std::shared_ptr<SongFile>& song)
         song->uncacheInfotag();
         song->setActivityStatus(SongActivityStatus::Problem);
         emit writeFailed(song, error);
-        return;
+        return false;
     }
     if (tag->numberOfImages() > 0)
         song->setHasiTunesArtwork(0);
@@ -327,6 +327,7 @@ void MainController::writeSong(const std::shared_ptr<SongFile>& song)
     SongFileInfoCache::sharedCache().storeInfo(CachedInfoTag::infoDictForTag(*tag, song->path()),
                                                song->path());
     keepCachedSummary(*song);
+    return true;
 }
 
 void MainController::keepCachedSummary(SongFile& song)

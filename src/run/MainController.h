@@ -115,6 +115,13 @@ public:
     // true when it was shown.
     bool warnAboutNoiTunesArtworkIdentify();
 
+    // Writes a song whose tag was changed (by the run or by hand) through
+    // the crash-safe rewrite. On success the cache learns the new values and
+    // the song keeps only their summary; on failure the reason is logged in
+    // red, writeFailed() is signalled, the tag is dropped (to be read again)
+    // and the song's status becomes 4. Answers whether it was written.
+    bool writeSong(const std::shared_ptr<SongFile>& song);
+
     // Works out whether iTunes keeps artwork for the song outside its file:
     // a song iTunes doesn't know, or no iTunes at all, means none.
     static void identifyiTunesArtworkForSong(SongFile& song);
@@ -152,7 +159,6 @@ private:
     // Makes file references for the songs; false when cancelled.
     bool prepareAliases(const SongList& songs);
     void finishCurrentTask(SongInfoTask* task);
-    void writeSong(const std::shared_ptr<SongFile>& song);
     void keepCachedSummary(SongFile& song);
     std::shared_ptr<SongFile> nextSong();
     void startTask(const std::shared_ptr<SongFile>& song);
