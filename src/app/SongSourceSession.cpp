@@ -45,8 +45,8 @@ bool SongSourceSession::startLoading(SongSourceKind kind, const QString& name, c
     mLoading = true;
     mCancelled = false;
     mUnusable = 0;
-    mKind = kind;
-    mName = name;
+    mPendingKind = kind;
+    mPendingName = name;
     mLoader->setWorkList(mWorkList);
     emit loadingStarted(text);
     return true;
@@ -60,6 +60,9 @@ void SongSourceSession::finishLoading(bool loaded)
         emit problem(LocalizedStrings::format(QStringLiteral("UnusableFilesNotice"), qint64(mUnusable)));
     if (!loaded && !mCancelled)
         return;
+    // The source is the one shown from now on.
+    mKind = mPendingKind;
+    mName = mPendingName;
     const SongList& songs = mLoader->allSongs();
     if (songs.isEmpty() && mUnusable == 0 && !mCancelled && mKind == SongSourceKind::Folder)
         emit problem(LocalizedStrings::format(QStringLiteral("FolderHasNoSongs"), mName));
@@ -133,12 +136,13 @@ void SongSourceSession::loadLibrary(const QString& xmlPath)
     }
     if (!startLoading(SongSourceKind::Library, QString(), LocalizedStrings::text(QStringLiteral("ScanningiTunesLibrary"))))
         return;
-    PrefsController::sharedInstance().setiTunesLibrary();
     readLibrary(path, [this, path](const LibraryRead& read) {
         if (mCancelled || !acceptLibrary(read, path)) {
             finishLoading(false);
             return;
         }
+        // Only a library that could be read is the source of the next start.
+        PrefsController::sharedInstance().setiTunesLibrary();
         finishLoading(mLoader->loadLibraryDictionary(read.library, path) || !mLoader->allSongs().isEmpty());
     });
 }
@@ -152,14 +156,16 @@ void SongSourceSession::loadPlaylist(const QString& persistentID, const QString&
     }
     if (!startLoading(SongSourceKind::Playlist, name, LocalizedStrings::format(QStringLiteral("LoadingPlaylist"), name)))
         return;
-    PrefsController::sharedInstance().setLibraryPlaylist(name);
     mPlaylistID = persistentID;
     readLibrary(path, [this, path, persistentID, name](const LibraryRead& read) {
         if (mCancelled || !acceptLibrary(read, path)) {
             finishLoading(false);
             return;
         }
-        finishLoading(mLoader->gatherSongsFromPlaylist(read.library, persistentID, name));
+        const bool loaded = mLoader->gatherSongsFromPlaylist(read.library, persistentID, name);
+        if (loaded)
+            PrefsController::sharedInstance().setLibraryPlaylist(name);
+        finishLoading(loaded);
     });
 }
 

@@ -42,6 +42,8 @@ public:
     void cancel();
     bool isLoading() const { return mLoading; }
 
+    // The source whose songs were loaded last (a source that could not be
+    // read doesn't count).
     SongSourceKind kind() const { return mKind; }
     // The folder's path or the playlist's name; empty for the library.
     QString sourceName() const { return mName; }
@@ -85,6 +87,8 @@ private:
     SongList mWorkList;
     SongSourceKind mKind = SongSourceKind::Folder;
     QString mName;
+    SongSourceKind mPendingKind = SongSourceKind::Folder;
+    QString mPendingName;
     QString mPlaylistID;
     QString mXmlPath;
     bool mLoading = false;

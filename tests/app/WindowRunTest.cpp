@@ -11,6 +11,7 @@
 #include "SourceMenu.h"
 #include "TaskTestSource.h"
 #include "TestHttpServer.h"
+#include "TestSupport.h"
 #include "WelcomeSheet.h"
 
 #include "cli/SongSourceOptions.h"
@@ -248,6 +249,23 @@ TEST_F(WindowRunTest, AFolderDroppedOnTheTableBecomesTheSource)
     QDragEnterEvent refused(point, Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(target, &refused);
     EXPECT_FALSE(refused.isAccepted());
+}
+
+TEST_F(WindowRunTest, ALibraryExportThatCannotBeReadIsExplained)
+{
+    ASSERT_TRUE(mApp.load(mFolder));
+    const QString library = mFolder + QStringLiteral("/Library.xml");
+    ASSERT_TRUE(TestSupport::writeFile(library, QByteArray("<?xml version=\"1.0\"?>\n<plist><dict><key>Tracks")));
+    mApp.window().openLibrary(library);
+    ASSERT_TRUE(AppTestWindow::waitFor([&] { return !mApp.noticeText().isEmpty(); }));
+    EXPECT_TRUE(mApp.noticeText().startsWith(
+        LocalizedStrings::format(QStringLiteral("LibraryUnreadableNotice"), library, QString()).section(QLatin1Char(':'), 0, 0)))
+        << mApp.noticeText().toStdString();
+    EXPECT_TRUE(mApp.noticeText().contains(library)) << mApp.noticeText().toStdString();
+    // The window goes on with what it showed, and starts with it next time.
+    EXPECT_EQ(mApp.rowCount(), 3);
+    EXPECT_EQ(QSettings().value(QStringLiteral("_source")).toInt(), int(SongSourceKind::Folder));
+    EXPECT_TRUE(mApp.window().actions()->action(QStringLiteral("Rescan"))->isEnabled());
 }
 
 TEST_F(WindowRunTest, TheFirstStartWelcomesAndOffersTheMusicFolder)
