@@ -13,8 +13,8 @@
 
 #include "run/MainController.h"
 #include "songs/SongFile.h"
-#include "web/SongInfoTask.h"
 #include "support/WMLog.h"
+#include "web/SongInfoTask.h"
 
 #include <QAction>
 #include <QApplication>
@@ -77,7 +77,8 @@ int main(int argc, char** argv)
     QApplication::setStyle(QStringLiteral("Fusion"));
     const int font = QFontDatabase::addApplicationFont(QLatin1String(kFontFile));
     if (font < 0)
-        return fail(QStringLiteral("the font %1 is missing (fonts-dejavu-core)").arg(QLatin1String(kFontFile)));
+        return fail(
+            QStringLiteral("the font %1 is missing (fonts-dejavu-core)").arg(QLatin1String(kFontFile)));
     QFont pinned(QFontDatabase::applicationFontFamilies(font).first());
     pinned.setPixelSize(12);
     QApplication::setFont(pinned);

@@ -9,7 +9,8 @@
 
 AppActions::AppActions(QObject* parent) : QObject(parent)
 {
-    for (const char* identifier : {"BeginAdd", "Stop", "Play", "Rescan", "Reveal", "Lyrics", "Drawer", "SetLibrary"})
+    for (const char* identifier :
+         {"BeginAdd", "Stop", "Play", "Rescan", "Reveal", "Lyrics", "Drawer", "SetLibrary"})
         addToolbarAction(QLatin1String(identifier));
     setBeginAddMode(mBeginAddMode);
     action(QStringLiteral("BeginAdd"))->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_B));
@@ -23,10 +24,12 @@ AppActions::AppActions(QObject* parent) : QObject(parent)
 
     add(QStringLiteral("Preferences"), LocalizedStrings::text(QStringLiteral("MenuPreferences")))
         ->setShortcut(QKeySequence::Preferences);
-    add(QStringLiteral("Quit"), LocalizedStrings::text(QStringLiteral("MenuQuit")))->setShortcut(QKeySequence::Quit);
+    add(QStringLiteral("Quit"), LocalizedStrings::text(QStringLiteral("MenuQuit")))
+        ->setShortcut(QKeySequence::Quit);
     add(QStringLiteral("About"), LocalizedStrings::text(QStringLiteral("MenuAbout")));
     add(QStringLiteral("CustomizeToolbar"), LocalizedStrings::text(QStringLiteral("MenuCustomizeToolbar")));
-    add(QStringLiteral("Find"), LocalizedStrings::text(QStringLiteral("MenuFind")))->setShortcut(QKeySequence::Find);
+    add(QStringLiteral("Find"), LocalizedStrings::text(QStringLiteral("MenuFind")))
+        ->setShortcut(QKeySequence::Find);
     add(QStringLiteral("SelectAll"), LocalizedStrings::text(QStringLiteral("MenuSelectAll")))
         ->setShortcut(QKeySequence::SelectAll);
     add(QStringLiteral("ShowLog"), LocalizedStrings::text(QStringLiteral("MenuShowLog")))->setCheckable(true);
@@ -69,7 +72,8 @@ void AppActions::setBeginAddMode(const QString& mode)
     begin->setText(label(mode));
     begin->setIconText(label(mode));
     begin->setToolTip(toolTip(mode));
-    begin->setIcon(AppIcons::icon(mode == QLatin1String("Add") ? QStringLiteral("Add") : QStringLiteral("Begin")));
+    begin->setIcon(
+        AppIcons::icon(mode == QLatin1String("Add") ? QStringLiteral("Add") : QStringLiteral("Begin")));
 }
 
 QString AppActions::label(const QString& identifier)

@@ -42,8 +42,8 @@ void ColumnLayout::reset()
         const SongColumn column = SongColumns::at(logical);
         mHeader->setSectionHidden(logical, SongColumns::isHiddenByDefault(column));
         const int minimum = SongColumns::isIconColumn(column) ? 24 : 0;
-        mHeader->resizeSection(logical,
-                               std::max(minimum, SongColumns::defaultWidthInCharacters(column) * characterWidth));
+        mHeader->resizeSection(
+            logical, std::max(minimum, SongColumns::defaultWidthInCharacters(column) * characterWidth));
     }
     save();
 }
@@ -64,8 +64,8 @@ void ColumnLayout::fillMenu(QMenu* menu) const
         });
     }
     menu->addSeparator();
-    connect(menu->addAction(LocalizedStrings::text(QStringLiteral("ResetColumns"))), &QAction::triggered, this,
-            &ColumnLayout::reset);
+    connect(menu->addAction(LocalizedStrings::text(QStringLiteral("ResetColumns"))), &QAction::triggered,
+            this, &ColumnLayout::reset);
 }
 
 void ColumnLayout::showMenu(const QPoint& position)

@@ -43,8 +43,8 @@ QString text(const char* key)
 
 DrawerPanel::DrawerPanel(QWidget* parent)
     : QDockWidget(text("DrawerTitle"), parent), mAlbumPicking(new QButtonGroup(this)),
-      mAllowSubstrings(new QCheckBox(text("AllowSubstrings"))), mParallelSearch(new QCheckBox(text("ParallelSearch"))),
-      mContents(new QWidget)
+      mAllowSubstrings(new QCheckBox(text("AllowSubstrings"))),
+      mParallelSearch(new QCheckBox(text("ParallelSearch"))), mContents(new QWidget)
 {
     setObjectName(QStringLiteral("Drawer"));
     setFeatures(QDockWidget::DockWidgetClosable | QDockWidget::DockWidgetMovable);
@@ -73,7 +73,8 @@ DrawerPanel::DrawerPanel(QWidget* parent)
         mOverwrites.insert(row.asset, overwrite);
         const AlbumAsset asset = row.asset;
         connect(check, &QCheckBox::clicked, this, [this, asset](bool on) { checkClicked(asset, on); });
-        connect(overwrite, &QCheckBox::clicked, this, [this, asset](bool on) { overwriteClicked(asset, on); });
+        connect(overwrite, &QCheckBox::clicked, this,
+                [this, asset](bool on) { overwriteClicked(asset, on); });
     }
     layout->addWidget(assets);
 

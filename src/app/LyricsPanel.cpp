@@ -9,7 +9,8 @@
 #include <QPlainTextEdit>
 
 LyricsPanel::LyricsPanel(QWidget* parent)
-    : QDockWidget(LocalizedStrings::text(QStringLiteral("LyricsPanelTitle")), parent), mText(new QPlainTextEdit)
+    : QDockWidget(LocalizedStrings::text(QStringLiteral("LyricsPanelTitle")), parent),
+      mText(new QPlainTextEdit)
 {
     setObjectName(QStringLiteral("LyricsPanel"));
     mText->setReadOnly(true);
@@ -23,8 +24,8 @@ void LyricsPanel::showSong(const std::shared_ptr<SongFile>& song, int selectedCo
     AudioInfoTag* tag = song ? SongCells::tagForDisplay(*song) : nullptr;
     QString lyrics = tag ? tag->lyrics() : QString();
     if (selectedCount != 1)
-        mText->setPlaceholderText(LocalizedStrings::text(selectedCount == 0 ? QStringLiteral("LyricsNoSelection")
-                                                                            : QStringLiteral("LyricsManySelected")));
+        mText->setPlaceholderText(LocalizedStrings::text(
+            selectedCount == 0 ? QStringLiteral("LyricsNoSelection") : QStringLiteral("LyricsManySelected")));
     else
         mText->setPlaceholderText(LocalizedStrings::text(QStringLiteral("LyricsNone")));
     mText->setPlainText(selectedCount == 1 ? lyrics : QString());

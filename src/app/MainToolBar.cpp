@@ -36,18 +36,25 @@ MainToolBar::MainToolBar(AppActions& actions, QWidget* source, QWidget* search, 
 
 QStringList MainToolBar::defaultItems()
 {
-    return {QStringLiteral("BeginAdd"), QStringLiteral("Stop"),   QStringLiteral("Play"),
-            kSeparator,                 QStringLiteral("Source"), QStringLiteral("Rescan"),
-            QStringLiteral("Reveal"),   kFlexibleSpace,           QStringLiteral("Search"),
-            QStringLiteral("Lyrics"),   QStringLiteral("Drawer")};
+    return {QStringLiteral("BeginAdd"), QStringLiteral("Stop"),   QStringLiteral("Play"),   kSeparator,
+            QStringLiteral("Source"),   QStringLiteral("Rescan"), QStringLiteral("Reveal"), kFlexibleSpace,
+            QStringLiteral("Search"),   QStringLiteral("Lyrics"), QStringLiteral("Drawer")};
 }
 
 QStringList MainToolBar::allowedItems()
 {
-    return {QStringLiteral("BeginAdd"), QStringLiteral("Stop"),   QStringLiteral("Play"),
-            QStringLiteral("Source"),   QStringLiteral("Rescan"), QStringLiteral("Reveal"),
-            QStringLiteral("Search"),   QStringLiteral("Lyrics"), QStringLiteral("Drawer"),
-            QStringLiteral("SetLibrary"), kSeparator,             kSpace,
+    return {QStringLiteral("BeginAdd"),
+            QStringLiteral("Stop"),
+            QStringLiteral("Play"),
+            QStringLiteral("Source"),
+            QStringLiteral("Rescan"),
+            QStringLiteral("Reveal"),
+            QStringLiteral("Search"),
+            QStringLiteral("Lyrics"),
+            QStringLiteral("Drawer"),
+            QStringLiteral("SetLibrary"),
+            kSeparator,
+            kSpace,
             kFlexibleSpace};
 }
 

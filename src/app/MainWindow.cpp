@@ -73,8 +73,9 @@ QAction* action(AppActions* actions, const char* identifier)
 
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), mController(std::make_unique<MainController>()),
-      mSession(new SongSourceSession(this)), mDelazifier(new Delazifier(this)), mActions(new AppActions(this)),
-      mModel(new SongTableModel(this)), mEditor(new SongEditor(*mController, this))
+      mSession(new SongSourceSession(this)), mDelazifier(new Delazifier(this)),
+      mActions(new AppActions(this)), mModel(new SongTableModel(this)),
+      mEditor(new SongEditor(*mController, this))
 {
     setWindowTitle(BundleInfo::executableName());
     setWindowIcon(AppIcons::applicationIcon());
@@ -136,7 +137,8 @@ void MainWindow::buildWidgets()
     mStatus->setCounts(0, 0);
 
     auto* columns = new QMenu(this);
-    connect(columns, &QMenu::aboutToShow, this, [this, columns] { mTable->columnLayout()->fillMenu(columns); });
+    connect(columns, &QMenu::aboutToShow, this,
+            [this, columns] { mTable->columnLayout()->fillMenu(columns); });
     MainMenus::build(*this, *mActions, columns);
 }
 
@@ -195,12 +197,14 @@ void MainWindow::connectCommands()
     });
     connect(action(mActions, "ShowLogFile"), &QAction::triggered, this,
             [this] { showNotice(DesktopActions::reveal({WMLogLocation()})); });
-    connect(action(mActions, "ResetColumns"), &QAction::triggered, mTable->columnLayout(), &ColumnLayout::reset);
+    connect(action(mActions, "ResetColumns"), &QAction::triggered, mTable->columnLayout(),
+            &ColumnLayout::reset);
 
     connect(mSearch, &SearchField::searchRequested, mModel, &SongTableModel::setSearch);
     connect(mTable, &SongTableView::headerClicked, this, &MainWindow::headerClicked);
     connect(mTable, &SongTableView::folderDropped, this, &MainWindow::openFolder);
-    connect(mTable->selectionModel(), &QItemSelectionModel::selectionChanged, this, &MainWindow::selectionChanged);
+    connect(mTable->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &MainWindow::selectionChanged);
     connect(mEditor, &SongEditor::problem, this, &MainWindow::showNotice);
     connect(mModel, &SongTableModel::rowsReordered, this, &MainWindow::rowsReordered);
     connect(mDrawer, &DrawerPanel::prefsChanged, this, [this](const WindowPrefs& prefs) {
@@ -226,7 +230,8 @@ void MainWindow::connectRun()
     connect(&run, &MainController::runEnded, this, &MainWindow::updateCommands);
     connect(&run, &MainController::writeFailed, this,
             [this](const std::shared_ptr<SongFile>& song, const QString& error) {
-                showNotice(LocalizedStrings::format(QStringLiteral("WriteFailedNotice"), song->filename(), error));
+                showNotice(
+                    LocalizedStrings::format(QStringLiteral("WriteFailedNotice"), song->filename(), error));
             });
     connect(WMHTTPQueue::queue(), &WMHTTPQueue::importantLogNotification, this, &MainWindow::showNotice);
 }
@@ -240,7 +245,8 @@ void MainWindow::connectSource()
             [this](const QVariantList& playlists) { mSourceMenu->setLibrary(true, playlists); });
     connect(mSession, &SongSourceSession::loadingStarted, this, [this](const QString& message) {
         mDelazifier->stopDelazification();
-        mSession->setWorkList(mController->isRunning() ? mController->visibleSongs() : QList<std::shared_ptr<SongFile>>());
+        mSession->setWorkList(mController->isRunning() ? mController->visibleSongs()
+                                                       : QList<std::shared_ptr<SongFile>>());
         delete mLoadingPanel;
         mLoadingPanel = new QProgressDialog(message, text("CancelButton"), 0, 0, this);
         mLoadingPanel->setWindowModality(Qt::WindowModal);
@@ -345,7 +351,8 @@ void MainWindow::openPlaylist(const QString& persistentID, const QString& name, 
 
 void MainWindow::chooseFolder()
 {
-    auto* dialog = new QFileDialog(this, text("ChooseFolderTitle"), PrefsController::sharedInstance().libraryDirectory());
+    auto* dialog = new QFileDialog(this, text("ChooseFolderTitle"),
+                                   PrefsController::sharedInstance().libraryDirectory());
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
@@ -359,8 +366,9 @@ void MainWindow::songsLoaded(const QList<std::shared_ptr<SongFile>>& songs)
     const QString name = mSession->sourceName();
     setWindowTitle(kind == SongSourceKind::Library
                        ? LocalizedStrings::text(QStringLiteral("WindowTitleLibrary"))
-                       : LocalizedStrings::format(QStringLiteral("WindowTitleDirectory"),
-                                                  kind == SongSourceKind::Folder ? QDir::toNativeSeparators(name) : name));
+                       : LocalizedStrings::format(
+                             QStringLiteral("WindowTitleDirectory"),
+                             kind == SongSourceKind::Folder ? QDir::toNativeSeparators(name) : name));
     mSourceMenu->setCurrentSource(kind, name);
     if (kind == SongSourceKind::Folder)
         mSourceMenu->setFolder(name);
@@ -374,9 +382,10 @@ void MainWindow::songsLoaded(const QList<std::shared_ptr<SongFile>>& songs)
     const QString column = kind == SongSourceKind::Library
                                ? QStringLiteral("artist")
                                : (mModel->sortColumn().isEmpty() ? saved.sortColumn() : mModel->sortColumn());
-    const bool descending = kind == SongSourceKind::Library
-                                ? false
-                                : (mModel->sortColumn().isEmpty() ? saved.sortReverse() : mModel->sortDescending());
+    const bool descending =
+        kind == SongSourceKind::Library
+            ? false
+            : (mModel->sortColumn().isEmpty() ? saved.sortReverse() : mModel->sortDescending());
     mModel->setSongs(songs, column, descending);
     mDelazifier->setSourceKind(kind);
     mDelazifier->setAllSongs(songs);
@@ -458,9 +467,8 @@ void MainWindow::showPreferences()
 {
     if (!mPreferences) {
         mPreferences = new PreferencesDialog(this);
-        connect(mPreferences, &QDialog::finished, this, [this] {
-            mModel->setNoiTunesArtwork(PrefsController::sharedInstance().noiTunesArtwork());
-        });
+        connect(mPreferences, &QDialog::finished, this,
+                [this] { mModel->setNoiTunesArtwork(PrefsController::sharedInstance().noiTunesArtwork()); });
     }
     if (!mPreferences->isVisible())
         mPreferences->putValuesInInterface();
@@ -471,7 +479,8 @@ void MainWindow::showPreferences()
 
 void MainWindow::showAbout()
 {
-    QMessageBox::about(this, LocalizedStrings::format(QStringLiteral("AboutTitle"), BundleInfo::executableName()),
+    QMessageBox::about(this,
+                       LocalizedStrings::format(QStringLiteral("AboutTitle"), BundleInfo::executableName()),
                        LocalizedStrings::format(QStringLiteral("AboutText"), BundleInfo::executableName(),
                                                 BundleInfo::shortVersion(), BundleInfo::version()));
 }

@@ -44,7 +44,8 @@ void NoticeBar::showNotice(const QString& text)
     if (mNotices.size() > kRemembered)
         mNotices.removeFirst();
     const qsizetype earlier = mNotices.size() - 1;
-    mText->setText(earlier > 0 ? LocalizedStrings::format(QStringLiteral("NoticeAndEarlier"), text, earlier) : text);
+    mText->setText(earlier > 0 ? LocalizedStrings::format(QStringLiteral("NoticeAndEarlier"), text, earlier)
+                               : text);
     setToolTip(mNotices.join(QLatin1Char('\n')));
     show();
     QAccessibleEvent event(this, QAccessible::Alert);

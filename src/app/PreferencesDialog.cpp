@@ -69,7 +69,8 @@ PreferencesDialog::PreferencesDialog(QWidget* parent)
     auto* filesLayout = new QFormLayout(files);
     filesLayout->addRow(mKeepiTunesRefreshed);
     for (int megabytes : {5, 10, 20, 50, 100, 200})
-        mCacheSize->addItem(LocalizedStrings::format(QStringLiteral("PrefsCacheMegabytes"), megabytes), megabytes);
+        mCacheSize->addItem(LocalizedStrings::format(QStringLiteral("PrefsCacheMegabytes"), megabytes),
+                            megabytes);
     filesLayout->addRow(text("PrefsCacheSize"), mCacheSize);
     filesLayout->addRow(text("PrefsID3Sizes"), mCommonSizes);
     filesLayout->addRow(QString(), mAccurateSizes);
@@ -79,7 +80,8 @@ PreferencesDialog::PreferencesDialog(QWidget* parent)
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
     connect(defaults, &QPushButton::clicked, this, [this] {
         PrefsController::sharedInstance().useDefaults();
-        WMHTTPQueue::queue()->setCacheCapacity(qint64(PrefsController::sharedInstance().cacheSizeMB()) * 1048576);
+        WMHTTPQueue::queue()->setCacheCapacity(qint64(PrefsController::sharedInstance().cacheSizeMB()) *
+                                               1048576);
         putValuesInInterface();
     });
 
@@ -92,7 +94,8 @@ PreferencesDialog::PreferencesDialog(QWidget* parent)
         connect(slider, &QSlider::valueChanged, this, &PreferencesDialog::updateLabels);
         connect(slider, &QSlider::sliderReleased, this, &PreferencesDialog::takeValuesFromInterface);
         connect(slider, &QSlider::actionTriggered, this, [this] {
-            QMetaObject::invokeMethod(this, &PreferencesDialog::takeValuesFromInterface, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(this, &PreferencesDialog::takeValuesFromInterface,
+                                      Qt::QueuedConnection);
         });
     }
     for (QCheckBox* box : {mIgnoreNonSquare, mKeepiTunesRefreshed, mNoiTunesArtwork})
@@ -126,8 +129,9 @@ void PreferencesDialog::putValuesInInterface()
     mNoiTunesArtwork->setChecked(prefs.noiTunesArtwork());
     int cacheIndex = mCacheSize->findData(prefs.cacheSizeMB());
     if (cacheIndex < 0) {
-        mCacheSize->addItem(LocalizedStrings::format(QStringLiteral("PrefsCacheMegabytes"), prefs.cacheSizeMB()),
-                            prefs.cacheSizeMB());
+        mCacheSize->addItem(
+            LocalizedStrings::format(QStringLiteral("PrefsCacheMegabytes"), prefs.cacheSizeMB()),
+            prefs.cacheSizeMB());
         cacheIndex = mCacheSize->count() - 1;
     }
     mCacheSize->setCurrentIndex(cacheIndex);
@@ -157,10 +161,15 @@ void PreferencesDialog::takeValuesFromInterface()
 
 void PreferencesDialog::updateLabels()
 {
-    const auto pixels = [](int value) { return LocalizedStrings::format(QStringLiteral("PrefsPixels"), value); };
-    mMinimumValue->setText(mMinimum->value() <= kSliderBottom ? text("PrefsNoMinimum") : pixels(mMinimum->value()));
-    mMaximumValue->setText(mMaximum->value() >= kSliderTop ? text("PrefsNoLimit") : pixels(mMaximum->value()));
-    mThresholdValue->setText(mThreshold->value() >= kSliderTop ? text("PrefsAlways") : pixels(mThreshold->value()));
+    const auto pixels = [](int value) {
+        return LocalizedStrings::format(QStringLiteral("PrefsPixels"), value);
+    };
+    mMinimumValue->setText(mMinimum->value() <= kSliderBottom ? text("PrefsNoMinimum")
+                                                              : pixels(mMinimum->value()));
+    mMaximumValue->setText(mMaximum->value() >= kSliderTop ? text("PrefsNoLimit")
+                                                           : pixels(mMaximum->value()));
+    mThresholdValue->setText(mThreshold->value() >= kSliderTop ? text("PrefsAlways")
+                                                               : pixels(mThreshold->value()));
     const bool noteShown = mThreshold->value() < kSliderTop && mThreshold->value() > mMinimum->value();
     mNote->setText(noteShown ? text("OverwriteThresholdHigherThanMinimum") : QString());
 }

@@ -17,8 +17,8 @@ void ReportExceptionDialog::install()
 bool ReportExceptionDialog::ask(const QString& title, const QString& text)
 {
     QMessageBox box(QMessageBox::Critical, title, text, QMessageBox::NoButton, QApplication::activeWindow());
-    QPushButton* report =
-        box.addButton(LocalizedStrings::text(QStringLiteral("Report Error To Wendmark")), QMessageBox::AcceptRole);
+    QPushButton* report = box.addButton(LocalizedStrings::text(QStringLiteral("Report Error To Wendmark")),
+                                        QMessageBox::AcceptRole);
     box.addButton(LocalizedStrings::text(QStringLiteral("Do Not Report")), QMessageBox::RejectRole);
     box.setDefaultButton(report);
     box.exec();

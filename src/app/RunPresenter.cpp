@@ -29,7 +29,8 @@ RunPresenter::RunPresenter(MainController& controller, SongTableView& table, QWi
     mController.setConfirmOverwriteTitle([this] { return confirmOverwriteTitle(); });
     connect(&mController, &MainController::preparingProgress, this, &RunPresenter::showPreparing);
     connect(&mController, &MainController::compilationWarning, this, &RunPresenter::showCompilationWarning);
-    connect(&mController, &MainController::iTunesArtworkWarning, this, &RunPresenter::showiTunesArtworkWarning);
+    connect(&mController, &MainController::iTunesArtworkWarning, this,
+            &RunPresenter::showiTunesArtworkWarning);
 }
 
 void RunPresenter::begin()
@@ -97,8 +98,8 @@ void RunPresenter::showCompilationWarning(const QString& message)
 
 void RunPresenter::showiTunesArtworkWarning()
 {
-    auto* box = new QMessageBox(QMessageBox::Warning, text("iTunesArtworkWarningTitle"), text("iTunesArtworkWarning"),
-                                QMessageBox::Ok, mWindow);
+    auto* box = new QMessageBox(QMessageBox::Warning, text("iTunesArtworkWarningTitle"),
+                                text("iTunesArtworkWarning"), QMessageBox::Ok, mWindow);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setCheckBox(new QCheckBox(text("DontShowAgain")));
     mController.setiTunesWarningVisible(true);

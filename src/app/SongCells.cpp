@@ -134,7 +134,8 @@ QString SongCells::iconName(SongFile& song, SongColumn column, bool noiTunesArtw
         }
     case SongColumn::Lyrics: {
         const int level = lyricsLevel(tagForDisplay(song));
-        return level == 0 ? QString() : (level == 1 ? QStringLiteral("has_lyrics_few") : QStringLiteral("has_lyrics"));
+        return level == 0 ? QString()
+                          : (level == 1 ? QStringLiteral("has_lyrics_few") : QStringLiteral("has_lyrics"));
     }
     case SongColumn::Art:
         switch (artState(song, tagForDisplay(song), noiTunesArtwork)) {

@@ -66,7 +66,8 @@ QString SongColumns::title(SongColumn column)
 QString SongColumns::accessibleTitle(SongColumn column)
 {
     const QString shown = title(column);
-    return shown.isEmpty() ? LocalizedStrings::text(QStringLiteral("SongsTableName_") + identifier(column)) : shown;
+    return shown.isEmpty() ? LocalizedStrings::text(QStringLiteral("SongsTableName_") + identifier(column))
+                           : shown;
 }
 
 QString SongColumns::headerToolTip(SongColumn column)

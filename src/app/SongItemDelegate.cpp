@@ -41,8 +41,9 @@ void SongItemDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opti
         const QImage image = decoration.value<QImage>();
         QSize size = image.size();
         size.scale(cell.size(), Qt::KeepAspectRatio);
-        const QRect target(QPoint(cell.center().x() - size.width() / 2 + 1, cell.center().y() - size.height() / 2 + 1),
-                           size);
+        const QRect target(
+            QPoint(cell.center().x() - size.width() / 2 + 1, cell.center().y() - size.height() / 2 + 1),
+            size);
         painter->save();
         painter->setRenderHint(QPainter::SmoothPixmapTransform);
         painter->drawImage(target, image);

@@ -15,13 +15,14 @@ SongSourceSession::SongSourceSession(QObject* parent)
 {
     mLoader->setRegenerateController(mRegenerate.get());
     connect(mLoader.get(), &SongSourceLoader::progress, this, &SongSourceSession::progress);
-    connect(mLoader.get(), &SongSourceLoader::logLine, this, [this](const QString& text, const QColor& color) {
-        // The files left out are counted for the notice at the end.
-        if (text.startsWith(LocalizedStrings::text(QStringLiteral("NoInitializeTag"))) ||
-            text.startsWith(LocalizedStrings::text(QStringLiteral("NoInitializeSong"))))
-            ++mUnusable;
-        emit logLine(text, color);
-    });
+    connect(mLoader.get(), &SongSourceLoader::logLine, this,
+            [this](const QString& text, const QColor& color) {
+                // The files left out are counted for the notice at the end.
+                if (text.startsWith(LocalizedStrings::text(QStringLiteral("NoInitializeTag"))) ||
+                    text.startsWith(LocalizedStrings::text(QStringLiteral("NoInitializeSong"))))
+                    ++mUnusable;
+                emit logLine(text, color);
+            });
     connect(mLoader.get(), &SongSourceLoader::playlistNotFound, this, [this](const QString& name) {
         emit problem(LocalizedStrings::format(QStringLiteral("PlaylistNotFoundMessage"), name));
     });
@@ -82,7 +83,8 @@ void SongSourceSession::loadFolder(const QString& folder)
         return;
     }
     const QString path = QFileInfo(folder).absoluteFilePath();
-    if (!startLoading(SongSourceKind::Folder, path, LocalizedStrings::text(QStringLiteral("ScanningDirectory"))))
+    if (!startLoading(SongSourceKind::Folder, path,
+                      LocalizedStrings::text(QStringLiteral("ScanningDirectory"))))
         return;
     PrefsController::sharedInstance().setLibraryDirectory(path);
     const bool loaded = mLoader->gatherSongsFromDirectory(path);
@@ -113,10 +115,11 @@ void SongSourceSession::readLibrary(const QString& path, std::function<void(cons
 bool SongSourceSession::acceptLibrary(const LibraryRead& read, const QString& path)
 {
     if (read.library.isEmpty()) {
-        const QString reason = read.error.isEmpty() ? LocalizedStrings::text(QStringLiteral("LibraryNoTracks"))
-                                                    : read.error;
-        emit logLine(WMFormat::string("%@ %@ (%@)", LocalizedStrings::text(QStringLiteral("LibraryUnreadable")),
-                                      path, reason),
+        const QString reason =
+            read.error.isEmpty() ? LocalizedStrings::text(QStringLiteral("LibraryNoTracks")) : read.error;
+        emit logLine(WMFormat::string("%@ %@ (%@)",
+                                      LocalizedStrings::text(QStringLiteral("LibraryUnreadable")), path,
+                                      reason),
                      QColor(Qt::red));
         emit problem(LocalizedStrings::format(QStringLiteral("LibraryUnreadableNotice"), path, reason));
         return false;
@@ -134,7 +137,8 @@ void SongSourceSession::loadLibrary(const QString& xmlPath)
         emit problem(LocalizedStrings::text(QStringLiteral("NoLibraryXML")));
         return;
     }
-    if (!startLoading(SongSourceKind::Library, QString(), LocalizedStrings::text(QStringLiteral("ScanningiTunesLibrary"))))
+    if (!startLoading(SongSourceKind::Library, QString(),
+                      LocalizedStrings::text(QStringLiteral("ScanningiTunesLibrary"))))
         return;
     readLibrary(path, [this, path](const LibraryRead& read) {
         if (mCancelled || !acceptLibrary(read, path)) {
@@ -154,7 +158,8 @@ void SongSourceSession::loadPlaylist(const QString& persistentID, const QString&
         emit problem(LocalizedStrings::text(QStringLiteral("NoLibraryXML")));
         return;
     }
-    if (!startLoading(SongSourceKind::Playlist, name, LocalizedStrings::format(QStringLiteral("LoadingPlaylist"), name)))
+    if (!startLoading(SongSourceKind::Playlist, name,
+                      LocalizedStrings::format(QStringLiteral("LoadingPlaylist"), name)))
         return;
     mPlaylistID = persistentID;
     readLibrary(path, [this, path, persistentID, name](const LibraryRead& read) {

@@ -62,7 +62,8 @@ SongTableView::SongTableView(SongTableModel* model, QWidget* parent)
         updateSortIndicator(mModel->sortColumn(), mModel->sortDescending());
     });
     connect(model, &SongTableModel::sortChanged, this, &SongTableView::updateSortIndicator);
-    connect(mDelegate, &SongItemDelegate::committedWithEnter, this, &SongTableView::moveDown, Qt::QueuedConnection);
+    connect(mDelegate, &SongItemDelegate::committedWithEnter, this, &SongTableView::moveDown,
+            Qt::QueuedConnection);
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &SongTableView::visibleRowsChanged);
     connect(model, &SongTableModel::modelReset, this, [this] {
         updateSortIndicator(mModel->sortColumn(), mModel->sortDescending());
@@ -74,7 +75,8 @@ SongTableView::SongTableView(SongTableModel* model, QWidget* parent)
 QList<std::shared_ptr<SongFile>> SongTableView::selectedSongs() const
 {
     QModelIndexList rows = selectionModel()->selectedRows();
-    std::sort(rows.begin(), rows.end(), [](const QModelIndex& a, const QModelIndex& b) { return a.row() < b.row(); });
+    std::sort(rows.begin(), rows.end(),
+              [](const QModelIndex& a, const QModelIndex& b) { return a.row() < b.row(); });
     QList<std::shared_ptr<SongFile>> songs;
     songs.reserve(rows.size());
     for (const QModelIndex& row : rows) {

@@ -60,11 +60,13 @@ void SourceMenu::setCurrentSource(SongSourceKind kind, const QString& name)
         break;
     default:
         setIcon(AppIcons::icon(QStringLiteral("Menu-Directory")));
-        setText(QFileInfo(name).fileName().isEmpty() ? QDir::toNativeSeparators(name) : QFileInfo(name).fileName());
+        setText(QFileInfo(name).fileName().isEmpty() ? QDir::toNativeSeparators(name)
+                                                     : QFileInfo(name).fileName());
         break;
     }
-    setToolTip(LocalizedStrings::format(QStringLiteral("SourceCurrentToolTip"),
-                                        kind == SongSourceKind::Folder ? QDir::toNativeSeparators(name) : text()));
+    setToolTip(
+        LocalizedStrings::format(QStringLiteral("SourceCurrentToolTip"),
+                                 kind == SongSourceKind::Folder ? QDir::toNativeSeparators(name) : text()));
 }
 
 bool SourceMenu::isListedPlaylist(const QVariantMap& playlist)
@@ -84,11 +86,13 @@ QString SourceMenu::playlistIconName(const QVariantMap& playlist)
         return QStringLiteral("Menu-folder");
     const QVariant kind = playlist.value(QStringLiteral("Distinguished Kind"));
     const QString typeImage =
-        kind.isValid() ? QStringLiteral("Menu-") + iTunesInterface::playlistTypeForKind(kind.toString()) : QString();
+        kind.isValid() ? QStringLiteral("Menu-") + iTunesInterface::playlistTypeForKind(kind.toString())
+                       : QString();
     if (playlist.contains(QStringLiteral("Smart Info"))) {
         if (playlist.value(QStringLiteral("Name")).toString() == localized("iTunesGeniusName"))
             return QStringLiteral("Menu-Genius");
-        return !typeImage.isEmpty() && AppIcons::exists(typeImage) ? typeImage : QStringLiteral("Menu-SmartPlaylist");
+        return !typeImage.isEmpty() && AppIcons::exists(typeImage) ? typeImage
+                                                                   : QStringLiteral("Menu-SmartPlaylist");
     }
     return !typeImage.isEmpty() && AppIcons::exists(typeImage) ? typeImage : QStringLiteral("Menu-Playlist");
 }
@@ -97,7 +101,8 @@ void SourceMenu::rebuild()
 {
     mMenu->clear();
     if (mLibraryAvailable) {
-        QAction* library = mMenu->addAction(AppIcons::icon(QStringLiteral("Menu-Library")), localized("iTunesLibrary"));
+        QAction* library =
+            mMenu->addAction(AppIcons::icon(QStringLiteral("Menu-Library")), localized("iTunesLibrary"));
         connect(library, &QAction::triggered, this, &SourceMenu::librarySelected);
         int listed = 0;
         for (const QVariant& entry : std::as_const(mPlaylists)) {
@@ -108,13 +113,15 @@ void SourceMenu::rebuild()
                 mMenu->addSeparator();
             const QString name = playlist.value(QStringLiteral("Name")).toString();
             const QString pid = playlist.value(QStringLiteral("Playlist Persistent ID")).toString();
-            QAction* item = mMenu->addAction(iconOr(playlistIconName(playlist), QStringLiteral("Menu-Playlist")), name);
+            QAction* item =
+                mMenu->addAction(iconOr(playlistIconName(playlist), QStringLiteral("Menu-Playlist")), name);
             connect(item, &QAction::triggered, this, [this, pid, name] { emit playlistSelected(pid, name); });
         }
         mMenu->addSeparator();
     }
     if (!mFolder.isEmpty()) {
-        const QString name = QFileInfo(mFolder).fileName().isEmpty() ? mFolder : QFileInfo(mFolder).fileName();
+        const QString name =
+            QFileInfo(mFolder).fileName().isEmpty() ? mFolder : QFileInfo(mFolder).fileName();
         QAction* folder = mMenu->addAction(AppIcons::icon(QStringLiteral("Menu-Directory")), name);
         folder->setToolTip(QDir::toNativeSeparators(mFolder));
         const QString path = mFolder;

@@ -15,8 +15,8 @@ constexpr double kBarScale = 1000.0;
 } // namespace
 
 StatusLine::StatusLine(QWidget* parent)
-    : QWidget(parent), mCounts(new QLabel(this)), mRunText(new QLabel(this)), mOverall(new QProgressBar(this)),
-      mSong(new QProgressBar(this)), mReadingTags(new QLabel(this))
+    : QWidget(parent), mCounts(new QLabel(this)), mRunText(new QLabel(this)),
+      mOverall(new QProgressBar(this)), mSong(new QProgressBar(this)), mReadingTags(new QLabel(this))
 {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(4, 0, 4, 0);

@@ -23,7 +23,8 @@ QString text(const char* key)
 
 } // namespace
 
-WelcomeSheet::WelcomeSheet(const QString& musicFolder, bool libraryAvailable, QWidget* parent) : QDialog(parent)
+WelcomeSheet::WelcomeSheet(const QString& musicFolder, bool libraryAvailable, QWidget* parent)
+    : QDialog(parent)
 {
     setWindowTitle(text("WelcomeTitle"));
     setWindowModality(Qt::WindowModal);
@@ -44,7 +45,8 @@ WelcomeSheet::WelcomeSheet(const QString& musicFolder, bool libraryAvailable, QW
     const QString home = QDir::toNativeSeparators(QDir::homePath());
     if (shownFolder.startsWith(home + QDir::separator()))
         shownFolder = QStringLiteral("~") + shownFolder.mid(home.size());
-    auto* folderNote = new QLabel(LocalizedStrings::format(QStringLiteral("WelcomeMusicFolder"), shownFolder));
+    auto* folderNote =
+        new QLabel(LocalizedStrings::format(QStringLiteral("WelcomeMusicFolder"), shownFolder));
     folderNote->setWordWrap(true);
     folderNote->setEnabled(QDir(musicFolder).exists());
 

@@ -37,12 +37,14 @@ int main(int argc, char** argv)
         }
         if (argument == QLatin1String("--version")) {
             CliOutput::print(stdout, QStringLiteral("quillbeat ") + BundleInfo::shortVersion() +
-                                         QStringLiteral(" (") + BundleInfo::version() + QStringLiteral(")\n"));
+                                         QStringLiteral(" (") + BundleInfo::version() +
+                                         QStringLiteral(")\n"));
             return 0;
         }
         if (!source.take(arguments, i)) {
             CliOutput::print(stderr, LocalizedStrings::format(QStringLiteral("AppBadArgument"), argument) +
-                                         QLatin1Char('\n') + LocalizedStrings::text(QStringLiteral("AppUsage")) +
+                                         QLatin1Char('\n') +
+                                         LocalizedStrings::text(QStringLiteral("AppUsage")) +
                                          QLatin1Char('\n'));
             return 2;
         }

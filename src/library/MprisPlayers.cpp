@@ -53,9 +53,8 @@ std::optional<QVariant> callAnswer(QDBusConnection& connection, const QDBusMessa
 
 QVariant playerProperty(QDBusConnection& connection, const QString& service, const QString& name)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(service, kObjectPath,
-                                                       QStringLiteral("org.freedesktop.DBus.Properties"),
-                                                       QStringLiteral("Get"));
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        service, kObjectPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     call << kPlayerInterface << name;
     const std::optional<QVariant> answer = callAnswer(connection, call);
     if (!answer)
@@ -89,9 +88,10 @@ QStringList MprisPlayers::pausePlayersPlaying(const QString& path)
     if (!connection.isConnected())
         return {};
     const std::optional<QVariant> names =
-        callAnswer(connection, QDBusMessage::createMethodCall(
-                                   QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-                                   QStringLiteral("org.freedesktop.DBus"), QStringLiteral("ListNames")));
+        callAnswer(connection, QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                                                              QStringLiteral("/org/freedesktop/DBus"),
+                                                              QStringLiteral("org.freedesktop.DBus"),
+                                                              QStringLiteral("ListNames")));
     if (!names)
         return {};
     const QString file = QFileInfo(path).canonicalFilePath();

@@ -331,10 +331,11 @@ void SongFileComparisons::sortSongs(QList<std::shared_ptr<SongFile>>& songs, con
                                     bool descending)
 {
     if (const Comparison comparison = comparisonForColumn(identifier)) {
-        std::stable_sort(songs.begin(), songs.end(),
-                         [comparison](const std::shared_ptr<SongFile>& a, const std::shared_ptr<SongFile>& b) {
-                             return comparison(*a, *b) == SongOrdering::Ascending;
-                         });
+        std::stable_sort(
+            songs.begin(), songs.end(),
+            [comparison](const std::shared_ptr<SongFile>& a, const std::shared_ptr<SongFile>& b) {
+                return comparison(*a, *b) == SongOrdering::Ascending;
+            });
     }
     if (descending)
         std::reverse(songs.begin(), songs.end());

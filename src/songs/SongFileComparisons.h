@@ -39,7 +39,8 @@ public:
     // Sorts the songs ascending by the column's comparison (equal songs keep
     // their order), then reverses them when `descending`. A column without a
     // comparison keeps the order and only honours the direction.
-    static void sortSongs(QList<std::shared_ptr<SongFile>>& songs, const QString& identifier, bool descending);
+    static void sortSongs(QList<std::shared_ptr<SongFile>>& songs, const QString& identifier,
+                          bool descending);
 
     static SongOrdering compare(qint64 first, qint64 second);
     // Present before absent (empty counts as absent), then case-insensitive

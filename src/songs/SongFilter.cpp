@@ -32,7 +32,7 @@ bool SongFilter::songMatches(SongFile& song, const QStringList& words, bool sear
 }
 
 QList<std::shared_ptr<SongFile>> SongFilter::songsMatching(const QList<std::shared_ptr<SongFile>>& songs,
-                                                          const QString& text, bool searchLyrics)
+                                                           const QString& text, bool searchLyrics)
 {
     const QStringList words = searchWords(text);
     if (words.isEmpty())

@@ -107,7 +107,8 @@ QString AppTestWindow::logText() const
 
 QString AppTestWindow::noticeText() const
 {
-    return mWindow->noticeBar()->isVisible() ? mWindow->noticeBar()->notices().join(QLatin1Char('\n')) : QString();
+    return mWindow->noticeBar()->isVisible() ? mWindow->noticeBar()->notices().join(QLatin1Char('\n'))
+                                             : QString();
 }
 
 QString AppTestWindow::countsText() const

@@ -41,7 +41,8 @@ TEST(AppearanceTest, EveryPictureIsDrawnSharplyAtPixelRatioTwo)
         EXPECT_EQ(twice.size(), QSize(32, 32)) << name.toStdString();
         EXPECT_EQ(twice.deviceIndependentSize(), QSizeF(16, 16)) << name.toStdString();
         // Drawn anew at the finer grid, not the coarse picture enlarged.
-        const QImage enlarged = single.toImage().scaled(32, 32).convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        const QImage enlarged =
+            single.toImage().scaled(32, 32).convertToFormat(QImage::Format_ARGB32_Premultiplied);
         EXPECT_NE(twice.toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied), enlarged)
             << name.toStdString();
     }
@@ -114,7 +115,8 @@ TEST(AppearanceTest, ACustomizedToolbarIsKeptForTheNextStart)
         app.window().actions()->action(QStringLiteral("CustomizeToolbar"))->trigger();
         arranged = app.window().toolBar()->items();
         EXPECT_EQ(arranged, MainToolBar::defaultItems().mid(1));
-        EXPECT_FALSE(app.window().toolBar()->actions().contains(app.window().actions()->action(QStringLiteral("BeginAdd"))));
+        EXPECT_FALSE(app.window().toolBar()->actions().contains(
+            app.window().actions()->action(QStringLiteral("BeginAdd"))));
     }
     EXPECT_EQ(QSettings().value(QLatin1String(MainToolBar::kSettingsKey)).toStringList(), arranged);
     AppActions actions;

@@ -21,9 +21,10 @@
 namespace {
 
 // Exactly 100 characters: full lyrics; the same less one: a few lines.
-const QString kFullLyrics = QString(QStringLiteral("Neon rain is falling on the overpass tonight, ") +
-                                   QStringLiteral("headlights sweep the empty lanes and carry us far away from here."))
-                                .left(100);
+const QString kFullLyrics =
+    QString(QStringLiteral("Neon rain is falling on the overpass tonight, ") +
+            QStringLiteral("headlights sweep the empty lanes and carry us far away from here."))
+        .left(100);
 const QString kFewLyrics = kFullLyrics.left(99);
 
 class SongTableTest : public ::testing::Test
@@ -34,19 +35,37 @@ protected:
         ASSERT_EQ(kFullLyrics.size(), 100);
         mFolder = AppTestWindow::folder(
             QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        song("a", {{"title", "Headlights"}, {"artist", "The Testers"}, {"album", "Night Drive"}, {"track", "1"},
-                   {"year", "1987"}, {"genre", "Synthpop"}},
+        song("a",
+             {{"title", "Headlights"},
+              {"artist", "The Testers"},
+              {"album", "Night Drive"},
+              {"track", "1"},
+              {"year", "1987"},
+              {"genre", "Synthpop"}},
              kFullLyrics);
-        song("b", {{"title", "Overpass"}, {"artist", "The Testers"}, {"album", "Night Drive"}, {"track", "2"},
-                   {"year", "1987-05-01"}},
+        song("b",
+             {{"title", "Overpass"},
+              {"artist", "The Testers"},
+              {"album", "Night Drive"},
+              {"track", "2"},
+              {"year", "1987-05-01"}},
              kFewLyrics);
-        song("c", {{"title", "Undertow"}, {"artist", "Harbour Lights"}, {"album", "Deep Water"}, {"track", "1"},
-                   {"genre", "Ambient"}},
+        song("c",
+             {{"title", "Undertow"},
+              {"artist", "Harbour Lights"},
+              {"album", "Deep Water"},
+              {"track", "1"},
+              {"genre", "Ambient"}},
              QStringLiteral("Salt and silver, the tide comes in"));
         // Two songs the artist column cannot tell apart (same artist, album
         // and track): only their place says which comes first.
-        song("d", {{"title", "Tide Tables"}, {"artist", "Harbour Lights"}, {"album", "Deep Water"}, {"track", "2"}});
-        song("e", {{"title", "Lighthouse"}, {"artist", "Harbour Lights"}, {"album", "Deep Water"}, {"track", "2"}});
+        song("d", {{"title", "Tide Tables"},
+                   {"artist", "Harbour Lights"},
+                   {"album", "Deep Water"},
+                   {"track", "2"}});
+        song(
+            "e",
+            {{"title", "Lighthouse"}, {"artist", "Harbour Lights"}, {"album", "Deep Water"}, {"track", "2"}});
     }
 
     void song(const char* name, std::initializer_list<std::pair<const char*, const char*>> values,
@@ -116,7 +135,8 @@ TEST_F(SongTableTest, CellsSayWhatTheSongsHold)
     ASSERT_TRUE(mApp.load(mFolder));
     // Whether iTunes keeps artwork for the songs is settled a moment later.
     ASSERT_TRUE(AppTestWindow::waitFor([&] {
-        return !mApp.column(SongColumn::Art).contains(LocalizedStrings::text(QStringLiteral("AccessibleArtworkUnknown")));
+        return !mApp.column(SongColumn::Art)
+                    .contains(LocalizedStrings::text(QStringLiteral("AccessibleArtworkUnknown")));
     }));
     struct Row
     {
@@ -132,7 +152,8 @@ TEST_F(SongTableTest, CellsSayWhatTheSongsHold)
         {"Tide Tables", SongColumn::Lyrics, LocalizedStrings::text(QStringLiteral("ToolTipNoLyrics"))},
         {"Undertow", SongColumn::Active, LocalizedStrings::text(QStringLiteral("AccessibleStatusIdle"))},
         {"Undertow", SongColumn::Art, LocalizedStrings::text(QStringLiteral("AccessibleNoArtwork"))},
-        {"Undertow", SongColumn::Compilation, LocalizedStrings::text(QStringLiteral("ToolTipIsNotCompilation"))},
+        {"Undertow", SongColumn::Compilation,
+         LocalizedStrings::text(QStringLiteral("ToolTipIsNotCompilation"))},
         {"Undertow", SongColumn::Genre, QStringLiteral("Ambient")},
         {"Overpass", SongColumn::Track, QStringLiteral("2")},
     };
@@ -199,7 +220,8 @@ TEST_F(SongTableTest, SearchesTagsOrLyricsForEveryWord)
         {"tide", true, {QStringLiteral("Undertow")}},
         // Songs without lyrics are left out of any lyrics search.
         {"tables", true, {}},
-        {"", true,
+        {"",
+         true,
          {QStringLiteral("Headlights"), QStringLiteral("Overpass"), QStringLiteral("Undertow"),
           QStringLiteral("Tide Tables"), QStringLiteral("Lighthouse")}},
     };
@@ -210,10 +232,10 @@ TEST_F(SongTableTest, SearchesTagsOrLyricsForEveryWord)
         shown.sort();
         expected.sort();
         EXPECT_EQ(shown, expected) << '"' << row.text << (row.lyrics ? "\" in lyrics" : "\" in tags");
-        const QString counts =
-            expected.size() == 5 ? LocalizedStrings::format(QStringLiteral("SearchAll"), qint64(5))
-                                 : LocalizedStrings::format(QStringLiteral("SearchSubset"), qint64(expected.size()),
-                                                            qint64(5));
+        const QString counts = expected.size() == 5
+                                   ? LocalizedStrings::format(QStringLiteral("SearchAll"), qint64(5))
+                                   : LocalizedStrings::format(QStringLiteral("SearchSubset"),
+                                                              qint64(expected.size()), qint64(5));
         EXPECT_EQ(mApp.countsText(), counts) << row.text;
     }
 }

@@ -33,10 +33,11 @@ protected:
         mFolder = AppTestWindow::folder(
             QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name()));
         for (const char* title : {"Alpha", "Bravo", "Charlie"}) {
-            mPaths.append(AppTestWindow::writeSong(
-                mFolder, QLatin1String(title),
-                {{QStringLiteral("title"), QLatin1String(title)}, {QStringLiteral("artist"), QStringLiteral("Old Artist")},
-                 {QStringLiteral("album"), QStringLiteral("Old Album")}, {QStringLiteral("year"), QStringLiteral("1999")}}));
+            mPaths.append(AppTestWindow::writeSong(mFolder, QLatin1String(title),
+                                                   {{QStringLiteral("title"), QLatin1String(title)},
+                                                    {QStringLiteral("artist"), QStringLiteral("Old Artist")},
+                                                    {QStringLiteral("album"), QStringLiteral("Old Album")},
+                                                    {QStringLiteral("year"), QStringLiteral("1999")}}));
             ASSERT_FALSE(mPaths.last().isEmpty());
         }
     }
@@ -88,7 +89,8 @@ TEST_F(TableEditingTest, EnterWritesTheFileAndGoesToTheRowBelow)
     edit(QStringLiteral("Alpha"), SongColumn::Artist, QStringLiteral("New Artist"));
     EXPECT_EQ(artistInFile(mPaths.at(0)), QStringLiteral("New Artist"));
     EXPECT_EQ(artistInFile(mPaths.at(1)), QStringLiteral("Old Artist"));
-    EXPECT_EQ(mApp.cell(mApp.rowOfTitle(QStringLiteral("Alpha")), SongColumn::Artist), QStringLiteral("New Artist"));
+    EXPECT_EQ(mApp.cell(mApp.rowOfTitle(QStringLiteral("Alpha")), SongColumn::Artist),
+              QStringLiteral("New Artist"));
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return mApp.window().table()->currentIndex().row() == 1; }));
 
     // The year emptied is the year removed from the file.
@@ -107,16 +109,18 @@ TEST_F(TableEditingTest, TheSameValueOrEscapeWritesNothing)
     edit(QStringLiteral("Alpha"), SongColumn::Artist, QStringLiteral("Old Artist"));
     edit(QStringLiteral("Alpha"), SongColumn::Artist, QStringLiteral("Never Written"), Qt::Key_Escape);
     EXPECT_EQ(fingerprint(mPaths.at(0)), before);
-    EXPECT_EQ(mApp.cell(mApp.rowOfTitle(QStringLiteral("Alpha")), SongColumn::Artist), QStringLiteral("Old Artist"));
+    EXPECT_EQ(mApp.cell(mApp.rowOfTitle(QStringLiteral("Alpha")), SongColumn::Artist),
+              QStringLiteral("Old Artist"));
 }
 
 TEST_F(TableEditingTest, AFileGoneOrChangedSinceItWasShownIsLeftAloneWithAReason)
 {
     ASSERT_TRUE(load());
     // Another program rewrites Bravo and deletes Charlie while they are shown.
-    ASSERT_FALSE(SongTestFiles::writeMp3(mPaths.at(1), {{QStringLiteral("title"), QStringLiteral("Bravo")},
-                                                         {QStringLiteral("artist"), QStringLiteral("Their Artist")}})
-                     .isEmpty());
+    ASSERT_FALSE(
+        SongTestFiles::writeMp3(mPaths.at(1), {{QStringLiteral("title"), QStringLiteral("Bravo")},
+                                               {QStringLiteral("artist"), QStringLiteral("Their Artist")}})
+            .isEmpty());
     ASSERT_TRUE(SongTestFiles::shiftModificationTime(mPaths.at(1), 30));
     const QByteArray theirs = fingerprint(mPaths.at(1));
     ASSERT_TRUE(QFile::remove(mPaths.at(2)));
@@ -138,7 +142,8 @@ TEST_F(TableEditingTest, AFileGoneOrChangedSinceItWasShownIsLeftAloneWithAReason
     EXPECT_EQ(fingerprint(mPaths.at(1)), theirs);
     EXPECT_FALSE(QFileInfo::exists(mPaths.at(2)));
     // The changed file's own values are shown now.
-    EXPECT_EQ(mApp.cell(mApp.rowOfTitle(QStringLiteral("Bravo")), SongColumn::Artist), QStringLiteral("Their Artist"));
+    EXPECT_EQ(mApp.cell(mApp.rowOfTitle(QStringLiteral("Bravo")), SongColumn::Artist),
+              QStringLiteral("Their Artist"));
 }
 
 TEST_F(TableEditingTest, AReadOnlyFileIsLeftAloneWithAReason)
@@ -149,7 +154,9 @@ TEST_F(TableEditingTest, AReadOnlyFileIsLeftAloneWithAReason)
     ASSERT_TRUE(load());
     const QByteArray before = fingerprint(mPaths.at(0));
     edit(QStringLiteral("Alpha"), SongColumn::Artist, QStringLiteral("Mine"));
-    EXPECT_EQ(mApp.noticeText(), LocalizedStrings::format(QStringLiteral("EditReadOnly"), QStringLiteral("Alpha.mp3")));
+    EXPECT_EQ(mApp.noticeText(),
+              LocalizedStrings::format(QStringLiteral("EditReadOnly"), QStringLiteral("Alpha.mp3")));
     EXPECT_EQ(fingerprint(mPaths.at(0)), before);
-    EXPECT_EQ(mApp.cell(0, SongColumn::Active), LocalizedStrings::text(QStringLiteral("ToolTipStatusLocked")));
+    EXPECT_EQ(mApp.cell(0, SongColumn::Active),
+              LocalizedStrings::text(QStringLiteral("ToolTipStatusLocked")));
 }

@@ -52,10 +52,11 @@ protected:
         mFolder = AppTestWindow::folder(
             QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name()));
         for (const char* title : {"Headlights", "Overpass", "Tail Lights"})
-            mPaths.append(AppTestWindow::writeSong(mFolder, QLatin1String(title),
-                                                   {{QStringLiteral("title"), QLatin1String(title)},
-                                                    {QStringLiteral("artist"), QStringLiteral("The Testers")},
-                                                    {QStringLiteral("album"), QStringLiteral("Night Drive")}}));
+            mPaths.append(
+                AppTestWindow::writeSong(mFolder, QLatin1String(title),
+                                         {{QStringLiteral("title"), QLatin1String(title)},
+                                          {QStringLiteral("artist"), QStringLiteral("The Testers")},
+                                          {QStringLiteral("album"), QStringLiteral("Night Drive")}}));
         mApp.window().controller().setResources(
             {{QStringLiteral("sourcelist"), QStringList{QStringLiteral("TaskTestSource")}},
              {QStringLiteral("res_TaskTestSource"), QVariantMap()}});
@@ -89,7 +90,10 @@ protected:
         ADD_FAILURE() << "no box " << name.toStdString();
     }
 
-    void press(const char* identifier) { mApp.window().actions()->action(QLatin1String(identifier))->trigger(); }
+    void press(const char* identifier)
+    {
+        mApp.window().actions()->action(QLatin1String(identifier))->trigger();
+    }
 
     QStringList statuses() const { return mApp.column(SongColumn::Active); }
 
@@ -154,10 +158,11 @@ TEST_F(WindowRunTest, BeginTakesEverySongThroughItsStatusesToTheEnd)
     EXPECT_EQ(mApp.window().actions()->action(QStringLiteral("BeginAdd"))->text(), text("BeginLabel"));
     const QString log = mApp.logText();
     for (const char* title : {"Headlights", "Overpass", "Tail Lights"})
-        EXPECT_TRUE(log.contains(LocalizedStrings::format(QStringLiteral("LogSetInfo"), QLatin1String(title),
-                                                          text("Year"))))
+        EXPECT_TRUE(log.contains(
+            LocalizedStrings::format(QStringLiteral("LogSetInfo"), QLatin1String(title), text("Year"))))
             << log.toStdString();
-    EXPECT_TRUE(log.contains(LocalizedStrings::format(QStringLiteral("LogFinished"), 3, 3))) << log.toStdString();
+    EXPECT_TRUE(log.contains(LocalizedStrings::format(QStringLiteral("LogFinished"), 3, 3)))
+        << log.toStdString();
     for (const QString& path : std::as_const(mPaths))
         EXPECT_EQ(AudioInfoTag::tagWithPath(path)->year(), QStringLiteral("1987")) << path.toStdString();
     EXPECT_EQ(mApp.column(SongColumn::Year), QStringList(3, QStringLiteral("1987")));
@@ -224,7 +229,8 @@ TEST_F(WindowRunTest, AFolderDroppedOnTheTableBecomesTheSource)
 {
     ASSERT_TRUE(mApp.load(mFolder));
     const QString other = AppTestWindow::folder(QStringLiteral("dropped"));
-    AppTestWindow::writeSong(other, QStringLiteral("x"), {{QStringLiteral("title"), QStringLiteral("Dropped Song")}});
+    AppTestWindow::writeSong(other, QStringLiteral("x"),
+                             {{QStringLiteral("title"), QStringLiteral("Dropped Song")}});
     QMimeData mime;
     // A file and the folder: the folder is taken.
     mime.setUrls({QUrl::fromLocalFile(mPaths.first()), QUrl::fromLocalFile(other)});
@@ -255,11 +261,13 @@ TEST_F(WindowRunTest, ALibraryExportThatCannotBeReadIsExplained)
 {
     ASSERT_TRUE(mApp.load(mFolder));
     const QString library = mFolder + QStringLiteral("/Library.xml");
-    ASSERT_TRUE(TestSupport::writeFile(library, QByteArray("<?xml version=\"1.0\"?>\n<plist><dict><key>Tracks")));
+    ASSERT_TRUE(
+        TestSupport::writeFile(library, QByteArray("<?xml version=\"1.0\"?>\n<plist><dict><key>Tracks")));
     mApp.window().openLibrary(library);
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return !mApp.noticeText().isEmpty(); }));
     EXPECT_TRUE(mApp.noticeText().startsWith(
-        LocalizedStrings::format(QStringLiteral("LibraryUnreadableNotice"), library, QString()).section(QLatin1Char(':'), 0, 0)))
+        LocalizedStrings::format(QStringLiteral("LibraryUnreadableNotice"), library, QString())
+            .section(QLatin1Char(':'), 0, 0)))
         << mApp.noticeText().toStdString();
     EXPECT_TRUE(mApp.noticeText().contains(library)) << mApp.noticeText().toStdString();
     // The window goes on with what it showed, and starts with it next time.
@@ -274,7 +282,8 @@ TEST_F(WindowRunTest, TheFirstStartWelcomesAndOffersTheMusicFolder)
     const QString music = QDir::homePath() + QStringLiteral("/Music");
     QDir(music).removeRecursively();
     QDir().mkpath(music);
-    AppTestWindow::writeSong(music, QStringLiteral("m"), {{QStringLiteral("title"), QStringLiteral("Home Song")}});
+    AppTestWindow::writeSong(music, QStringLiteral("m"),
+                             {{QStringLiteral("title"), QStringLiteral("Home Song")}});
 
     mApp.window().openStartSource(SongSourceOptions());
     WelcomeSheet* sheet = mApp.window().findChild<WelcomeSheet*>();

@@ -104,13 +104,16 @@ protected:
         QDBusConnection bus = QDBusConnection::connectToBus(mAddress, QStringLiteral("fake player"));
         ASSERT_TRUE(bus.isConnected());
         ASSERT_TRUE(bus.registerService(QStringLiteral("org.mpris.MediaPlayer2.fakeplayer")));
-        ASSERT_TRUE(bus.registerObject(QStringLiteral("/org/mpris/MediaPlayer2"), mPlayer,
-                                       QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties));
+        ASSERT_TRUE(
+            bus.registerObject(QStringLiteral("/org/mpris/MediaPlayer2"), mPlayer,
+                               QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties));
         MprisPlayers::setBusAddress(mAddress);
 
         const QString folder = SongTestFiles::folder(QStringLiteral("mpris"));
-        mSong = SongTestFiles::writeMp3(folder + QStringLiteral("/played.mp3"), {{QStringLiteral("title"), QStringLiteral("Before")}});
-        mOther = SongTestFiles::writeMp3(folder + QStringLiteral("/other.mp3"), {{QStringLiteral("title"), QStringLiteral("Other")}});
+        mSong = SongTestFiles::writeMp3(folder + QStringLiteral("/played.mp3"),
+                                        {{QStringLiteral("title"), QStringLiteral("Before")}});
+        mOther = SongTestFiles::writeMp3(folder + QStringLiteral("/other.mp3"),
+                                         {{QStringLiteral("title"), QStringLiteral("Other")}});
         ASSERT_FALSE(mSong.isEmpty());
         ASSERT_FALSE(mOther.isEmpty());
     }
