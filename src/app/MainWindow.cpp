@@ -275,8 +275,10 @@ void MainWindow::connectSource()
     connect(mSourceMenu, &SourceMenu::folderSelected, this, &MainWindow::openFolder);
     connect(mSourceMenu, &SourceMenu::chooseFolderRequested, this, &MainWindow::chooseFolder);
     connect(&mSession->regenerateController(), &RegenerateController::revealRequested, this, [this] {
-        showNotice(LocalizedStrings::format(QStringLiteral("DamagedTagsNotice"),
-                                            qint64(mSession->regenerateController().numberOfRows())));
+        mNotices->showNotice(
+            LocalizedStrings::format(QStringLiteral("DamagedTagsNotice"),
+                                     qint64(mSession->regenerateController().numberOfRows())),
+            QStringLiteral("damaged"));
     });
 
     connect(mDelazifier, &Delazifier::activeChanged, mStatus, &StatusLine::setReadingTags);

@@ -36,13 +36,21 @@ NoticeBar::NoticeBar(QWidget* parent)
     hide();
 }
 
-void NoticeBar::showNotice(const QString& text)
+void NoticeBar::showNotice(const QString& text, const QString& kind)
 {
     if (text.isEmpty())
         return;
+    const qsizetype same = kind.isEmpty() ? -1 : mKinds.lastIndexOf(kind);
+    if (same >= 0) {
+        mNotices.removeAt(same);
+        mKinds.removeAt(same);
+    }
     mNotices.append(text);
-    if (mNotices.size() > kRemembered)
+    mKinds.append(kind);
+    if (mNotices.size() > kRemembered) {
         mNotices.removeFirst();
+        mKinds.removeFirst();
+    }
     const qsizetype earlier = mNotices.size() - 1;
     mText->setText(earlier > 0 ? LocalizedStrings::format(QStringLiteral("NoticeAndEarlier"), text, earlier)
                                : text);
@@ -60,6 +68,7 @@ QString NoticeBar::text() const
 void NoticeBar::dismiss()
 {
     mNotices.clear();
+    mKinds.clear();
     mText->clear();
     hide();
 }

@@ -20,7 +20,9 @@ public:
 
     explicit NoticeBar(QWidget* parent = nullptr);
 
-    void showNotice(const QString& text);
+    // A notice with a `kind` replaces the last one of the same kind (a count
+    // that grows is told once, as it is now).
+    void showNotice(const QString& text, const QString& kind = QString());
     // The notices shown since the bar was last closed, oldest first.
     QStringList notices() const { return mNotices; }
     // The text shown now.
@@ -32,4 +34,5 @@ private:
     QLabel* mText;
     QToolButton* mClose;
     QStringList mNotices;
+    QStringList mKinds;
 };
