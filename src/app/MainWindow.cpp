@@ -243,10 +243,13 @@ void MainWindow::connectSource()
     connect(mSession, &SongSourceSession::songsLoaded, this, &MainWindow::songsLoaded);
     connect(mSession, &SongSourceSession::libraryRead, this,
             [this](const QVariantList& playlists) { mSourceMenu->setLibrary(true, playlists); });
+    // Songs of a run that runs keep their records (and statuses) when the
+    // source is read again.
+    mSession->setWorkListSource([this] {
+        return mController->isRunning() ? mController->visibleSongs() : QList<std::shared_ptr<SongFile>>();
+    });
     connect(mSession, &SongSourceSession::loadingStarted, this, [this](const QString& message) {
         mDelazifier->stopDelazification();
-        mSession->setWorkList(mController->isRunning() ? mController->visibleSongs()
-                                                       : QList<std::shared_ptr<SongFile>>());
         delete mLoadingPanel;
         mLoadingPanel = new QProgressDialog(message, text("CancelButton"), 0, 0, this);
         mLoadingPanel->setWindowModality(Qt::WindowModal);

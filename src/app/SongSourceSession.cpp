@@ -30,11 +30,6 @@ SongSourceSession::SongSourceSession(QObject* parent)
 
 SongSourceSession::~SongSourceSession() = default;
 
-void SongSourceSession::setWorkList(const SongList& songs)
-{
-    mWorkList = songs;
-}
-
 bool SongSourceSession::startLoading(SongSourceKind kind, const QString& name, const QString& text)
 {
     if (mLoading) {
@@ -48,7 +43,7 @@ bool SongSourceSession::startLoading(SongSourceKind kind, const QString& name, c
     mUnusable = 0;
     mPendingKind = kind;
     mPendingName = name;
-    mLoader->setWorkList(mWorkList);
+    mLoader->setWorkList(mWorkListSource ? mWorkListSource() : SongList());
     emit loadingStarted(text);
     return true;
 }

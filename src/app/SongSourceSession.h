@@ -47,8 +47,9 @@ public:
     SongSourceKind kind() const { return mKind; }
     // The folder's path or the playlist's name; empty for the library.
     QString sourceName() const { return mName; }
-    // Songs of a run that runs are reused when they turn up again.
-    void setWorkList(const SongList& songs);
+    // Asked at the start of every load: the songs to reuse when they turn up
+    // again (those of a run that runs).
+    void setWorkListSource(std::function<SongList()> source) { mWorkListSource = std::move(source); }
     RegenerateController& regenerateController() { return *mRegenerate; }
 
     // Reads the library export (when one can be found) in the background
@@ -84,7 +85,7 @@ private:
 
     std::unique_ptr<SongSourceLoader> mLoader;
     std::unique_ptr<RegenerateController> mRegenerate;
-    SongList mWorkList;
+    std::function<SongList()> mWorkListSource;
     SongSourceKind mKind = SongSourceKind::Folder;
     QString mName;
     SongSourceKind mPendingKind = SongSourceKind::Folder;
