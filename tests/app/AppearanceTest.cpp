@@ -1,25 +1,31 @@
 // How the window looks to every user: icons drawn sharply at pixel ratio 2,
 // log colours readable on a dark and a light background, a name for every
-// control that shows only an icon, and a toolbar arranged by the user kept
-// for the next start.
+// control that shows only an icon, a toolbar and columns arranged by the user
+// kept for the next start, and our own dialog for reporting an exception.
 #include "AppTestWindow.h"
 
 #include "AppActions.h"
 #include "AppIcons.h"
+#include "ColumnLayout.h"
 #include "LogPane.h"
 #include "MainToolBar.h"
 #include "NoticeBar.h"
 #include "ReadableColors.h"
+#include "ReportExceptionDialog.h"
 #include "SongTableModel.h"
 #include "SongTableView.h"
 #include "ToolbarCustomizeDialog.h"
 
 #include "support/LocalizedStrings.h"
+#include "support/WMExceptionDelegate.h"
 
 #include <QAccessible>
+#include <QApplication>
 #include <QDir>
 #include <QHeaderView>
 #include <QListWidget>
+#include <QMenu>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QSettings>
 #include <QTextBlock>
@@ -123,4 +129,60 @@ TEST(AppearanceTest, ACustomizedToolbarIsKeptForTheNextStart)
     // The toolbar owns the widgets of its items.
     MainToolBar nextStart(actions, new QWidget, new QWidget);
     EXPECT_EQ(nextStart.items(), arranged);
+}
+
+TEST(AppearanceTest, HiddenColumnsAndWidthsAreKeptUntilReset)
+{
+    QSettings().remove(QLatin1String(ColumnLayout::kSettingsKey));
+    const auto menuItem = [](SongTableView& table, const QString& text) -> QAction* {
+        QMenu menu;
+        table.columnLayout()->fillMenu(&menu);
+        for (QAction* item : menu.actions()) {
+            if (item->text() == text) {
+                item->trigger();
+                return item;
+            }
+        }
+        ADD_FAILURE() << "no menu item " << text.toStdString();
+        return nullptr;
+    };
+    const int album = int(SongColumn::Album);
+    const int title = int(SongColumn::Title);
+    {
+        SongTableModel model;
+        SongTableView table(&model);
+        EXPECT_FALSE(table.isColumnHidden(album));
+        menuItem(table, SongColumns::accessibleTitle(SongColumn::Album));
+        EXPECT_TRUE(table.isColumnHidden(album));
+        table.horizontalHeader()->resizeSection(title, 333);
+        table.horizontalHeader()->moveSection(table.horizontalHeader()->visualIndex(title), 1);
+    }
+    SongTableModel model;
+    SongTableView table(&model);
+    EXPECT_TRUE(table.isColumnHidden(album));
+    EXPECT_EQ(table.columnWidth(title), 333);
+    EXPECT_EQ(table.horizontalHeader()->visualIndex(title), 1);
+    menuItem(table, LocalizedStrings::text(QStringLiteral("ResetColumns")));
+    EXPECT_FALSE(table.isColumnHidden(album));
+    EXPECT_EQ(table.horizontalHeader()->visualIndex(title), title);
+    EXPECT_TRUE(table.isColumnHidden(int(SongColumn::BPM)));
+}
+
+TEST(AppearanceTest, AnExceptionIsOfferedForAReportInOurDialog)
+{
+    ReportExceptionDialog::install();
+    QString shownText;
+    QTimer::singleShot(0, [&] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        ASSERT_NE(box, nullptr);
+        shownText = box->text();
+        for (QAbstractButton* button : box->buttons()) {
+            if (button->text() == LocalizedStrings::text(QStringLiteral("Do Not Report")))
+                button->click();
+        }
+    });
+    EXPECT_FALSE(WMExceptionDelegate::reportException(QStringLiteral("Error Encountered"),
+                                                      QStringLiteral("An exception of type X occurred: Y")));
+    EXPECT_EQ(shownText, QStringLiteral("An exception of type X occurred: Y"));
+    WMExceptionDelegate::setReportExceptionHandler({});
 }
