@@ -1,6 +1,7 @@
 // quillbeat: the desktop window.
 #include "AppIcons.h"
 #include "MainWindow.h"
+#include "NoticeBar.h"
 #include "ReportExceptionDialog.h"
 
 #include "cli/CliOutput.h"
@@ -58,12 +59,15 @@ int main(int argc, char** argv)
     ReportExceptionDialog::install();
     QLoggingCategory::setFilterRules(QStringLiteral("qt.gui.imageio*=false"));
     // Undo any tag write that a crash or power loss interrupted.
-    SafeFileRewriter::recoverInterruptedWrites();
+    const int restored = SafeFileRewriter::recoverInterruptedWrites();
     PrefsController::sharedInstance().applyTagWritingSettings();
 
     MainWindow window;
     QObject::connect(&window, &MainWindow::quitRequested, &app, &QCoreApplication::quit);
     window.show();
+    if (restored > 0)
+        window.noticeBar()->showNotice(
+            LocalizedStrings::format(QStringLiteral("WritesRestoredNotice"), restored));
     QTimer::singleShot(0, &window, [&window, source] { window.openStartSource(source); });
     const int status = QApplication::exec();
     // The window's choices and the song cache are written, the log packed.
