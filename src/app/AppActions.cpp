@@ -40,7 +40,6 @@ AppActions::AppActions(QObject* parent) : QObject(parent)
     add(QStringLiteral("MainWindow"), LocalizedStrings::text(QStringLiteral("MenuMainWindow")));
     add(QStringLiteral("CloseWindow"), LocalizedStrings::text(QStringLiteral("MenuCloseWindow")))
         ->setShortcut(QKeySequence::Close);
-    add(QStringLiteral("ResetColumns"), LocalizedStrings::text(QStringLiteral("ResetColumns")));
 }
 
 QAction* AppActions::add(const QString& identifier, const QString& text, const QString& icon)

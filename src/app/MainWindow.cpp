@@ -197,8 +197,6 @@ void MainWindow::connectCommands()
     });
     connect(action(mActions, "ShowLogFile"), &QAction::triggered, this,
             [this] { showNotice(DesktopActions::reveal({WMLogLocation()})); });
-    connect(action(mActions, "ResetColumns"), &QAction::triggered, mTable->columnLayout(),
-            &ColumnLayout::reset);
 
     connect(mSearch, &SearchField::searchRequested, mModel, &SongTableModel::setSearch);
     connect(mTable, &SongTableView::headerClicked, this, &MainWindow::headerClicked);
