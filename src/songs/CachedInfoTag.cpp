@@ -61,8 +61,8 @@ void CachedInfoTag::setCachedInfo(const QVariantMap& info)
 
 QString CachedInfoTag::text(const char* key) const
 {
-    const QVariant value = mCachedInfo.value(QString::fromLatin1(key));
-    return value.isValid() ? value.toString() : QString();
+    const auto found = mCachedInfo.constFind(QLatin1String(key));
+    return found == mCachedInfo.constEnd() || !found->isValid() ? QString() : found->toString();
 }
 
 QString CachedInfoTag::title() const

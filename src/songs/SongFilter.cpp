@@ -38,6 +38,7 @@ QList<std::shared_ptr<SongFile>> SongFilter::songsMatching(const QList<std::shar
     if (words.isEmpty())
         return songs;
     QList<std::shared_ptr<SongFile>> matching;
+    matching.reserve(songs.size());
     for (const std::shared_ptr<SongFile>& song : songs) {
         if (song && songMatches(*song, words, searchLyrics))
             matching.append(song);
