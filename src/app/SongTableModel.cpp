@@ -16,6 +16,7 @@
 namespace {
 
 constexpr int kIdentifyDelayMs = 100;
+constexpr qsizetype kFewPersistentIndexes = 8;
 
 } // namespace
 
@@ -71,14 +72,27 @@ template <typename Change> void SongTableModel::changeLayout(Change change)
         songsBefore.append(index.row() < mVisible.size() ? mVisible.at(index.row()).get() : nullptr);
     change();
     if (!before.isEmpty()) {
+        // The new row of each song: a look through the rows for a few
+        // (the current cell), a table of all rows for a large selection.
         QHash<const SongFile*, int> rowOf;
-        rowOf.reserve(mVisible.size());
-        for (int row = 0; row < mVisible.size(); ++row)
-            rowOf.insert(mVisible.at(row).get(), row);
+        const bool few = before.size() <= kFewPersistentIndexes;
+        if (!few) {
+            rowOf.reserve(mVisible.size());
+            for (int row = 0; row < mVisible.size(); ++row)
+                rowOf.insert(mVisible.at(row).get(), row);
+        }
+        const auto newRow = [&](const SongFile* song) {
+            if (!few)
+                return rowOf.value(song, -1);
+            const auto found =
+                std::find_if(mVisible.cbegin(), mVisible.cend(),
+                             [song](const std::shared_ptr<SongFile>& s) { return s.get() == song; });
+            return found == mVisible.cend() ? -1 : int(found - mVisible.cbegin());
+        };
         QModelIndexList after;
         after.reserve(before.size());
         for (qsizetype i = 0; i < before.size(); ++i) {
-            const int row = rowOf.value(songsBefore.at(i), -1);
+            const int row = newRow(songsBefore.at(i));
             after.append(row < 0 ? QModelIndex() : index(row, before.at(i).column()));
         }
         changePersistentIndexList(before, after);
