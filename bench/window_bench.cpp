@@ -7,6 +7,7 @@
 // Usage: bench_tool_window (LIBRARY.xml | FOLDER) [REPEATS]
 #include "MainWindow.h"
 #include "NoticeBar.h"
+#include "PeakMemory.h"
 #include "SearchField.h"
 #include "SongSourceSession.h"
 #include "SongTableModel.h"
@@ -74,18 +75,6 @@ struct Measure
                     goal, qint64(wall.size()));
     }
 };
-
-long peakKilobytes()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').first().toLong();
-    }
-    return -1;
-}
 
 void clickHeader(SongTableView* table, SongColumn column)
 {
@@ -246,7 +235,7 @@ int main(int argc, char** argv)
     screens.print("data() for one screen", "goal < 2 ms");
     std::printf("  (%d rows x %d columns x %d roles)\n", count, SongColumns::kCount, int(std::size(roles)));
     repaints.print("repaint of one screen", "");
-    std::printf("peak memory                  %8ld MB   goal < 600 MB\n", peakKilobytes() / 1024);
+    std::printf("peak memory                  %8ld MB   goal < 600 MB\n", peakResidentKB() / 1024);
     window.shutDown();
     return 0;
 }
