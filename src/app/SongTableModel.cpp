@@ -4,6 +4,7 @@
 #include "SongCells.h"
 #include "SongEditor.h"
 
+#include "library/iTunesScriptRunner.h"
 #include "run/MainController.h"
 #include "songs/SongFile.h"
 #include "songs/SongFileComparisons.h"
@@ -24,7 +25,10 @@ SongTableModel::SongTableModel(QObject* parent) : QAbstractTableModel(parent)
 {
     mIdentifyTimer.setSingleShot(true);
     mIdentifyTimer.setInterval(kIdentifyDelayMs);
-    connect(&mIdentifyTimer, &QTimer::timeout, this, &SongTableModel::identifyiTunesArtwork);
+    connect(&mIdentifyTimer, &QTimer::timeout, this, [this] {
+        if (identifyiTunesArtwork(mVisible))
+            refreshAll();
+    });
 }
 
 void SongTableModel::setEditor(SongEditor* editor)
@@ -44,6 +48,10 @@ void SongTableModel::setNoiTunesArtwork(bool noiTunesArtwork)
 
 void SongTableModel::setSongs(const SongList& songs, const QString& sortColumn, bool descending)
 {
+    // Without iTunes running nothing is asked of it: whether it keeps artwork
+    // for the songs is settled at once rather than a moment after they show.
+    if (!iTunesScriptRunner::isiTunesRunning())
+        identifyiTunesArtwork(songs);
     beginResetModel();
     mSortColumn = SongColumns::indexOf(sortColumn) >= 0 ? sortColumn : QString();
     mDescending = descending;
@@ -178,17 +186,16 @@ void SongTableModel::songValueChanged(const std::shared_ptr<SongFile>& song, Son
     refreshAll();
 }
 
-void SongTableModel::identifyiTunesArtwork()
+bool SongTableModel::identifyiTunesArtwork(const SongList& songs)
 {
     bool changed = false;
-    for (const std::shared_ptr<SongFile>& song : std::as_const(mVisible)) {
+    for (const std::shared_ptr<SongFile>& song : songs) {
         if (song->hasiTunesArtwork() >= 0)
             continue;
         MainController::identifyiTunesArtworkForSong(*song);
         changed = changed || song->hasiTunesArtwork() >= 0;
     }
-    if (changed)
-        refreshAll();
+    return changed;
 }
 
 int SongTableModel::rowCount(const QModelIndex& parent) const

@@ -78,7 +78,9 @@ private:
     // persistent indexes (the selection) with their songs.
     template <typename Change> void changeLayout(Change change);
     void applySearch(const SongList& from);
-    void identifyiTunesArtwork();
+    // Works out for the songs whose iTunes artwork is unknown whether iTunes
+    // keeps any; true when any became known.
+    static bool identifyiTunesArtwork(const SongList& songs);
     void songValueChanged(const std::shared_ptr<SongFile>& song, SongColumn column);
 
     SongList mOrdered;
