@@ -188,14 +188,14 @@ void SongTableModel::songValueChanged(const std::shared_ptr<SongFile>& song, Son
 
 bool SongTableModel::identifyiTunesArtwork(const SongList& songs)
 {
-    bool changed = false;
+    QList<SongFile*> unknown;
     for (const std::shared_ptr<SongFile>& song : songs) {
-        if (song->hasiTunesArtwork() >= 0)
-            continue;
-        MainController::identifyiTunesArtworkForSong(*song);
-        changed = changed || song->hasiTunesArtwork() >= 0;
+        if (song->hasiTunesArtwork() < 0)
+            unknown.append(song.get());
     }
-    return changed;
+    MainController::identifyiTunesArtworkForSongs(unknown);
+    return std::any_of(unknown.cbegin(), unknown.cend(),
+                       [](SongFile* song) { return song->hasiTunesArtwork() >= 0; });
 }
 
 int SongTableModel::rowCount(const QModelIndex& parent) const

@@ -499,13 +499,28 @@ bool MainController::warnAboutNoiTunesArtworkIdentify()
 
 void MainController::identifyiTunesArtworkForSong(SongFile& song)
 {
-    if (song.persistentID().isEmpty() || !iTunesScriptRunner::isiTunesInstalled()) {
-        song.setHasiTunesArtwork(0);
-        return;
+    identifyiTunesArtworkForSongs({&song});
+}
+
+void MainController::identifyiTunesArtworkForSongs(const QList<SongFile*>& songs)
+{
+    // Whether iTunes is there is asked once, and iTunes once for all songs.
+    const bool installed = iTunesScriptRunner::isiTunesInstalled();
+    QStringList persistentIDs;
+    QList<SongFile*> asked;
+    for (SongFile* song : songs) {
+        if (song->persistentID().isEmpty() || !installed) {
+            song->setHasiTunesArtwork(0);
+            continue;
+        }
+        asked.append(song);
+        persistentIDs.append(song->persistentID());
     }
-    if (!iTunesScriptRunner::isiTunesRunning())
+    if (asked.isEmpty() || !iTunesScriptRunner::isiTunesRunning())
         return;
-    const std::optional<QList<int>> counts = iTunesBridge::artworkCountsForPIDs({song.persistentID()});
-    if (counts && counts->size() == 1)
-        song.setHasiTunesArtwork(counts->first() > 0 ? 1 : 0);
+    const std::optional<QList<int>> counts = iTunesBridge::artworkCountsForPIDs(persistentIDs);
+    if (!counts || counts->size() != asked.size())
+        return;
+    for (qsizetype i = 0; i < asked.size(); ++i)
+        asked.at(i)->setHasiTunesArtwork(counts->at(i) > 0 ? 1 : 0);
 }

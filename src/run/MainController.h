@@ -125,6 +125,8 @@ public:
     // Works out whether iTunes keeps artwork for the song outside its file:
     // a song iTunes doesn't know, or no iTunes at all, means none.
     static void identifyiTunesArtworkForSong(SongFile& song);
+    // The same for many songs, with one question to iTunes.
+    static void identifyiTunesArtworkForSongs(const QList<SongFile*>& songs);
 
 signals:
     // A line for the activity log view; it is also written to the log.
