@@ -7,7 +7,7 @@ COVERAGE_BUILD ?= build-coverage
 JOBS       ?= 2
 CMAKE_GEN  := -G Ninja
 
-.PHONY: all deps configure build run test asan bench fuzz coverage format clean
+.PHONY: all deps configure build run test screenshots asan bench fuzz coverage format clean
 
 all: build
 
@@ -22,16 +22,23 @@ configure: deps $(BUILD)/build.ninja
 build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
-# `make run`: a demo folder of generated songs under $(BUILD)/demo, repaired by
-# `fix` with no network, in a home of its own under $(BUILD)/demo-home (the
-# user's settings and cache stay untouched). `make run DIR=path`: a dry run of
-# `fix` on a real folder with the user's own settings; nothing is written.
+# `make run`: a demo folder of generated songs under $(BUILD)/demo, in a home
+# of its own under $(BUILD)/demo-home (the user's settings and cache stay
+# untouched). With a display (DISPLAY or WAYLAND_DISPLAY) the window opens on
+# it, and Begin repairs the songs with no network; without one `fix` repairs
+# them in the terminal. `make run DIR=path`: a dry run of `fix` on a real
+# folder with the user's own settings; nothing is written.
 DIR       ?=
 CLI       := $(BUILD)/src/cli/quillbeat-cli
 DEMO_DIR  := $(BUILD)/demo
 DEMO_HOME := $(abspath $(BUILD))/demo-home
-DEMO_ENV  := HOME="$(DEMO_HOME)" XDG_CONFIG_HOME="$(DEMO_HOME)/.config" XDG_CACHE_HOME="$(DEMO_HOME)/.cache" \
-  XDG_DATA_HOME="$(DEMO_HOME)/.local/share" XDG_RUNTIME_DIR="$(DEMO_HOME)/runtime"
+DEMO_HOMES := HOME="$(DEMO_HOME)" XDG_CONFIG_HOME="$(DEMO_HOME)/.config" XDG_CACHE_HOME="$(DEMO_HOME)/.cache" \
+  XDG_DATA_HOME="$(DEMO_HOME)/.local/share"
+DEMO_ENV  := $(DEMO_HOMES) XDG_RUNTIME_DIR="$(DEMO_HOME)/runtime"
+# The window keeps the display's runtime folder and X authority.
+WINDOW_ENV := XAUTHORITY="$${XAUTHORITY:-$$HOME/.Xauthority}" $(DEMO_HOMES)
+DEMO_RES  := QUILLBEAT_RESOURCES="$(CURDIR)/tools/demo-resources.plist"
+HAS_DISPLAY := $(strip $(DISPLAY)$(WAYLAND_DISPLAY))
 
 run: build
 ifeq ($(strip $(DIR)),)
@@ -39,16 +46,26 @@ ifeq ($(strip $(DIR)),)
 	@mkdir -p -m 700 "$(DEMO_HOME)/runtime"
 	@echo "== quillbeat-demo $(DEMO_DIR): songs made by our own tag writers"
 	@$(DEMO_ENV) $(BUILD)/tools/quillbeat-demo "$(DEMO_DIR)"
+ifneq ($(HAS_DISPLAY),)
+	@echo; echo "== quillbeat --folder $(DEMO_DIR): press Begin to repair the songs (no network)"
+	@$(WINDOW_ENV) $(DEMO_RES) $(BUILD)/src/app/quillbeat --folder "$(DEMO_DIR)"
+else
 	@echo; echo "== quillbeat-cli scan --folder $(DEMO_DIR): what the songs lack"
 	@$(DEMO_ENV) $(CLI) scan --folder "$(DEMO_DIR)"
 	@echo; echo "== quillbeat-cli fix --folder $(DEMO_DIR): repairs from sibling songs, no network"
-	@$(DEMO_ENV) QUILLBEAT_RESOURCES="$(CURDIR)/tools/demo-resources.plist" $(CLI) fix --folder "$(DEMO_DIR)"
+	@$(DEMO_ENV) $(DEMO_RES) $(CLI) fix --folder "$(DEMO_DIR)"
 	@echo; echo "== quillbeat-cli scan --folder $(DEMO_DIR): afterwards"
 	@$(DEMO_ENV) $(CLI) scan --folder "$(DEMO_DIR)"
 	@echo; echo "A damaged tag is rebuilt with: $(CLI) regenerate FILE"
+endif
 else
 	$(CLI) fix --dry-run --folder "$(DIR)"
 endif
+
+# `make screenshots`: the README's pictures of the window, rendered offscreen
+# with the Fusion style and a pinned font (docs/screenshots/*.png).
+screenshots: build
+	$(BUILD)/tools/quillbeat-screenshots docs/screenshots
 
 test: build
 	cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS)

@@ -10,6 +10,8 @@
 // The corpus is generated once (MP3 files of about 6 KB with an ID3v2.3 tag,
 // one in ten with a small picture) and reused; the cache folder is emptied
 // before the first pass.
+#include "PeakMemory.h"
+
 #include "songs/CachedInfoTag.h"
 #include "songs/SongFile.h"
 #include "songs/SongFileInfoCache.h"
@@ -119,18 +121,6 @@ bool generateCorpus(const QString& folder)
     }
     QFile done(marker);
     return done.open(QIODevice::WriteOnly);
-}
-
-long peakResidentKB()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').first().toLong();
-    }
-    return -1;
 }
 
 // One pass in this process; prints "count hits listMs passMs peakKB".

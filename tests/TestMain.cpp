@@ -10,6 +10,11 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#ifdef QB_TEST_GUI
+#include <QApplication>
+#include <QFont>
+#include <QFontDatabase>
+#endif
 #include <QFile>
 #include <QStandardPaths>
 
@@ -22,7 +27,22 @@ int main(int argc, char** argv)
     qputenv("HOME", QFile::encodeName(home));
     QStandardPaths::setTestModeEnabled(true);
     BundleInfo::applyToApplication();
+#ifdef QB_TEST_GUI
+    // Windows are drawn without a screen, the same on every machine.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    QApplication::setStyle(QStringLiteral("Fusion"));
+    const int font =
+        QFontDatabase::addApplicationFont(QStringLiteral("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"));
+    if (font >= 0) {
+        QFont pinned(QFontDatabase::applicationFontFamilies(font).value(0));
+        pinned.setPixelSize(12);
+        QApplication::setFont(pinned);
+    }
+#else
     QCoreApplication app(argc, argv);
+#endif
     WMLogSetLocation(TestSupport::scratchFolder() + QStringLiteral("/log/Log-test.txt"));
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

@@ -36,6 +36,9 @@ public:
     // the playlist's name.
     QString description() const;
     QString folder() const { return mFolder; }
+    QString playlist() const { return mPlaylist; }
+    // The library export given with --xml; empty for the one the program finds.
+    QString xml() const { return mXml; }
 
 private:
     Source mSource = Source::Saved;

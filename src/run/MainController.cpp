@@ -329,7 +329,7 @@ void MainController::reportChanges(const std::shared_ptr<SongFile>& song, AudioI
         emit songChanges(song, mCurrentReport->changesTo(*tag, mCurrentOrigins));
 }
 
-void MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAssets changed)
+bool MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAssets changed)
 {
     QString error;
     const bool written =
@@ -344,10 +344,11 @@ void MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAsset
         song->uncacheInfotag();
         song->setActivityStatus(SongActivityStatus::Problem);
         emit writeFailed(song, error);
-        return;
+        return false;
     }
+    // A run's song: its changes are told and recorded once the file holds them.
     reportChanges(song, tag, changed);
-    if (mHistory && mCurrentReport)
+    if (changed && mHistory && mCurrentReport)
         mHistory->record(FileChangeRecord::between(song->path(), mCurrentReport->before(), TagSnapshot::of(*tag),
                                                    ChangeOrigin{ChangeOrigin::Kind::WebSource, {}},
                                                    mCurrentOrigins));
@@ -359,6 +360,7 @@ void MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAsset
     SongFileInfoCache::sharedCache().storeInfo(CachedInfoTag::infoDictForTag(*tag, song->path()),
                                                song->path());
     keepCachedSummary(*song);
+    return true;
 }
 
 void MainController::keepCachedSummary(SongFile& song)
@@ -539,13 +541,28 @@ bool MainController::warnAboutNoiTunesArtworkIdentify()
 
 void MainController::identifyiTunesArtworkForSong(SongFile& song)
 {
-    if (song.persistentID().isEmpty() || !iTunesScriptRunner::isiTunesInstalled()) {
-        song.setHasiTunesArtwork(0);
-        return;
+    identifyiTunesArtworkForSongs({&song});
+}
+
+void MainController::identifyiTunesArtworkForSongs(const QList<SongFile*>& songs)
+{
+    // Whether iTunes is there is asked once, and iTunes once for all songs.
+    const bool installed = iTunesScriptRunner::isiTunesInstalled();
+    QStringList persistentIDs;
+    QList<SongFile*> asked;
+    for (SongFile* song : songs) {
+        if (song->persistentID().isEmpty() || !installed) {
+            song->setHasiTunesArtwork(0);
+            continue;
+        }
+        asked.append(song);
+        persistentIDs.append(song->persistentID());
     }
-    if (!iTunesScriptRunner::isiTunesRunning())
+    if (asked.isEmpty() || !iTunesScriptRunner::isiTunesRunning())
         return;
-    const std::optional<QList<int>> counts = iTunesBridge::artworkCountsForPIDs({song.persistentID()});
-    if (counts && counts->size() == 1)
-        song.setHasiTunesArtwork(counts->first() > 0 ? 1 : 0);
+    const std::optional<QList<int>> counts = iTunesBridge::artworkCountsForPIDs(persistentIDs);
+    if (!counts || counts->size() != asked.size())
+        return;
+    for (qsizetype i = 0; i < asked.size(); ++i)
+        asked.at(i)->setHasiTunesArtwork(counts->at(i) > 0 ? 1 : 0);
 }

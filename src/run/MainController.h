@@ -121,9 +121,20 @@ public:
     // true when it was shown.
     bool warnAboutNoiTunesArtworkIdentify();
 
+    // Writes a song whose tag was changed (by the run or by hand) through
+    // the crash-safe rewrite. On success the cache learns the new values and
+    // the song keeps only their summary; on failure the reason is logged in
+    // red, writeFailed() is signalled, the tag is dropped (to be read again)
+    // and the song's status becomes 4. Answers whether it was written. With
+    // the assets a run's task changed, the changes are also told
+    // (songChanges) and recorded in the run's change history.
+    bool writeSong(const std::shared_ptr<SongFile>& song, AlbumAssets changed = {});
+
     // Works out whether iTunes keeps artwork for the song outside its file:
     // a song iTunes doesn't know, or no iTunes at all, means none.
     static void identifyiTunesArtworkForSong(SongFile& song);
+    // The same for many songs, with one question to iTunes.
+    static void identifyiTunesArtworkForSongs(const QList<SongFile*>& songs);
 
 signals:
     // A line for the activity log view; it is also written to the log.
@@ -158,8 +169,6 @@ private:
     // Makes file references for the songs; false when cancelled.
     bool prepareAliases(const SongList& songs);
     void finishCurrentTask(SongInfoTask* task);
-    // Writes the song's changed tag; the changes are reported once written.
-    void writeSong(const std::shared_ptr<SongFile>& song, AlbumAssets changed);
     // Counts and logs a song's changes (as would-be changes in a dry run).
     void reportChanges(const std::shared_ptr<SongFile>& song, AudioInfoTag* tag, AlbumAssets changed);
     void keepCachedSummary(SongFile& song);

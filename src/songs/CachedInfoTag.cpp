@@ -69,43 +69,43 @@ void CachedInfoTag::setCachedInfo(const QVariantMap& info)
     setLazyNumberOfImages(numberOfImages());
 }
 
-QString CachedInfoTag::text(const char* key) const
+QString CachedInfoTag::text(const QString& key) const
 {
-    const QVariant value = mCachedInfo.value(QString::fromLatin1(key));
-    return value.isValid() ? value.toString() : QString();
+    const auto found = mCachedInfo.constFind(key);
+    return found == mCachedInfo.constEnd() || !found->isValid() ? QString() : found->toString();
 }
 
 QString CachedInfoTag::title() const
 {
-    return text("tit");
+    return text(QStringLiteral("tit"));
 }
 QString CachedInfoTag::artist() const
 {
-    return text("perf");
+    return text(QStringLiteral("perf"));
 }
 QString CachedInfoTag::album() const
 {
-    return text("alb");
+    return text(QStringLiteral("alb"));
 }
 QString CachedInfoTag::track() const
 {
-    return text("trk");
+    return text(QStringLiteral("trk"));
 }
 QString CachedInfoTag::year() const
 {
-    return text("yr");
+    return text(QStringLiteral("yr"));
 }
 QString CachedInfoTag::genres() const
 {
-    return text("gnr");
+    return text(QStringLiteral("gnr"));
 }
 QString CachedInfoTag::lyrics() const
 {
-    return text("lyr");
+    return text(QStringLiteral("lyr"));
 }
 QString CachedInfoTag::bpm() const
 {
-    return text("bpm");
+    return text(QStringLiteral("bpm"));
 }
 
 bool CachedInfoTag::isPartOfCompilation() const

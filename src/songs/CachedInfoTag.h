@@ -61,7 +61,7 @@ public:
 
 private:
     void whineAboutImmutability(const char* operation) const;
-    QString text(const char* key) const;
+    QString text(const QString& key) const;
 
     QVariantMap mCachedInfo;
     // The icon made from an old "tiff" entry, once asked for.

@@ -4,6 +4,7 @@
 #include "FileAttributes.h"
 #include "SongFileInfoCache.h"
 
+#include "library/MprisPlayers.h"
 #include "library/iTunesBridge.h"
 #include "support/WMLog.h"
 #include "tags/AudioInfoTag.h"
@@ -343,6 +344,7 @@ bool SongFile::writeToOriginalPath(QString* errorText, bool refreshiTunes)
     const bool paused = playing && *playing == mPath;
     if (paused)
         iTunesBridge::pausePlaying();
+    const QStringList pausedPlayers = MprisPlayers::pausePlayersPlaying(mPath);
 
     const bool written = mInfotag->modifySongFileAtPath(mPath, errorText);
     if (written) {
@@ -362,6 +364,7 @@ bool SongFile::writeToOriginalPath(QString* errorText, bool refreshiTunes)
     }
     if (paused)
         iTunesBridge::resumePlaying();
+    MprisPlayers::resumePlayers(pausedPlayers);
     if (!written)
         mStatus = SongActivityStatus::Problem;
     return written;

@@ -128,9 +128,10 @@ public:
     bool refresh();
     void rememberOriginalValuesForLaterRefresh();
 
-    // Writes the tag into the file, keeping its attributes. iTunes is paused
-    // around the write when it plays this file, and asked to re-read the
-    // track afterwards when `refreshiTunes` and the song has a persistent ID.
+    // Writes the tag into the file, keeping its attributes. iTunes and the
+    // media players of the session bus are paused around the write when they
+    // play this file; iTunes is asked to re-read the track afterwards when
+    // `refreshiTunes` and the song has a persistent ID.
     // True on success or without a path; on failure status 4 and the
     // writer's reason in `errorText`.
     bool writeToOriginalPath(QString* errorText, bool refreshiTunes);

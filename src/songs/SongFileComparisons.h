@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QList>
 #include <QString>
 #include <QtGlobal>
+
+#include <memory>
 
 class SongFile;
 
@@ -27,6 +30,18 @@ enum class SongOrdering
 class SongFileComparisons
 {
 public:
+    using Comparison = SongOrdering (*)(SongFile& song, SongFile& other);
+
+    // The comparison by which a song table column sorts, by the column's
+    // identifier ("artist", "formattedDuration" ...); null for a column
+    // without one.
+    static Comparison comparisonForColumn(const QString& identifier);
+    // Sorts the songs ascending by the column's comparison (equal songs keep
+    // their order), then reverses them when `descending`. A column without a
+    // comparison keeps the order and only honours the direction.
+    static void sortSongs(QList<std::shared_ptr<SongFile>>& songs, const QString& identifier,
+                          bool descending);
+
     static SongOrdering compare(qint64 first, qint64 second);
     // Present before absent (empty counts as absent), then case-insensitive
     // with runs of digits compared by value.

@@ -326,8 +326,11 @@ QString AudioInfoTag::formattedDuration() const
 
 bool AudioInfoTag::matchString(const QString& text) const
 {
-    for (const QString& value : {title(), artist(), album(), genres(), year()}) {
-        if (WendmarkTextExtensions::containsString(value, text))
+    // One value at a time: the first that holds the text ends the search.
+    using Getter = QString (AudioInfoTag::*)() const;
+    for (Getter value : {&AudioInfoTag::title, &AudioInfoTag::artist, &AudioInfoTag::album,
+                         &AudioInfoTag::genres, &AudioInfoTag::year}) {
+        if (WendmarkTextExtensions::containsString((this->*value)(), text))
             return true;
     }
     return false;

@@ -2,6 +2,8 @@
 #include "TestSupport.h"
 
 #include "library/iTunesBridge.h"
+#include "run/MainController.h"
+#include "songs/SongFile.h"
 #include "support/WMLog.h"
 
 #include <QFileInfo>
@@ -214,4 +216,37 @@ TEST_F(BridgeTest, WithoutOsascriptEveryOperationAnswersNothing)
     EXPECT_FALSE(iTunesBridge::doCopyInfoFromTrackPID(s, s));
     EXPECT_EQ(Runner::processStartCount(), starts);
     EXPECT_EQ(Runner::activeWorkerCount(), 0);
+}
+
+TEST_F(BridgeTest, ArtworkIsKnownAtOnceForSongsITunesCannotHold)
+{
+    // A song without a persistent ID is not iTunes's; without osascript no
+    // song is. Only a song iTunes might hold is left unknown while iTunes
+    // is not running (never here: this platform has no iTunes to run).
+    const QString folder = TestSupport::scratchFolder() + QStringLiteral("/identify");
+    struct Row
+    {
+        const char* what;
+        bool osascript;
+        const char* persistentID;
+        qint32 expected;
+    };
+    const Row rows[] = {
+        {"no persistent ID", true, "", 0},
+        {"iTunes installed, not running", true, "0123456789ABCDEF", -1},
+        {"no iTunes", false, "0123456789ABCDEF", 0},
+    };
+    QList<std::shared_ptr<SongFile>> songs;
+    for (const Row& row : rows) {
+        const QString path = folder + QLatin1Char('/') + QLatin1String(row.what) + QStringLiteral(".mp3");
+        ASSERT_TRUE(TestSupport::writeFile(path, QByteArray(300, 'x')));
+        songs.append(SongFile::songWithPath(path));
+        songs.last()->setPersistentID(QLatin1String(row.persistentID));
+    }
+    for (int i = 0; i < 3; ++i) {
+        if (!rows[i].osascript)
+            mFake->removeFromPath();
+        MainController::identifyiTunesArtworkForSongs({songs.at(i).get()});
+        EXPECT_EQ(songs.at(i)->hasiTunesArtwork(), rows[i].expected) << rows[i].what;
+    }
 }

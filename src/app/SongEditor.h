@@ -1,0 +1,42 @@
+#pragma once
+
+#include "SongColumns.h"
+
+#include <QObject>
+#include <QString>
+#include <QVariant>
+
+#include <memory>
+
+class MainController;
+class SongFile;
+
+// Changes one value of a song from the table and writes its file at once,
+// through the run's own write (the crash-safe rewrite, the cache renewed, a
+// failure logged in red). A value equal to the one shown (empty and absent
+// count as equal) writes nothing. A read-only or damaged file, one that is
+// gone, or one another program changed since it was shown is left alone and
+// the user is told why.
+class SongEditor : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit SongEditor(MainController& controller, QObject* parent = nullptr);
+
+    // Artist, title, album, track, year, genre and BPM take text; the
+    // compilation column takes a boolean. True when the file was written.
+    bool setValue(const std::shared_ptr<SongFile>& song, SongColumn column, const QVariant& value);
+
+signals:
+    // Why an edit was not written, in words for the user.
+    void problem(const QString& text);
+    // The song's value in the column changed (its file was written).
+    void valueChanged(const std::shared_ptr<SongFile>& song, SongColumn column);
+
+private:
+    // The reason a song cannot be edited now, or empty.
+    QString refusal(SongFile& song);
+
+    MainController& mController;
+};

@@ -1,0 +1,122 @@
+#include "AppTestWindow.h"
+
+#include "LogPane.h"
+#include "NoticeBar.h"
+#include "SongTableModel.h"
+#include "SongTableView.h"
+#include "SongTestFiles.h"
+#include "StatusLine.h"
+#include "TestHttpServer.h"
+#include "TestSupport.h"
+
+#include "cli/SongSourceOptions.h"
+
+#include <QAccessible>
+#include <QDir>
+#include <QHeaderView>
+#include <QSettings>
+#include <QTest>
+
+AppTestWindow::AppTestWindow()
+{
+    // Each window starts from the first arrangement, without the welcome.
+    QSettings settings;
+    settings.clear();
+    settings.setValue(QStringLiteral("_welcomed"), true);
+    mWindow = std::make_unique<MainWindow>();
+    mWindow->resize(1100, 700);
+    mWindow->show();
+    if (!QTest::qWaitForWindowExposed(mWindow.get()))
+        qWarning("the test window was not shown");
+}
+
+AppTestWindow::~AppTestWindow()
+{
+    mWindow->shutDown();
+}
+
+QString AppTestWindow::folder(const QString& name)
+{
+    const QString path = TestSupport::scratchFolder() + QStringLiteral("/app/") + name;
+    QDir(path).removeRecursively();
+    QDir().mkpath(path);
+    return path;
+}
+
+QString AppTestWindow::writeSong(const QString& folder, const QString& name, const QVariantMap& values)
+{
+    return SongTestFiles::writeMp3(folder + QLatin1Char('/') + name + QStringLiteral(".mp3"), values);
+}
+
+bool AppTestWindow::load(const QString& folder)
+{
+    SongTableModel* model = mWindow->model();
+    bool loaded = false;
+    const auto connection = QObject::connect(model, &SongTableModel::modelReset, [&] { loaded = true; });
+    mWindow->openFolder(folder);
+    const bool done = waitFor([&] { return loaded; });
+    QObject::disconnect(connection);
+    return done;
+}
+
+int AppTestWindow::rowCount() const
+{
+    QAccessibleInterface* table = QAccessible::queryAccessibleInterface(mWindow->table());
+    return table && table->tableInterface() ? table->tableInterface()->rowCount() : -1;
+}
+
+QString AppTestWindow::cell(int row, SongColumn column) const
+{
+    QAccessibleInterface* table = QAccessible::queryAccessibleInterface(mWindow->table());
+    if (!table || !table->tableInterface())
+        return QStringLiteral("<no table>");
+    // With a screen reader running, the view tells the accessibility layer
+    // when its rows change; without one (offscreen) the test does.
+    QAccessibleTableModelChangeEvent reset(mWindow->table(), QAccessibleTableModelChangeEvent::ModelReset);
+    table->tableInterface()->modelChange(&reset);
+    QAccessibleInterface* cell = table->tableInterface()->cellAt(row, int(column));
+    return cell ? cell->text(QAccessible::Name) : QStringLiteral("<no cell>");
+}
+
+QStringList AppTestWindow::column(SongColumn column) const
+{
+    QStringList values;
+    for (int row = 0; row < rowCount(); ++row)
+        values.append(cell(row, column));
+    return values;
+}
+
+int AppTestWindow::rowOfTitle(const QString& title) const
+{
+    return int(column(SongColumn::Title).indexOf(title));
+}
+
+void AppTestWindow::clickHeader(SongColumn column)
+{
+    QHeaderView* header = mWindow->table()->horizontalHeader();
+    const QPoint point(header->sectionViewportPosition(int(column)) + header->sectionSize(int(column)) / 2,
+                       header->height() / 2);
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, Qt::NoModifier, point);
+}
+
+QString AppTestWindow::logText() const
+{
+    mWindow->logPane()->flush();
+    return mWindow->logPane()->toPlainText();
+}
+
+QString AppTestWindow::noticeText() const
+{
+    return mWindow->noticeBar()->isVisible() ? mWindow->noticeBar()->notices().join(QLatin1Char('\n'))
+                                             : QString();
+}
+
+QString AppTestWindow::countsText() const
+{
+    return mWindow->statusLine()->countsText();
+}
+
+bool AppTestWindow::waitFor(const std::function<bool()>& condition, int timeoutMs)
+{
+    return TestHttpServer::waitFor(condition, timeoutMs);
+}
