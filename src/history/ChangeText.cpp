@@ -62,6 +62,8 @@ QString ChangeText::origin(const ChangeOrigin& origin)
         return LocalizedStrings::text(QStringLiteral("OriginRebuilt"));
     case ChangeOrigin::Kind::Undo:
         return LocalizedStrings::format(QStringLiteral("OriginUndo"), origin.detail);
+    case ChangeOrigin::Kind::FilePath:
+        return LocalizedStrings::text(QStringLiteral("OriginPath"));
     }
     return QString();
 }
