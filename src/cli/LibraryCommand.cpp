@@ -1,5 +1,6 @@
 #include "LibraryCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
 #include "library/iTunesInterface.h"
 #include "support/LocalizedStrings.h"
@@ -33,23 +34,14 @@ LibraryCommand::LibraryCommand(QStringList arguments, std::FILE* out, std::FILE*
 
 int LibraryCommand::run()
 {
-    QString xml;
-    bool json = false;
-    bool playlists = false;
-    for (qsizetype i = 0; i < mArguments.size(); ++i) {
-        const QString& arg = mArguments.at(i);
-        if (arg == QStringLiteral("--json")) {
-            json = true;
-        } else if (arg == QStringLiteral("--playlists")) {
-            playlists = true;
-        } else if (arg == QStringLiteral("--xml") && i + 1 < mArguments.size()) {
-            xml = mArguments.at(++i);
-        } else {
-            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliBadArgument"), arg) +
-                                       QLatin1Char('\n'));
-            return 2;
-        }
-    }
+    int status = 0;
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("library"), mArguments, mOut, mErr, &status);
+    if (!parsed)
+        return status;
+    QString xml = parsed->value(QStringLiteral("--xml"));
+    const bool json = parsed->has(QStringLiteral("--json"));
+    const bool playlists = parsed->has(QStringLiteral("--playlists"));
 
     if (xml.isEmpty())
         xml = iTunesInterface::mostRecentMusicLibraryPath(nullptr);

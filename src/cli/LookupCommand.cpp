@@ -1,6 +1,9 @@
 #include "LookupCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
+#include "CommandHelp.h"
+#include "CommandTable.h"
 
 #include "run/PrefsController.h"
 #include "support/LocalizedStrings.h"
@@ -27,40 +30,25 @@ LookupCommand::LookupCommand(QStringList arguments, std::FILE* out, std::FILE* e
     : mArguments(std::move(arguments)), mOut(out), mErr(err)
 {}
 
-bool LookupCommand::parse()
+bool LookupCommand::parse(int* status)
 {
-    for (qsizetype i = 0; i < mArguments.size(); ++i) {
-        const QString& arg = mArguments.at(i);
-        if (arg == QLatin1String("--json")) {
-            mJson = true;
-            continue;
-        }
-        QString* target = nullptr;
-        if (arg == QLatin1String("--artist"))
-            target = &mArtist;
-        else if (arg == QLatin1String("--album"))
-            target = &mAlbum;
-        else if (arg == QLatin1String("--title"))
-            target = &mTitle;
-        else if (arg != QLatin1String("--sources")) {
-            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliBadOption"), arg) +
-                                       QLatin1Char('\n'));
-            return false;
-        }
-        if (i + 1 >= mArguments.size()) {
-            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliMissingValue"), arg) +
-                                       QLatin1Char('\n'));
-            return false;
-        }
-        const QString value = mArguments.at(++i);
-        if (target)
-            *target = value.trimmed();
-        else
-            for (const QString& name : value.split(QLatin1Char(','), Qt::SkipEmptyParts))
-                mSources.append(name.trimmed());
-    }
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("lookup"), mArguments, mOut, mErr, status);
+    if (!parsed)
+        return false;
+    mJson = parsed->has(QStringLiteral("--json"));
+    mArtist = parsed->value(QStringLiteral("--artist")).trimmed();
+    mAlbum = parsed->value(QStringLiteral("--album")).trimmed();
+    mTitle = parsed->value(QStringLiteral("--title")).trimmed();
+    // Checked by the parser: every name is a known source.
+    for (const QString& name :
+         parsed->value(QStringLiteral("--sources")).split(QLatin1Char(','), Qt::SkipEmptyParts))
+        mSources.append(CommandTable::sourceClassForName(name.trimmed()));
     if (mArtist.isEmpty() || (mAlbum.isEmpty() && mTitle.isEmpty())) {
-        CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliLookupUsage")) + QLatin1Char('\n'));
+        CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliLookupNeeds")) + QLatin1Char('\n') +
+                                   CommandHelp::usageText(*CommandTable::find(QStringLiteral("lookup"))) +
+                                   QLatin1Char('\n'));
+        *status = exitCode(ExitStatus::Usage);
         return false;
     }
     return true;
@@ -83,8 +71,9 @@ QJsonObject LookupCommand::jsonForAlbum(const AlbumInfo& album)
 
 int LookupCommand::run()
 {
-    if (!parse())
-        return 2;
+    int status = 0;
+    if (!parse(&status))
+        return status;
     const QVariantMap resources = PrefsController::sharedInstance().liveResources();
     if (mSources.isEmpty())
         mSources = resources.value(QStringLiteral("sourcelist")).toStringList();

@@ -22,7 +22,7 @@ public:
     static QJsonObject jsonForAlbum(const AlbumInfo& album);
 
 private:
-    bool parse();
+    bool parse(int* status);
 
     QStringList mArguments;
     std::FILE* mOut;

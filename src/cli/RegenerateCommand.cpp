@@ -1,5 +1,6 @@
 #include "RegenerateCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
 #include "history/HistoryRecorder.h"
 #include "run/RegenerateController.h"
@@ -17,14 +18,15 @@ RegenerateCommand::RegenerateCommand(QStringList arguments, std::FILE* out, std:
 
 int RegenerateCommand::run()
 {
-    if (mArguments.isEmpty() || mArguments.first().startsWith(QLatin1String("--"))) {
-        CliOutput::print(mErr,
-                         LocalizedStrings::text(QStringLiteral("CliRegenerateUsage")) + QLatin1Char('\n'));
-        return 2;
-    }
+    int status = 0;
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("regenerate"), mArguments, mOut, mErr, &status);
+    if (!parsed)
+        return status;
+    const QStringList& paths = parsed->positionals();
     RegenerateController controller;
     int missing = 0;
-    for (const QString& argument : std::as_const(mArguments)) {
+    for (const QString& argument : paths) {
         const QString path = QFileInfo(argument).absoluteFilePath();
         std::shared_ptr<SongFile> song = SongFile::songWithPath(path);
         if (!song) {
@@ -37,7 +39,7 @@ int RegenerateCommand::run()
     }
     const QList<std::shared_ptr<SongFile>> songs = controller.songsArray();
     qint64 done = 0;
-    HistoryRecorder history(OperationKind::Regenerate, HistoryRecorder::sourceOfFiles(mArguments));
+    HistoryRecorder history(OperationKind::Regenerate, HistoryRecorder::sourceOfFiles(paths));
     for (const std::shared_ptr<SongFile>& song : songs) {
         QString error;
         const AudioInfoTag* damaged = song->infotag();

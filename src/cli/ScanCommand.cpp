@@ -1,5 +1,6 @@
 #include "ScanCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
 #include "ClosedOutputNotifier.h"
 #include "SongSourceOptions.h"
@@ -88,22 +89,15 @@ QStringList ScanCommand::lackingAttributes(SongFile& song, AlbumAssets checked)
 
 int ScanCommand::run()
 {
+    int status = 0;
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("scan"), mArguments, mOut, mErr, &status);
+    if (!parsed)
+        return status;
     SongSourceOptions sourceOptions;
-    bool json = false;
-    bool readTags = false;
-    for (qsizetype i = 0; i < mArguments.size(); ++i) {
-        const QString& arg = mArguments.at(i);
-        if (arg == QStringLiteral("--json")) {
-            json = true;
-        } else if (arg == QStringLiteral("--read-tags")) {
-            readTags = true;
-        } else if (!sourceOptions.take(mArguments, i)) {
-            CliOutput::print(
-                mErr, LocalizedStrings::format(QStringLiteral("CliBadArgument"), arg) + QLatin1Char('\n') +
-                          LocalizedStrings::text(QStringLiteral("CliScanUsage")) + QLatin1Char('\n'));
-            return 2;
-        }
-    }
+    sourceOptions.take(*parsed);
+    const bool json = parsed->has(QStringLiteral("--json"));
+    const bool readTags = parsed->has(QStringLiteral("--read-tags"));
     sourceOptions.useSavedSourceIfNone();
 
     RegenerateController regenerate;

@@ -1,5 +1,6 @@
 #include "TagsCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
 
 #include "songs/SongFile.h"
@@ -53,28 +54,17 @@ TagsCommand::TagsCommand(QStringList arguments, std::FILE* out, std::FILE* err)
 
 int TagsCommand::run()
 {
-    bool json = false;
-    QStringList paths;
+    int status = 0;
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("tags"), mArguments, mOut, mErr, &status);
+    if (!parsed)
+        return status;
+    const bool json = parsed->has(QStringLiteral("--json"));
+    const QStringList& paths = parsed->positionals();
     QList<QByteArray> rawPaths;
     const bool rawKnown = mRawArguments.size() == mArguments.size();
-    for (qsizetype i = 0; i < mArguments.size(); ++i) {
-        const QString& arg = mArguments.at(i);
-        if (arg == QLatin1String("--json"))
-            json = true;
-        else if (arg.startsWith(QLatin1String("--"))) {
-            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliBadOption"), arg) +
-                                       QLatin1Char('\n'));
-            return 2;
-        } else {
-            paths.append(arg);
-            rawPaths.append(rawKnown ? mRawArguments.at(i) : QByteArray());
-        }
-    }
-    if (paths.isEmpty()) {
-        CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliTagsUsage")) + QLatin1Char('\n'));
-        return 2;
-    }
-    int status = 0;
+    for (qsizetype index : parsed->positionalIndexes())
+        rawPaths.append(rawKnown ? mRawArguments.at(index) : QByteArray());
     for (qsizetype i = 0; i < paths.size(); ++i) {
         const QString& path = paths.at(i);
         const QByteArray& raw = rawPaths.at(i);
