@@ -14,6 +14,7 @@
 #include "SetCommand.h"
 #include "TagsCommand.h"
 #include "UndoCommand.h"
+#include "library/LiveResources.h"
 #include "support/BundleInfo.h"
 #include "support/LocalizedStrings.h"
 #include "text/FileNameEncoding.h"
@@ -60,6 +61,11 @@ int CommandLine::run()
     }
     if (!CommandTable::find(first))
         return unknownCommand(first);
+    // Resources that would silently be the shipped ones: refused.
+    if (const QString problem = LiveResources::environmentFileProblem(); !problem.isEmpty()) {
+        print(mErr, QStringLiteral("quillbeat-cli: ") + problem + QLatin1Char('\n'));
+        return exitCode(ExitStatus::Usage);
+    }
 
     const QStringList rest = args.mid(1);
     const QList<QByteArray> rawRest =
