@@ -66,13 +66,14 @@ int LibraryCommand::run()
     const QVariantList lists = library.value(QStringLiteral("Playlists")).toList();
 
     if (json) {
-        QJsonObject object{{QStringLiteral("library"), xml},
-                           {QStringLiteral("musicFolder"), musicFolder},
-                           {QStringLiteral("persistentID"), persistentID},
-                           {QStringLiteral("tracks"), trackCount},
-                           {QStringLiteral("playlists"), lists.size()}};
-        if (!error.isEmpty())
-            object.insert(QStringLiteral("error"), error);
+        QJsonObject object{
+            {QStringLiteral("library"), xml},
+            {QStringLiteral("musicFolder"), musicFolder.isEmpty() ? QJsonValue() : QJsonValue(musicFolder)},
+            {QStringLiteral("persistentID"),
+             persistentID.isEmpty() ? QJsonValue() : QJsonValue(persistentID)},
+            {QStringLiteral("tracks"), trackCount},
+            {QStringLiteral("playlists"), lists.size()}};
+        object.insert(QStringLiteral("error"), error.isEmpty() ? QJsonValue() : QJsonValue(error));
         if (playlists) {
             QJsonArray array;
             for (const QVariant& entry : lists) {
@@ -85,7 +86,9 @@ int LibraryCommand::run()
             }
             object.insert(QStringLiteral("playlistList"), array);
         }
-        CliOutput::printJson(mOut, object);
+        if (!playlists)
+            object.insert(QStringLiteral("playlistList"), QJsonValue());
+        CliOutput::printJsonLine(mOut, object);
         return error.isEmpty() ? 0 : 1;
     }
 

@@ -247,9 +247,9 @@ void MainController::processNextSongOnWorkList(SongInfoTask* task)
         setBeginAddToMode(QStringLiteral("Begin"));
         mSongWorkList.reset();
         updateInfoGatheringStatusField();
-        addLog(LocalizedStrings::format(mDryRun ? QStringLiteral("LogFinishedDryRun")
-                                                : QStringLiteral("LogFinished"),
-                                        mSongsModified, mSongsProcessed),
+        addLog(LocalizedStrings::format(
+                   mDryRun ? QStringLiteral("LogFinishedDryRun") : QStringLiteral("LogFinished"),
+                   mSongsModified, LocalizedStrings::count(QStringLiteral("CountSongs"), mSongsProcessed)),
                kDarkGreen);
         emit runEnded(false);
     } else if (mSongWorkList) {
@@ -294,8 +294,10 @@ void MainController::finishCurrentTask(SongInfoTask* task)
         mSongWorkList.reset();
         mQueued.clear();
         updateInfoGatheringStatusField();
-        addLog(LocalizedStrings::format(QStringLiteral("LogCancelled"), mSongsModified, mSongsProcessed),
-               kOrange);
+        addLog(
+            LocalizedStrings::format(QStringLiteral("LogCancelled"), mSongsModified,
+                                     LocalizedStrings::count(QStringLiteral("CountSongs"), mSongsProcessed)),
+            kOrange);
         emit runEnded(true);
     } else if (changed) {
         const QHash<TagAttribute, ChangeOrigin>& found = task->valueOrigins();
@@ -540,7 +542,9 @@ void MainController::takeValuesFromPath(const SongFile& song, AudioInfoTag& tag)
         mCurrentPathAssets |= AlbumAsset::AlbumName;
         mCurrentOrigins.insert(TagAttribute::Album, origin);
     }
-    if (checks.testFlag(AlbumAsset::SongTitle) && tag.title().isEmpty() && !path.title.isEmpty()) {
+    const bool lacksTitle = tag.title().isEmpty() || SongPathTags::isFileNameTitle(tag.title(), song.path());
+    if (checks.testFlag(AlbumAsset::SongTitle) && lacksTitle && !path.title.isEmpty() &&
+        path.title != tag.title()) {
         tag.setTitle(path.title);
         taken.title = path.title;
         mCurrentPathAssets |= AlbumAsset::SongTitle;

@@ -74,3 +74,12 @@ SongPathTags SongPathTags::fromPath(const QString& path, const QString& root)
     }
     return tags;
 }
+
+bool SongPathTags::isFileNameTitle(const QString& title, const QString& path)
+{
+    // The rule by which a tag takes its file's name for a missing title.
+    QString name = QFileInfo(path).fileName().trimmed();
+    if (name.size() >= 5 && name.at(name.size() - 4) == QLatin1Char('.'))
+        name.chop(4);
+    return !title.isEmpty() && title == name;
+}

@@ -20,5 +20,9 @@ public:
     // unknown).
     static SongPathTags fromPath(const QString& path, const QString& root);
 
+    // True when `title` is only the file's name, as a tag without a title
+    // shows it ("03 Undertow" for "03 Undertow.mp3"): no title of its own.
+    static bool isFileNameTitle(const QString& title, const QString& path);
+
     bool isEmpty() const { return artist.isEmpty() && album.isEmpty() && title.isEmpty() && track == 0; }
 };
