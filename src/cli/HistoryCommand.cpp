@@ -67,9 +67,9 @@ int HistoryCommand::list(bool json)
                                                                                           : QJsonValue(operation.note)}});
             continue;
         }
-        QString line = LocalizedStrings::format(QStringLiteral("CliHistoryLine"), operation.id, time,
-                                                HistoryOperation::nameOf(operation.kind), operation.files,
-                                                operation.source);
+        QString line = LocalizedStrings::format(
+            QStringLiteral("CliHistoryLine"), operation.id, time, HistoryOperation::nameOf(operation.kind),
+            LocalizedStrings::count(QStringLiteral("CountFiles"), operation.files), operation.source);
         if (operation.undoes > 0)
             line += QLatin1Char(' ') + LocalizedStrings::format(QStringLiteral("CliHistoryUndoes"), operation.undoes);
         if (!operation.note.isEmpty())

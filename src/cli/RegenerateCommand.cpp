@@ -50,10 +50,11 @@ int RegenerateCommand::run()
             if (tag)
                 history.record(FileChangeRecord::between(song->path(), before, TagSnapshot::of(*tag),
                                                          ChangeOrigin{ChangeOrigin::Kind::RebuiltTag, QString()}));
-            CliOutput::print(mOut,
-                             LocalizedStrings::format(QStringLiteral("CliRegenerateDone"), song->path(),
-                                                      static_cast<qint64>(tag ? tag->numberOfImages() : 0)) +
-                                 QLatin1Char('\n'));
+            CliOutput::print(
+                mOut, LocalizedStrings::format(QStringLiteral("CliRegenerateDone"), song->path(),
+                                               LocalizedStrings::count(QStringLiteral("CountPictures"),
+                                                                       tag ? tag->numberOfImages() : 0)) +
+                          QLatin1Char('\n'));
             // Nobody reads on: stop after this file, as after Ctrl-C.
             if (CliOutput::hasFailed(mOut))
                 return CliOutput::kClosedOutputStatus;
@@ -69,7 +70,8 @@ int RegenerateCommand::run()
     if (!history.problem().isEmpty())
         CliOutput::print(mErr, history.problem() + QLatin1Char('\n'));
     CliOutput::print(mOut, LocalizedStrings::format(QStringLiteral("CliRegenerateSummary"), done,
-                                                    static_cast<qint64>(songs.size() + missing)) +
+                                                    LocalizedStrings::count(QStringLiteral("CountFiles"),
+                                                                            songs.size() + missing)) +
                                QLatin1Char('\n'));
     return done == songs.size() + missing ? 0 : 1;
 }

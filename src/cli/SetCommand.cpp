@@ -4,6 +4,7 @@
 #include "CliOutput.h"
 #include "SetValueCheck.h"
 
+#include "history/ChangeText.h"
 #include "history/HistoryRecorder.h"
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
@@ -187,11 +188,14 @@ int SetCommand::run()
             status = 1;
             continue;
         }
-        CliOutput::print(mOut,
-                         LocalizedStrings::format(QStringLiteral("CliWrote"), path, tag->writeVersion()) +
-                             QLatin1Char('\n'));
-        history.record(FileChangeRecord::between(QFileInfo(path).absoluteFilePath(), before, TagSnapshot::of(*tag),
-                                                 ChangeOrigin{}));
+        const FileChangeRecord record = FileChangeRecord::between(QFileInfo(path).absoluteFilePath(), before,
+                                                                  TagSnapshot::of(*tag), ChangeOrigin{});
+        // Each value it changed, old → new, as fix shows them.
+        QString written = LocalizedStrings::format(QStringLiteral("CliWrote"), path, tag->writeVersion());
+        for (TagAttribute attribute : record.attributes)
+            written += QStringLiteral("\n    ") + ChangeText::change(attribute, record.before, record.after);
+        CliOutput::print(mOut, written + QLatin1Char('\n'));
+        history.record(record);
         // Nobody reads on: the files after this one are left alone.
         if (CliOutput::hasFailed(mOut))
             return CliOutput::kClosedOutputStatus;

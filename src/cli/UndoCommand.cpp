@@ -98,8 +98,9 @@ int UndoCommand::run()
     if (!result.historyProblem.isEmpty())
         CliOutput::print(mErr, result.historyProblem + QLatin1Char('\n'));
     const QString summaryKey = dryRun ? QStringLiteral("CliUndoSummaryDryRun") : QStringLiteral("CliUndoSummary");
-    CliOutput::print(mOut, LocalizedStrings::format(summaryKey, id, restored,
-                                                    static_cast<qint64>(result.files.size())) +
+    CliOutput::print(mOut, LocalizedStrings::format(
+                               summaryKey, id, restored,
+                               LocalizedStrings::count(QStringLiteral("CountFiles"), result.files.size())) +
                                QLatin1Char('\n'));
     if (result.undoOperation > 0)
         CliOutput::print(mOut, LocalizedStrings::format(QStringLiteral("CliUndoRecorded"), result.undoOperation) +
