@@ -6,7 +6,7 @@ FUZZ_BUILD ?= build-fuzz
 JOBS       ?= 2
 CMAKE_GEN  := -G Ninja
 
-.PHONY: all deps configure build run test asan bench fuzz format clean
+.PHONY: all deps configure build run test install asan bench fuzz format clean
 
 all: build
 
@@ -51,6 +51,13 @@ endif
 
 test: build
 	cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS)
+
+# `make install`: the programs into $(PREFIX)/bin, the manual page and the bash
+# completion beside them (~/.local by default; `make install PREFIX=/usr/local`).
+PREFIX ?= $(HOME)/.local
+install: build
+	cmake --install $(BUILD) --prefix "$(PREFIX)"
+	@echo "Installed into $(PREFIX): $(PREFIX)/bin/quillbeat-cli (make sure $(PREFIX)/bin is on your PATH)"
 
 asan: deps
 	cmake -S . -B $(ASAN_BUILD) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Debug -DQB_SANITIZE=ON

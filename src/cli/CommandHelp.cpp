@@ -198,9 +198,11 @@ QString CommandHelp::manPage()
         if (details != spec.detailsKey())
             out += QStringLiteral(".PP\n") + roff(details) + QLatin1Char('\n');
         for (const OptionSpec& option : spec.options) {
-            out += QStringLiteral(".TP\n.B ") + roff(option.name);
-            if (option.kind != ValueKind::Flag)
-                out += QStringLiteral("\n.I ") + roff(option.valueName);
+            if (option.kind == ValueKind::Flag)
+                out += QStringLiteral(".TP\n.B ") + roff(option.name);
+            else
+                out += QStringLiteral(".TP\n.BI \"") + roff(option.name) + QStringLiteral(" \" \"") +
+                       roff(option.valueName) + QLatin1Char('"');
             out += QLatin1Char('\n') + roff(optionText(option)) + QLatin1Char('\n');
         }
         const QStringList example = text(spec.exampleKey()).split(QLatin1Char('\n'));
