@@ -99,7 +99,8 @@ QString ArgumentParser::checkValue(const CommandSpec& spec, const OptionSpec& op
             return LocalizedStrings::format(QStringLiteral("CliArgNeedsChoice"), prefix(spec), option.name,
                                             choices.join(QStringLiteral(", ")));
         for (const QString& part : given) {
-            if (choices.contains(part.trimmed(), Qt::CaseInsensitive))
+            if (option.accepts ? option.accepts(part.trimmed())
+                               : choices.contains(part.trimmed(), Qt::CaseInsensitive))
                 continue;
             QString text =
                 LocalizedStrings::format(QStringLiteral("CliArgBadChoice"), prefix(spec),

@@ -37,6 +37,9 @@ struct OptionSpec
     // that is none of them ("CliNoun<noun>": "attribute", "source").
     std::function<QStringList()> choices;
     QString noun;
+    // Takes a value beside the choices shown (a source's class name); none:
+    // only the choices, in any case.
+    std::function<bool(const QString&)> accepts;
     // Options of one group exclude each other ("--folder and --library
     // can't be combined").
     QString group;

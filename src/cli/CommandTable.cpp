@@ -12,21 +12,29 @@ using S = ExitStatus;
 
 OptionSpec flag(const char* name, const char* helpKey, const char* group = "")
 {
-    return {QLatin1String(name), ValueKind::Flag, {}, QLatin1String(helpKey), {}, {}, QLatin1String(group)};
+    OptionSpec option;
+    option.name = QLatin1String(name);
+    option.helpKey = QLatin1String(helpKey);
+    option.group = QLatin1String(group);
+    return option;
 }
 
 OptionSpec valued(const char* name, ValueKind kind, const char* valueName, const char* helpKey,
                   const char* group = "")
 {
-    return {QLatin1String(name), kind, QLatin1String(valueName), QLatin1String(helpKey), {}, {},
-            QLatin1String(group)};
+    OptionSpec option = flag(name, helpKey, group);
+    option.kind = kind;
+    option.valueName = QLatin1String(valueName);
+    return option;
 }
 
 OptionSpec choice(const char* name, ValueKind kind, const char* valueName, const char* helpKey,
                   std::function<QStringList()> choices, const char* noun)
 {
-    return {QLatin1String(name), kind, QLatin1String(valueName), QLatin1String(helpKey), std::move(choices),
-            QLatin1String(noun), {}};
+    OptionSpec option = valued(name, kind, valueName, helpKey);
+    option.choices = std::move(choices);
+    option.noun = QLatin1String(noun);
+    return option;
 }
 
 PositionalSpec files()
@@ -40,6 +48,18 @@ QStringList preferenceNames()
     for (const PreferenceKeys::Key& key : PreferenceKeys::all())
         names.append(key.name);
     return names;
+}
+
+// The sources by their short names, or by their class names as the
+// resources list them.
+OptionSpec sources()
+{
+    OptionSpec option = choice("--sources", ValueKind::ChoiceList, "S,...", "CliOptSources",
+                               &CommandTable::sourceNames, "Source");
+    option.accepts = [](const QString& name) {
+        return !CommandTable::sourceClassForName(name).isEmpty();
+    };
+    return option;
 }
 
 // --folder, --library, --playlist and --xml, as scan and fix take them.
@@ -92,9 +112,7 @@ QList<CommandSpec> makeCommands()
                      {valued("--artist", ValueKind::Text, "A", "CliOptLookupArtist"),
                       valued("--album", ValueKind::Text, "B", "CliOptLookupAlbum"),
                       valued("--title", ValueKind::Text, "T", "CliOptLookupTitle"),
-                      choice("--sources", ValueKind::ChoiceList, "S,...", "CliOptSources",
-                             &CommandTable::sourceNames, "Source"),
-                      json},
+                      sources(), json},
                      {},
                      {S::Ok, S::Usage, S::SourcesFailed, S::OutputClosed}});
     commands.append({QStringLiteral("prefs"),

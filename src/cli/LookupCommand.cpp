@@ -75,13 +75,13 @@ QJsonObject LookupCommand::jsonForAlbum(const AlbumInfo& album)
 
 QString LookupCommand::textForAlbum(const AlbumInfo& album)
 {
-    const auto line = [](const char* key, const QString& value) {
+    const auto line = [](const char* key, const QString& value) -> QString {
         return QStringLiteral("    ") +
                QString(LocalizedStrings::text(QLatin1String(key)) + QLatin1Char(':')).leftJustified(10) +
                value + QLatin1Char('\n');
     };
     const QString none = LocalizedStrings::text(QStringLiteral("ChangeNone"));
-    const auto orNone = [&none](const QString& value) {
+    const auto orNone = [&none](const QString& value) -> QString {
         return value.isEmpty() ? none : value;
     };
     QString text = QStringLiteral("  ") + orNone(album.name()) + QLatin1Char('\n');
@@ -155,6 +155,7 @@ int LookupCommand::run()
         QString said;
         if (failure.kind() == SourceFailure::Kind::NotConfigured) {
             said = LocalizedStrings::format(QStringLiteral("LookupSourceNotAsked"), failure.reason());
+            failures.append(name + QStringLiteral(": ") + said);
         } else if (report.failed()) {
             said = LocalizedStrings::format(QStringLiteral("LookupSourceFailed"), failure.reason());
             failures.append(name + QStringLiteral(": ") + failure.reason());

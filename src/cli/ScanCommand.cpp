@@ -196,7 +196,7 @@ int ScanCommand::run()
         text.clear();
         return written;
     };
-    const auto line = [](const QJsonObject& object) {
+    const auto line = [](const QJsonObject& object) -> QString {
         return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)) + QLatin1Char('\n');
     };
     for (const std::shared_ptr<SongFile>& song : songs) {

@@ -4,6 +4,7 @@
 #include "TestSupport.h"
 
 #include <QDir>
+#include <QJsonDocument>
 
 namespace {
 
@@ -108,4 +109,24 @@ bool CliProcess::setPreference(const QString& key, const QString& value)
                                       ? QStringList{QStringLiteral("prefs"), QStringLiteral("--reset"), key}
                                       : QStringList{QStringLiteral("prefs"), key, value};
     return run(arguments).status == 0;
+}
+
+QList<QJsonObject> CliProcess::jsonLines(const QByteArray& output)
+{
+    QList<QJsonObject> objects;
+    for (const QByteArray& line : output.split('\n')) {
+        if (!line.trimmed().isEmpty())
+            objects.append(QJsonDocument::fromJson(line).object());
+    }
+    return objects;
+}
+
+QJsonObject CliProcess::jsonLineOfKind(const QByteArray& output, const QString& kind)
+{
+    QJsonObject found;
+    for (const QJsonObject& object : jsonLines(output)) {
+        if (object.value(QStringLiteral("kind")).toString() == kind)
+            found = object;
+    }
+    return found;
 }

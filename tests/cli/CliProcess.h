@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
+#include <QList>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
@@ -38,6 +40,10 @@ public:
     // Stores a setting as a user would (`prefs KEY VALUE`); a null value
     // resets it.
     static bool setPreference(const QString& key, const QString& value);
+    // The objects of output written one JSON object per line.
+    static QList<QJsonObject> jsonLines(const QByteArray& output);
+    // The line whose "kind" is `kind` (the last such), or an empty object.
+    static QJsonObject jsonLineOfKind(const QByteArray& output, const QString& kind);
     // The program's settings file, as it writes it.
     static QString settingsPath();
 };
