@@ -2,10 +2,14 @@
 // from the same table as the parser, the manual page and the completion, and
 // argument errors that say what is wrong and what would be right.
 #include "CliProcess.h"
+#include "LoadTestFiles.h"
 
 #include "cli/CommandTable.h"
 
+#include <QDir>
+#include <QDirIterator>
 #include <QFile>
+#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -124,4 +128,30 @@ TEST(CommandLine, EveryCommandHasItsHelpManualPageAndCompletion)
     const CliProcess::Outcome asked = CliProcess::run({QStringLiteral("--help")});
     EXPECT_EQ(asked.status, 0);
     EXPECT_EQ(stdoutOf(asked), overview);
+}
+
+// Qt's own messages (a colour profile it can't read in a cover, a plugin
+// loaded) are details for the activity log, never lines in a command's
+// output.
+TEST(CommandLine, QtMessagesGoToTheActivityLog)
+{
+    const QString logFolder = QDir::homePath() + QStringLiteral("/.local/share/Wendmark/Quillbeat");
+    QProcess cli;
+    QProcessEnvironment environment = CliProcess::environment();
+    // Every message of Qt's plugin loading, as a warning would come.
+    environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qt.core.library.debug=true"));
+    cli.setProcessEnvironment(environment);
+    // Its pictures are measured with Qt's image plugins.
+    const QString song =
+        LoadTestFiles::freshFolder(QStringLiteral("qt-messages")) + QStringLiteral("/pictures.mp3");
+    ASSERT_TRUE(LoadTestFiles::writeDamagedSong(song, QStringLiteral("Pictures")));
+    cli.start(QStringLiteral(QB_CLI_PATH), {QStringLiteral("tags"), song});
+    ASSERT_TRUE(cli.waitForFinished(30000));
+    const QByteArray shown = cli.readAllStandardOutput() + cli.readAllStandardError();
+    EXPECT_FALSE(shown.contains("qt.core")) << shown.constData();
+    QString logged;
+    QDirIterator logs(logFolder, {QStringLiteral("Log-*.txt")}, QDir::Files, QDirIterator::Subdirectories);
+    while (logs.hasNext())
+        logged += fileText(logs.next());
+    EXPECT_TRUE(logged.contains(QStringLiteral("Qt qt.core.library"))) << logFolder.toStdString();
 }
