@@ -85,7 +85,7 @@ QString FixReport::shownPath(const QString& path) const
 {
     if (mRoot.isEmpty())
         return path;
-    const QString relative = QDir(mRoot).relativeFilePath(path);
+    const QString relative = QDir(mRoot).relativeFilePath(QFileInfo(path).absoluteFilePath());
     return relative.startsWith(QLatin1String("..")) ? path : relative;
 }
 

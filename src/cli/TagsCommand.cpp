@@ -209,7 +209,7 @@ QString TagsCommand::textForTag(const QString& path, int dataType, const AudioIn
             text += QStringLiteral("    ") + l + QLatin1Char('\n');
     }
     const QList<ID3Image> pictures = tag->images();
-    line("pictures", LocalizedStrings::count(QStringLiteral("CountPictures"), tag->numberOfImages()));
+    line("pictures", QString::number(tag->numberOfImages()));
     for (qsizetype i = 0; i < pictures.size(); ++i) {
         const ID3Image& picture = pictures.at(i);
         const QSize size = pictureSize(picture.imageData());
