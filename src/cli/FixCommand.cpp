@@ -11,6 +11,7 @@
 #include "run/RegenerateController.h"
 #include "run/SongSourceLoader.h"
 #include "run/WindowPrefs.h"
+#include "songs/SongFile.h"
 #include "songs/SongFileInfoCache.h"
 #include "support/LocalizedStrings.h"
 #include "web/WMHTTPQueue.h"
@@ -19,6 +20,7 @@
 #include <QFileInfo>
 #include <QTextStream>
 
+#include <algorithm>
 #include <unistd.h>
 #include <utility>
 
@@ -120,6 +122,11 @@ int FixCommand::run()
         },
         Qt::QueuedConnection);
 
+    // What the run takes on, for the songs left when it is stopped.
+    const qint64 idle = std::count_if(loader.allSongs().cbegin(), loader.allSongs().cend(),
+                                      [](const std::shared_ptr<SongFile>& song) {
+                                          return song->activityStatus() == SongActivityStatus::Idle;
+                                      });
     bool declined = false;
     int loopStatus = 0;
     if (controller.beginGathering()) {
@@ -148,7 +155,7 @@ int FixCommand::run()
         return result;
     }
     if (result != CliOutput::kClosedOutputStatus)
-        report.finish(cancelled, controller.numberOfSongsRemaining(), result);
+        report.finish(cancelled, std::max<qint64>(0, idle - report.reported()), result);
     return result;
 }
 

@@ -168,6 +168,8 @@ void FixReport::reportSkippedAtLoad(const SongSourceLoader& loader)
 
 void FixReport::reportSong(const std::shared_ptr<SongFile>& song, const SongOutcome& outcome)
 {
+    if (outcome.kind != SongOutcome::Kind::Cancelled)
+        ++mReported;
     // What the web sources said, whatever came of the song.
     bool asked = false;
     for (const SourceReport& report : outcome.sources) {

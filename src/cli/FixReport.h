@@ -40,6 +40,8 @@ public:
     void finish(bool cancelled, qint64 notDone, int status);
 
     qint64 failed() const { return mFailed; }
+    // Songs of the run whose turn came to an end.
+    qint64 reported() const { return mReported; }
     // Songs were looked up on the web and every source failed for each.
     bool allSourcesFailed() const { return mLookedUp > 0 && mLookedUp == mAllFailed; }
 
@@ -61,6 +63,7 @@ private:
     qint64 mChanged = 0, mNothingFound = 0, mFailed = 0, mComplete = 0;
     int mDamaged = 0, mReadOnly = 0, mUnreadable = 0, mVanished = 0;
     qint64 mLookedUp = 0, mAllFailed = 0;
+    qint64 mReported = 0;
     // "path: reason" of every song that could not be written.
     QStringList mFailures;
     // Each failing source once, with its first reason; sources not asked.
