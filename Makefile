@@ -7,7 +7,7 @@ COVERAGE_BUILD ?= build-coverage
 JOBS       ?= 2
 CMAKE_GEN  := -G Ninja
 
-.PHONY: all deps configure build run test screenshots asan bench fuzz coverage format clean
+.PHONY: all deps configure build run test install screenshots asan bench fuzz coverage format clean
 
 all: build
 
@@ -69,6 +69,13 @@ screenshots: build
 
 test: build
 	cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS)
+
+# `make install`: the programs into $(PREFIX)/bin, the manual page and the bash
+# completion beside them (~/.local by default; `make install PREFIX=/usr/local`).
+PREFIX ?= $(HOME)/.local
+install: build
+	cmake --install $(BUILD) --prefix "$(PREFIX)"
+	@echo "Installed into $(PREFIX): $(PREFIX)/bin/quillbeat-cli (make sure $(PREFIX)/bin is on your PATH)"
 
 asan: deps
 	cmake -S . -B $(ASAN_BUILD) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Debug -DQB_SANITIZE=ON

@@ -20,3 +20,8 @@ bool CliOutput::printJson(std::FILE* to, const QJsonObject& object)
 {
     return write(to, QJsonDocument(object).toJson(QJsonDocument::Indented));
 }
+
+bool CliOutput::printJsonLine(std::FILE* to, const QJsonObject& object)
+{
+    return write(to, QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
+}

@@ -6,7 +6,8 @@
 
 #include <cstdio>
 
-// Parses the command line of quillbeat-cli and runs the command it names.
+// Parses the command line of quillbeat-cli and runs the command it names;
+// `help`, `--help` and `--version` are answered here.
 class CommandLine
 {
 public:
@@ -19,6 +20,7 @@ public:
 
 private:
     int printHelp();
+    int unknownCommand(const QString& name);
     int printVersion();
     void print(std::FILE* to, const QString& text);
 

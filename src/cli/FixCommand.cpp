@@ -1,7 +1,9 @@
 #include "FixCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
 #include "ClosedOutputNotifier.h"
+#include "FixReport.h"
 #include "InterruptNotifier.h"
 #include "SongSourceOptions.h"
 #include "run/GatherFlags.h"
@@ -9,22 +11,18 @@
 #include "run/RegenerateController.h"
 #include "run/SongSourceLoader.h"
 #include "run/WindowPrefs.h"
+#include "songs/SongFile.h"
 #include "songs/SongFileInfoCache.h"
 #include "support/LocalizedStrings.h"
 #include "web/WMHTTPQueue.h"
 
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QTextStream>
 
+#include <algorithm>
 #include <unistd.h>
 #include <utility>
-
-namespace {
-
-// Exit status of a run stopped with Ctrl-C, as shells report SIGINT.
-constexpr int kInterruptedStatus = 130;
-
-} // namespace
 
 FixCommand::FixCommand(QStringList arguments, std::FILE* out, std::FILE* err)
     : mArguments(std::move(arguments)), mOut(out), mErr(err)
@@ -32,56 +30,38 @@ FixCommand::FixCommand(QStringList arguments, std::FILE* out, std::FILE* err)
 
 FixCommand::~FixCommand() = default;
 
-int FixCommand::usage(const QString& badArgument)
-{
-    CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliBadArgument"), badArgument) +
-                               QLatin1Char('\n') + LocalizedStrings::text(QStringLiteral("CliFixUsage")) +
-                               QLatin1Char('\n'));
-    return 2;
-}
-
 int FixCommand::run()
 {
+    int status = 0;
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("fix"), mArguments, mOut, mErr, &status);
+    if (!parsed)
+        return status;
     SongSourceOptions sourceOptions;
+    sourceOptions.take(*parsed);
     WindowPrefs choices = WindowPrefs::readPrefs();
-    bool dryRun = false;
-    bool serial = false;
-    for (qsizetype i = 0; i < mArguments.size(); ++i) {
-        const QString& arg = mArguments.at(i);
-        const bool hasValue = i + 1 < mArguments.size();
-        if (arg == QStringLiteral("--dry-run")) {
-            dryRun = true;
-        } else if (arg == QStringLiteral("--serial")) {
-            serial = true;
-        } else if (arg == QStringLiteral("--yes")) {
-            mAssumeYes = true;
-        } else if ((arg == QStringLiteral("--check") || arg == QStringLiteral("--overwrite")) && hasValue) {
-            const std::optional<AlbumAssets> assets = WindowPrefs::assetsFromNames(mArguments.at(++i));
-            if (!assets)
-                return usage(mArguments.at(i));
-            if (arg == QStringLiteral("--check"))
-                choices.setCheckFlags(*assets);
-            else
-                choices.setOverwriteFlags(*assets);
-        } else if (arg == QStringLiteral("--method") && hasValue) {
-            const QString method = mArguments.at(++i);
-            if (method == QStringLiteral("earliest"))
-                choices.setAlbumPickingMethod(0);
-            else if (method == QStringLiteral("duplicates"))
-                choices.setAlbumPickingMethod(1);
-            else
-                return usage(method);
-        } else if (!sourceOptions.take(mArguments, i)) {
-            return usage(arg);
-        }
-    }
+    const bool dryRun = parsed->has(QStringLiteral("--dry-run"));
+    const bool json = parsed->has(QStringLiteral("--json"));
+    mAssumeYes = parsed->has(QStringLiteral("--yes"));
+    // Names checked by the parser.
+    if (parsed->has(QStringLiteral("--check")))
+        choices.setCheckFlags(*WindowPrefs::assetsFromNames(parsed->value(QStringLiteral("--check"))));
+    if (parsed->has(QStringLiteral("--overwrite")))
+        choices.setOverwriteFlags(
+            *WindowPrefs::assetsFromNames(parsed->value(QStringLiteral("--overwrite"))));
+    if (parsed->has(QStringLiteral("--method")))
+        choices.setAlbumPickingMethod(
+            parsed->value(QStringLiteral("--method"))
+                        .compare(QStringLiteral("duplicates"), Qt::CaseInsensitive) == 0
+                ? 1
+                : 0);
     if (GatherFlags::overwritesConflict(choices.overwriteFlags())) {
         CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliFixOverwriteConflict")) +
                                    QLatin1Char('\n'));
-        return 2;
+        return exitCode(ExitStatus::Usage);
     }
     // Parallel lookups unless asked otherwise: a terminal run has no button.
-    choices.setParallelSearch(serial ? 0 : 1);
+    choices.setParallelSearch(parsed->has(QStringLiteral("--serial")) ? 0 : 1);
     sourceOptions.useSavedSourceIfNone();
     mTerminal = ::isatty(::fileno(mErr)) == 1;
 
@@ -95,16 +75,25 @@ int FixCommand::run()
     const bool loaded = sourceOptions.load(loader, mErr);
     if (outputWatch.isClosed() || (!loaded && loader.allSongs().isEmpty())) {
         SongFileInfoCache::sharedCache().detach();
-        return outputWatch.isClosed() ? CliOutput::kClosedOutputStatus : 1;
+        return outputWatch.isClosed() ? CliOutput::kClosedOutputStatus : exitCode(ExitStatus::Failed);
     }
+
+    FixReport report(mOut, mErr, json, dryRun,
+                     [this](std::FILE* to, const QString& text) { printAboveProgress(to, text); });
+    report.setRoot(sourceOptions.source() == SongSourceOptions::Source::Folder
+                       ? QFileInfo(sourceOptions.folder()).absoluteFilePath()
+                       : FixReport::commonFolder(loader.allSongs()));
+    report.reportSkippedAtLoad(loader);
 
     MainController controller;
     controller.setSourceDescription(sourceOptions.description());
     controller.setWindowPrefs(choices);
     controller.setDryRun(dryRun);
     controller.setAllSongs(loader.allSongs());
-    controller.setConfirmOverwriteTitle([this] { return confirmOverwriteTitle(); });
-    connectOutput(controller);
+    // A dry run writes nothing, so it asks nothing.
+    if (!dryRun)
+        controller.setConfirmOverwriteTitle([this] { return confirmOverwriteTitle(); });
+    connectOutput(controller, report);
 
     QEventLoop loop;
     bool cancelled = false;
@@ -121,7 +110,7 @@ int FixCommand::run()
         }
         // Never inside a write: those run to their end before events are seen.
         cancelled = true;
-        loop.exit(kInterruptedStatus);
+        loop.exit(exitCode(ExitStatus::Interrupted));
     });
     // A closed output stops the run as the first Ctrl-C does. Queued: it may
     // be noticed while the controller reports a song.
@@ -133,40 +122,51 @@ int FixCommand::run()
         },
         Qt::QueuedConnection);
 
-    int status = 0;
+    // What the run takes on, for the songs left when it is stopped.
+    const qint64 idle = std::count_if(loader.allSongs().cbegin(), loader.allSongs().cend(),
+                                      [](const std::shared_ptr<SongFile>& song) {
+                                          return song->activityStatus() == SongActivityStatus::Idle;
+                                      });
+    bool declined = false;
+    int loopStatus = 0;
     if (controller.beginGathering()) {
         if (controller.isRunning())
-            status = loop.exec();
-    } else if (!controller.canBeginGathering()) {
-        const QString key = loader.allSongs().isEmpty() ? QStringLiteral("CliFixNoSongs")
-                                                        : QStringLiteral("CliFixNothingToDo");
-        CliOutput::print(mOut, LocalizedStrings::text(key) + QLatin1Char('\n'));
-    } else {
-        status = 1;
+            loopStatus = loop.exec();
+    } else if (controller.canBeginGathering()) {
+        declined = true;
     }
     if (mTerminal && !mProgressLine.isEmpty())
         CliOutput::print(mErr, QStringLiteral("\r\x1b[K"));
-    if (dryRun)
-        CliOutput::print(mOut,
-                         LocalizedStrings::text(QStringLiteral("CliFixDryRunNote")) + QLatin1Char('\n'));
     SongFileInfoCache::sharedCache().detach();
+
+    int result = exitCode(ExitStatus::Ok);
     if (outputWatch.check())
-        return CliOutput::kClosedOutputStatus;
-    if (status == kInterruptedStatus || cancelled)
-        return kInterruptedStatus;
-    return status != 0 || mWriteFailures > 0 ? 1 : 0;
+        result = CliOutput::kClosedOutputStatus;
+    else if (loopStatus == exitCode(ExitStatus::Interrupted) || cancelled)
+        result = exitCode(ExitStatus::Interrupted);
+    else if (declined)
+        result = exitCode(ExitStatus::Declined);
+    else if (report.failed() > 0)
+        result = exitCode(ExitStatus::Failed);
+    else if (report.allSourcesFailed())
+        result = exitCode(ExitStatus::SourcesFailed);
+    if (declined) {
+        CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliFixDeclined")) + QLatin1Char('\n'));
+        return result;
+    }
+    if (result != CliOutput::kClosedOutputStatus)
+        report.finish(cancelled, std::max<qint64>(0, idle - report.reported()), result);
+    return result;
 }
 
-void FixCommand::connectOutput(MainController& controller)
+void FixCommand::connectOutput(MainController& controller, FixReport& report)
 {
-    QObject::connect(&controller, &MainController::logLine,
-                     [this](const QString& text, const QColor&) { printAboveProgress(mOut, text); });
-    QObject::connect(&controller, &MainController::songChanges,
-                     [this](const std::shared_ptr<SongFile>&, const QStringList& changes) {
-                         for (const QString& change : changes)
-                             printAboveProgress(mOut, QStringLiteral("    ") + change);
+    QObject::connect(&controller, &MainController::songDone,
+                     [&report](const std::shared_ptr<SongFile>& song, const SongOutcome& outcome) {
+                         report.reportSong(song, outcome);
                      });
-    QObject::connect(&controller, &MainController::writeFailed, [this] { ++mWriteFailures; });
+    QObject::connect(&controller, &MainController::historyProblem,
+                     [this](const QString& text) { printAboveProgress(mErr, text); });
     QObject::connect(&controller, &MainController::compilationWarning,
                      [this](const QString& text) { printAboveProgress(mErr, text); });
     QObject::connect(&controller, &MainController::iTunesArtworkWarning, [this] {

@@ -1,5 +1,7 @@
 #include "HistoryCommand.h"
 
+#include "ArgumentParser.h"
+#include "ChangeJson.h"
 #include "CliOutput.h"
 #include "history/ChangeHistory.h"
 #include "history/ChangeText.h"
@@ -12,22 +14,6 @@
 #include <utility>
 
 namespace {
-
-QJsonValue jsonValue(const TagSnapshot& values, TagAttribute attribute)
-{
-    if (attribute == TagAttribute::Lyrics)
-        return values.lyrics.isEmpty() ? QJsonValue() : QJsonValue(values.lyrics);
-    if (attribute == TagAttribute::Artwork) {
-        QJsonArray pictures;
-        for (const ID3Image& picture : values.pictures)
-            pictures.append(QJsonObject{{QStringLiteral("mimeType"), picture.mimeFormat()},
-                                        {QStringLiteral("pictureType"), picture.pictureType()},
-                                        {QStringLiteral("bytes"), picture.imageData().size()}});
-        return pictures;
-    }
-    const QString text = values.text(attribute);
-    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
-}
 
 void printLine(std::FILE* to, const QJsonObject& object)
 {
@@ -42,20 +28,15 @@ HistoryCommand::HistoryCommand(QStringList arguments, std::FILE* out, std::FILE*
 
 int HistoryCommand::run()
 {
-    bool json = false;
+    int status = 0;
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("history"), mArguments, mOut, mErr, &status);
+    if (!parsed)
+        return status;
+    const bool json = parsed->has(QStringLiteral("--json"));
     std::optional<qint64> id;
-    for (const QString& argument : std::as_const(mArguments)) {
-        bool number = false;
-        const qint64 value = argument.toLongLong(&number);
-        if (argument == QLatin1String("--json")) {
-            json = true;
-        } else if (number && value > 0 && !id) {
-            id = value;
-        } else {
-            CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliHistoryUsage")) + QLatin1Char('\n'));
-            return 2;
-        }
-    }
+    if (!parsed->positionals().isEmpty())
+        id = parsed->positionals().first().toLongLong();
     ChangeHistory& history = ChangeHistory::shared();
     QString problem;
     if (!history.open(&problem)) {
@@ -86,9 +67,9 @@ int HistoryCommand::list(bool json)
                                                                                           : QJsonValue(operation.note)}});
             continue;
         }
-        QString line = LocalizedStrings::format(QStringLiteral("CliHistoryLine"), operation.id, time,
-                                                HistoryOperation::nameOf(operation.kind), operation.files,
-                                                operation.source);
+        QString line = LocalizedStrings::format(
+            QStringLiteral("CliHistoryLine"), operation.id, time, HistoryOperation::nameOf(operation.kind),
+            LocalizedStrings::count(QStringLiteral("CountFiles"), operation.files), operation.source);
         if (operation.undoes > 0)
             line += QLatin1Char(' ') + LocalizedStrings::format(QStringLiteral("CliHistoryUndoes"), operation.undoes);
         if (!operation.note.isEmpty())
@@ -124,19 +105,9 @@ int HistoryCommand::show(qint64 id, bool json)
                                    QLatin1Char('\n'));
     for (const FileChangeRecord& file : files) {
         if (json) {
-            QJsonArray changes;
-            for (TagAttribute attribute : file.attributes) {
-                const ChangeOrigin origin = file.originOf(attribute);
-                changes.append(QJsonObject{{QStringLiteral("attribute"), TagSnapshot::nameOf(attribute)},
-                                           {QStringLiteral("old"), jsonValue(file.before, attribute)},
-                                           {QStringLiteral("new"), jsonValue(file.after, attribute)},
-                                           {QStringLiteral("origin"), ChangeOrigin::nameOf(origin.kind)},
-                                           {QStringLiteral("originDetail"),
-                                            origin.detail.isEmpty() ? QJsonValue() : QJsonValue(origin.detail)}});
-            }
             printLine(mOut, QJsonObject{{QStringLiteral("operation"), id},
                                         {QStringLiteral("path"), file.path},
-                                        {QStringLiteral("changes"), changes}});
+                                        {QStringLiteral("changes"), ChangeJson::changes(file)}});
             continue;
         }
         QString text = file.path + QLatin1Char('\n');

@@ -1,5 +1,6 @@
 #include "LibraryCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
 #include "library/iTunesInterface.h"
 #include "support/LocalizedStrings.h"
@@ -33,23 +34,14 @@ LibraryCommand::LibraryCommand(QStringList arguments, std::FILE* out, std::FILE*
 
 int LibraryCommand::run()
 {
-    QString xml;
-    bool json = false;
-    bool playlists = false;
-    for (qsizetype i = 0; i < mArguments.size(); ++i) {
-        const QString& arg = mArguments.at(i);
-        if (arg == QStringLiteral("--json")) {
-            json = true;
-        } else if (arg == QStringLiteral("--playlists")) {
-            playlists = true;
-        } else if (arg == QStringLiteral("--xml") && i + 1 < mArguments.size()) {
-            xml = mArguments.at(++i);
-        } else {
-            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliBadArgument"), arg) +
-                                       QLatin1Char('\n'));
-            return 2;
-        }
-    }
+    int status = 0;
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("library"), mArguments, mOut, mErr, &status);
+    if (!parsed)
+        return status;
+    QString xml = parsed->value(QStringLiteral("--xml"));
+    const bool json = parsed->has(QStringLiteral("--json"));
+    const bool playlists = parsed->has(QStringLiteral("--playlists"));
 
     if (xml.isEmpty())
         xml = iTunesInterface::mostRecentMusicLibraryPath(nullptr);
@@ -74,13 +66,14 @@ int LibraryCommand::run()
     const QVariantList lists = library.value(QStringLiteral("Playlists")).toList();
 
     if (json) {
-        QJsonObject object{{QStringLiteral("library"), xml},
-                           {QStringLiteral("musicFolder"), musicFolder},
-                           {QStringLiteral("persistentID"), persistentID},
-                           {QStringLiteral("tracks"), trackCount},
-                           {QStringLiteral("playlists"), lists.size()}};
-        if (!error.isEmpty())
-            object.insert(QStringLiteral("error"), error);
+        QJsonObject object{
+            {QStringLiteral("library"), xml},
+            {QStringLiteral("musicFolder"), musicFolder.isEmpty() ? QJsonValue() : QJsonValue(musicFolder)},
+            {QStringLiteral("persistentID"),
+             persistentID.isEmpty() ? QJsonValue() : QJsonValue(persistentID)},
+            {QStringLiteral("tracks"), trackCount},
+            {QStringLiteral("playlists"), lists.size()}};
+        object.insert(QStringLiteral("error"), error.isEmpty() ? QJsonValue() : QJsonValue(error));
         if (playlists) {
             QJsonArray array;
             for (const QVariant& entry : lists) {
@@ -93,7 +86,9 @@ int LibraryCommand::run()
             }
             object.insert(QStringLiteral("playlistList"), array);
         }
-        CliOutput::printJson(mOut, object);
+        if (!playlists)
+            object.insert(QStringLiteral("playlistList"), QJsonValue());
+        CliOutput::printJsonLine(mOut, object);
         return error.isEmpty() ? 0 : 1;
     }
 

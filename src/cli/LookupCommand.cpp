@@ -1,11 +1,15 @@
 #include "LookupCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
+#include "CommandHelp.h"
+#include "CommandTable.h"
 
 #include "run/PrefsController.h"
 #include "support/LocalizedStrings.h"
 #include "web/AlbumLookup.h"
 #include "web/WMHTTPQueue.h"
+#include "web/WebDBInterface.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -27,40 +31,25 @@ LookupCommand::LookupCommand(QStringList arguments, std::FILE* out, std::FILE* e
     : mArguments(std::move(arguments)), mOut(out), mErr(err)
 {}
 
-bool LookupCommand::parse()
+bool LookupCommand::parse(int* status)
 {
-    for (qsizetype i = 0; i < mArguments.size(); ++i) {
-        const QString& arg = mArguments.at(i);
-        if (arg == QLatin1String("--json")) {
-            mJson = true;
-            continue;
-        }
-        QString* target = nullptr;
-        if (arg == QLatin1String("--artist"))
-            target = &mArtist;
-        else if (arg == QLatin1String("--album"))
-            target = &mAlbum;
-        else if (arg == QLatin1String("--title"))
-            target = &mTitle;
-        else if (arg != QLatin1String("--sources")) {
-            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliBadOption"), arg) +
-                                       QLatin1Char('\n'));
-            return false;
-        }
-        if (i + 1 >= mArguments.size()) {
-            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliMissingValue"), arg) +
-                                       QLatin1Char('\n'));
-            return false;
-        }
-        const QString value = mArguments.at(++i);
-        if (target)
-            *target = value.trimmed();
-        else
-            for (const QString& name : value.split(QLatin1Char(','), Qt::SkipEmptyParts))
-                mSources.append(name.trimmed());
-    }
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("lookup"), mArguments, mOut, mErr, status);
+    if (!parsed)
+        return false;
+    mJson = parsed->has(QStringLiteral("--json"));
+    mArtist = parsed->value(QStringLiteral("--artist")).trimmed();
+    mAlbum = parsed->value(QStringLiteral("--album")).trimmed();
+    mTitle = parsed->value(QStringLiteral("--title")).trimmed();
+    // Checked by the parser: every name is a known source.
+    for (const QString& name :
+         parsed->value(QStringLiteral("--sources")).split(QLatin1Char(','), Qt::SkipEmptyParts))
+        mSources.append(CommandTable::sourceClassForName(name.trimmed()));
     if (mArtist.isEmpty() || (mAlbum.isEmpty() && mTitle.isEmpty())) {
-        CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliLookupUsage")) + QLatin1Char('\n'));
+        CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliLookupNeeds")) + QLatin1Char('\n') +
+                                   CommandHelp::usageText(*CommandTable::find(QStringLiteral("lookup"))) +
+                                   QLatin1Char('\n'));
+        *status = exitCode(ExitStatus::Usage);
         return false;
     }
     return true;
@@ -68,23 +57,60 @@ bool LookupCommand::parse()
 
 QJsonObject LookupCommand::jsonForAlbum(const AlbumInfo& album)
 {
+    const auto text = [](const QString& value) {
+        return value.isEmpty() ? QJsonValue() : QJsonValue(value);
+    };
     QJsonObject object;
-    object.insert(QStringLiteral("artist"), album.artist());
-    object.insert(QStringLiteral("name"), album.name());
-    object.insert(QStringLiteral("year"), album.year());
-    object.insert(QStringLiteral("genre"), album.genre());
+    object.insert(QStringLiteral("artist"), text(album.artist()));
+    object.insert(QStringLiteral("name"), text(album.name()));
+    object.insert(QStringLiteral("year"), text(album.year()));
+    object.insert(QStringLiteral("genre"), text(album.genre()));
     object.insert(QStringLiteral("tracks"), QJsonArray::fromStringList(album.trackNames()));
-    object.insert(QStringLiteral("artworkURL"), album.artURLString());
+    object.insert(QStringLiteral("artworkURL"), text(album.artURLString()));
     object.insert(QStringLiteral("lyrics"), QJsonArray::fromStringList(album.lyrics().keys()));
-    object.insert(QStringLiteral("source"), album.sourceInterfaceName());
+    object.insert(QStringLiteral("source"), CommandTable::sourceNameOfClass(album.sourceInterfaceName()));
     object.insert(QStringLiteral("duplicates"), album.duplicates());
     return object;
 }
 
+QString LookupCommand::textForAlbum(const AlbumInfo& album)
+{
+    const auto line = [](const char* key, const QString& value) -> QString {
+        return QStringLiteral("    ") +
+               QString(LocalizedStrings::text(QLatin1String(key)) + QLatin1Char(':')).leftJustified(10) +
+               value + QLatin1Char('\n');
+    };
+    const QString none = LocalizedStrings::text(QStringLiteral("ChangeNone"));
+    const auto orNone = [&none](const QString& value) -> QString {
+        return value.isEmpty() ? none : value;
+    };
+    QString text = QStringLiteral("  ") + orNone(album.name()) + QLatin1Char('\n');
+    text += line("LookupArtist", orNone(album.artist()));
+    text += line("LookupYear", orNone(album.year()));
+    text += line("LookupGenre", orNone(album.genre()));
+    const QStringList tracks = album.trackNames();
+    text +=
+        line("LookupTracks",
+             tracks.isEmpty() ? none : LocalizedStrings::count(QStringLiteral("CountTracks"), tracks.size()));
+    for (qsizetype i = 0; i < tracks.size(); ++i)
+        text += QStringLiteral("      %1 %2\n").arg(i + 1, 2).arg(tracks.at(i));
+    if (!album.lyrics().isEmpty())
+        text += line("LookupLyrics",
+                     LocalizedStrings::count(QStringLiteral("CountSongs"), album.lyrics().size()));
+    text += line("LookupArtwork", orNone(album.artURLString()));
+    QString source = WebDBInterface::displayName(album.sourceInterfaceName());
+    if (album.duplicates() > 0)
+        source += QLatin1Char(' ') +
+                  LocalizedStrings::format(QStringLiteral("LookupDuplicates"), qint64(album.duplicates()));
+    text += line("LookupSource", source);
+    return text;
+}
+
 int LookupCommand::run()
 {
-    if (!parse())
-        return 2;
+    int status = 0;
+    if (!parse(&status))
+        return status;
     const QVariantMap resources = PrefsController::sharedInstance().liveResources();
     if (mSources.isEmpty())
         mSources = resources.value(QStringLiteral("sourcelist")).toStringList();
@@ -112,36 +138,81 @@ int LookupCommand::run()
     loop.exec();
 
     const std::optional<AlbumInfo>& chosen = lookup.chosenAlbum();
+    // What each source said, and whether any could be asked at all.
+    QJsonArray sources;
+    QString sourceText;
+    QStringList failures;
+    bool anyAnswered = false;
+    for (const SourceReport& report : lookup.sourceReports()) {
+        const QString name = WebDBInterface::displayName(report.source);
+        const SourceFailure& failure = report.failure;
+        sources.append(
+            QJsonObject{{QStringLiteral("source"), CommandTable::sourceNameOfClass(report.source)},
+                        {QStringLiteral("albums"), report.albums},
+                        {QStringLiteral("asked"), failure.kind() != SourceFailure::Kind::NotConfigured},
+                        {QStringLiteral("error"),
+                         failure.reason().isEmpty() ? QJsonValue() : QJsonValue(failure.reason())}});
+        QString said;
+        if (failure.kind() == SourceFailure::Kind::NotConfigured) {
+            said = LocalizedStrings::format(QStringLiteral("LookupSourceNotAsked"), failure.reason());
+            failures.append(name + QStringLiteral(": ") + said);
+        } else if (report.failed()) {
+            said = LocalizedStrings::format(QStringLiteral("LookupSourceFailed"), failure.reason());
+            failures.append(name + QStringLiteral(": ") + failure.reason());
+        } else {
+            anyAnswered = true;
+            said = LocalizedStrings::count(QStringLiteral("CountAlbums"), report.albums);
+        }
+        sourceText += QStringLiteral("  ") + QString(name + QLatin1Char(':')).leftJustified(13) + said +
+                      QLatin1Char('\n');
+    }
+    const bool allFailed = !anyAnswered && !failures.isEmpty();
+    QString error = lookup.errorMessage();
+    if (allFailed)
+        error = LocalizedStrings::format(QStringLiteral("LookupAllSourcesFailed"),
+                                         failures.join(QStringLiteral("; ")));
+    status = exitCode(allFailed ? ExitStatus::SourcesFailed : ExitStatus::Ok);
+
     if (mJson) {
         QJsonArray albums;
         for (const AlbumInfo& album : lookup.gatheredAlbums())
             albums.append(jsonForAlbum(album));
-        QJsonObject object;
-        object.insert(QStringLiteral("sources"), QJsonArray::fromStringList(lookup.sourcesAsked()));
-        object.insert(QStringLiteral("albums"), albums);
-        object.insert(QStringLiteral("chosen"), chosen ? QJsonValue(jsonForAlbum(*chosen)) : QJsonValue());
-        if (!lookup.errorMessage().isEmpty())
-            object.insert(QStringLiteral("error"), lookup.errorMessage());
-        CliOutput::printJson(mOut, object);
-        return 0;
+        const auto text = [](const QString& value) {
+            return value.isEmpty() ? QJsonValue() : QJsonValue(value);
+        };
+        CliOutput::printJsonLine(
+            mOut,
+            QJsonObject{{QStringLiteral("artist"), mArtist},
+                        {QStringLiteral("album"), text(mAlbum)},
+                        {QStringLiteral("title"), text(mTitle)},
+                        {QStringLiteral("sources"), sources},
+                        {QStringLiteral("albums"), albums},
+                        {QStringLiteral("chosen"), chosen ? QJsonValue(jsonForAlbum(*chosen)) : QJsonValue()},
+                        {QStringLiteral("error"), text(error)}});
+        if (allFailed)
+            CliOutput::print(mErr, error + QLatin1Char('\n'));
+        return CliOutput::hasFailed(mOut) ? CliOutput::kClosedOutputStatus : status;
     }
 
-    QString text = LocalizedStrings::format(QStringLiteral("CliLookupSources"),
-                                            lookup.sourcesAsked().join(QStringLiteral(", "))) +
-                   QLatin1Char('\n');
-    text += LocalizedStrings::format(QStringLiteral("CliLookupGathered"),
+    QString text =
+        LocalizedStrings::text(QStringLiteral("LookupSourcesHeading")) + QLatin1Char('\n') + sourceText;
+    text += QLatin1Char('\n') +
+            LocalizedStrings::format(QStringLiteral("LookupAlbumsHeading"),
                                      qint64(lookup.gatheredAlbums().size())) +
             QLatin1Char('\n');
     for (const AlbumInfo& album : lookup.gatheredAlbums())
-        text += QStringLiteral("  [") + album.sourceInterfaceName() + QStringLiteral("] ") +
-                album.description() + QLatin1Char('\n');
+        text += textForAlbum(album);
+    text += QLatin1Char('\n');
     if (chosen)
-        text += LocalizedStrings::format(QStringLiteral("CliLookupChosen"), chosen->description()) +
+        text += LocalizedStrings::format(QStringLiteral("LookupChosen"), chosen->name(), chosen->artist(),
+                                         WebDBInterface::displayName(chosen->sourceInterfaceName())) +
                 QLatin1Char('\n');
     else
         text += LocalizedStrings::text(QStringLiteral("CliLookupNoneChosen")) + QLatin1Char('\n');
     if (!lookup.errorMessage().isEmpty())
         text += lookup.errorMessage() + QLatin1Char('\n');
     CliOutput::print(mOut, text);
-    return 0;
+    if (allFailed)
+        CliOutput::print(mErr, error + QLatin1Char('\n'));
+    return CliOutput::hasFailed(mOut) ? CliOutput::kClosedOutputStatus : status;
 }

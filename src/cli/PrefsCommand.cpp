@@ -1,5 +1,6 @@
 #include "PrefsCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
 
 #include "run/PreferenceKeys.h"
@@ -20,63 +21,116 @@ QString shown(const QVariant& value)
     return value.toString();
 }
 
+QStringList keyNames()
+{
+    QStringList names;
+    for (const PreferenceKeys::Key& key : PreferenceKeys::all())
+        names.append(key.name);
+    return names;
+}
+
+// What a key takes, in words: "a whole number from 1 to 3600".
+QString rule(const PreferenceKeys::Key& key)
+{
+    using T = PreferenceKeys::Type;
+    const bool ranged = key.minimum.isValid() && key.maximum.isValid();
+    switch (key.type) {
+    case T::Boolean:
+        return LocalizedStrings::text(QStringLiteral("PrefsRuleBoolean"));
+    case T::Integer:
+        return ranged ? LocalizedStrings::format(QStringLiteral("PrefsRuleIntegerRange"),
+                                                 key.minimum.toString(), key.maximum.toString())
+                      : LocalizedStrings::text(QStringLiteral("PrefsRuleInteger"));
+    case T::Float:
+        return ranged ? LocalizedStrings::format(QStringLiteral("PrefsRuleNumberRange"),
+                                                 key.minimum.toString(), key.maximum.toString())
+                      : LocalizedStrings::text(QStringLiteral("PrefsRuleNumber"));
+    case T::String:
+        break;
+    }
+    return LocalizedStrings::text(QStringLiteral("PrefsRuleText"));
+}
+
 } // namespace
 
 PrefsCommand::PrefsCommand(QStringList arguments, std::FILE* out, std::FILE* err)
     : mArguments(std::move(arguments)), mOut(out), mErr(err)
 {}
 
-int PrefsCommand::run()
+QString PrefsCommand::listing() const
 {
     QSettings settings;
-    if (mArguments.isEmpty()) {
-        QString text;
-        for (const PreferenceKeys::Key& key : PreferenceKeys::all()) {
-            const bool stored = settings.contains(key.name);
-            const QVariant value = stored ? settings.value(key.name) : key.defaultValue;
-            text += key.name.leftJustified(26) + QLatin1Char(' ') +
-                    QString(shown(value) + (stored ? QString() : QStringLiteral(" (default)")))
-                        .leftJustified(22) +
-                    QLatin1Char(' ') + key.meaning + QLatin1Char('\n');
-        }
-        CliOutput::print(mOut, text);
-        return 0;
+    QString user;
+    QString window;
+    for (const PreferenceKeys::Key& key : PreferenceKeys::all()) {
+        const bool stored = settings.contains(key.name);
+        const QVariant value = stored ? settings.value(key.name) : key.defaultValue;
+        const QString line =
+            key.name.leftJustified(26) + QLatin1Char(' ') +
+            QString(shown(value) + (stored ? QString() : QStringLiteral(" (default)"))).leftJustified(22) +
+            QLatin1Char(' ') + key.meaning + QLatin1Char('\n');
+        (key.windowState ? window : user) += line;
     }
-    const bool reset = mArguments.first() == QLatin1String("--reset");
-    const QStringList args = reset ? mArguments.mid(1) : mArguments;
-    if (args.isEmpty() || args.size() > 2 || (reset && args.size() != 1)) {
-        CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliPrefsUsage")) + QLatin1Char('\n'));
-        return 2;
+    return user + QLatin1Char('\n') + LocalizedStrings::text(QStringLiteral("CliPrefsWindowState")) +
+           QLatin1Char('\n') + window;
+}
+
+int PrefsCommand::run()
+{
+    int status = 0;
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("prefs"), mArguments, mOut, mErr, &status);
+    if (!parsed)
+        return status;
+    const bool reset = parsed->has(QStringLiteral("--reset"));
+    const QStringList& args = parsed->positionals();
+    const auto usage = [this](const QString& key) {
+        CliOutput::print(mErr, LocalizedStrings::text(key) + QLatin1Char('\n'));
+        return exitCode(ExitStatus::Usage);
+    };
+    if (args.isEmpty()) {
+        if (reset)
+            return usage(QStringLiteral("CliPrefsResetNeedsKey"));
+        CliOutput::print(mOut, listing());
+        return exitCode(ExitStatus::Ok);
     }
+    if (reset && args.size() != 1)
+        return usage(QStringLiteral("CliPrefsResetOneKey"));
     const PreferenceKeys::Key* key = PreferenceKeys::find(args.first());
     if (!key) {
-        CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliPrefsUnknownKey"), args.first()) +
-                                   QLatin1Char('\n'));
-        return 2;
+        const QString guess = ArgumentParser::nearest(args.first(), keyNames());
+        CliOutput::print(
+            mErr,
+            (guess.isEmpty()
+                 ? LocalizedStrings::format(QStringLiteral("CliPrefsUnknownKey"), args.first())
+                 : LocalizedStrings::format(QStringLiteral("CliPrefsUnknownKeyGuess"), args.first(), guess)) +
+                QLatin1Char('\n'));
+        return exitCode(ExitStatus::Usage);
     }
+    QSettings settings;
     if (reset) {
         settings.remove(key->name);
         settings.sync();
-        return 0;
+        return exitCode(ExitStatus::Ok);
     }
     if (args.size() == 1) {
         const QVariant value = settings.contains(key->name) ? settings.value(key->name) : key->defaultValue;
         CliOutput::print(mOut, shown(value) + QLatin1Char('\n'));
-        return 0;
+        return exitCode(ExitStatus::Ok);
     }
     const std::optional<QVariant> value = PreferenceKeys::valueFromText(*key, args.at(1));
     if (!value) {
         CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliPrefsBadValue"), args.at(1),
-                                                        key->name, PreferenceKeys::typeName(key->type)) +
+                                                        key->name, rule(*key)) +
                                    QLatin1Char('\n'));
-        return 2;
+        return exitCode(ExitStatus::Usage);
     }
     settings.setValue(key->name, *value);
     settings.sync();
     if (settings.status() != QSettings::NoError) {
         CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliPrefsNotStored"), key->name) +
                                    QLatin1Char('\n'));
-        return 1;
+        return exitCode(ExitStatus::Failed);
     }
-    return 0;
+    return exitCode(ExitStatus::Ok);
 }

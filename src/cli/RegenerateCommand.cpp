@@ -1,5 +1,6 @@
 #include "RegenerateCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
 #include "history/HistoryRecorder.h"
 #include "run/RegenerateController.h"
@@ -17,14 +18,15 @@ RegenerateCommand::RegenerateCommand(QStringList arguments, std::FILE* out, std:
 
 int RegenerateCommand::run()
 {
-    if (mArguments.isEmpty() || mArguments.first().startsWith(QLatin1String("--"))) {
-        CliOutput::print(mErr,
-                         LocalizedStrings::text(QStringLiteral("CliRegenerateUsage")) + QLatin1Char('\n'));
-        return 2;
-    }
+    int status = 0;
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("regenerate"), mArguments, mOut, mErr, &status);
+    if (!parsed)
+        return status;
+    const QStringList& paths = parsed->positionals();
     RegenerateController controller;
     int missing = 0;
-    for (const QString& argument : std::as_const(mArguments)) {
+    for (const QString& argument : paths) {
         const QString path = QFileInfo(argument).absoluteFilePath();
         std::shared_ptr<SongFile> song = SongFile::songWithPath(path);
         if (!song) {
@@ -37,7 +39,7 @@ int RegenerateCommand::run()
     }
     const QList<std::shared_ptr<SongFile>> songs = controller.songsArray();
     qint64 done = 0;
-    HistoryRecorder history(OperationKind::Regenerate, HistoryRecorder::sourceOfFiles(mArguments));
+    HistoryRecorder history(OperationKind::Regenerate, HistoryRecorder::sourceOfFiles(paths));
     for (const std::shared_ptr<SongFile>& song : songs) {
         QString error;
         const AudioInfoTag* damaged = song->infotag();
@@ -48,10 +50,11 @@ int RegenerateCommand::run()
             if (tag)
                 history.record(FileChangeRecord::between(song->path(), before, TagSnapshot::of(*tag),
                                                          ChangeOrigin{ChangeOrigin::Kind::RebuiltTag, QString()}));
-            CliOutput::print(mOut,
-                             LocalizedStrings::format(QStringLiteral("CliRegenerateDone"), song->path(),
-                                                      static_cast<qint64>(tag ? tag->numberOfImages() : 0)) +
-                                 QLatin1Char('\n'));
+            CliOutput::print(
+                mOut, LocalizedStrings::format(QStringLiteral("CliRegenerateDone"), song->path(),
+                                               LocalizedStrings::count(QStringLiteral("CountPictures"),
+                                                                       tag ? tag->numberOfImages() : 0)) +
+                          QLatin1Char('\n'));
             // Nobody reads on: stop after this file, as after Ctrl-C.
             if (CliOutput::hasFailed(mOut))
                 return CliOutput::kClosedOutputStatus;
@@ -67,7 +70,8 @@ int RegenerateCommand::run()
     if (!history.problem().isEmpty())
         CliOutput::print(mErr, history.problem() + QLatin1Char('\n'));
     CliOutput::print(mOut, LocalizedStrings::format(QStringLiteral("CliRegenerateSummary"), done,
-                                                    static_cast<qint64>(songs.size() + missing)) +
+                                                    LocalizedStrings::count(QStringLiteral("CountFiles"),
+                                                                            songs.size() + missing)) +
                                QLatin1Char('\n'));
     return done == songs.size() + missing ? 0 : 1;
 }

@@ -1,5 +1,6 @@
 #include "ScanCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
 #include "ClosedOutputNotifier.h"
 #include "SongSourceOptions.h"
@@ -9,11 +10,13 @@
 #include "run/WindowPrefs.h"
 #include "songs/SongFile.h"
 #include "songs/SongFileInfoCache.h"
+#include "songs/SongPathTags.h"
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
 
 #include <QEventLoop>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 
 #include <utility>
@@ -25,6 +28,37 @@ const std::pair<AlbumAsset, const char*> kLackable[] = {
     {AlbumAsset::AlbumName, "album"}, {AlbumAsset::SongTitle, "title"}, {AlbumAsset::Artwork, "artwork"},
     {AlbumAsset::Genre, "genre"},     {AlbumAsset::Track, "track"},     {AlbumAsset::Year, "year"},
     {AlbumAsset::Lyrics, "lyrics"}};
+
+QJsonValue orNull(const QString& value)
+{
+    return value.isEmpty() ? QJsonValue() : QJsonValue(value);
+}
+
+QJsonValue pathJson(const SongPathTags& tags)
+{
+    if (tags.isEmpty())
+        return QJsonValue();
+    return QJsonObject{{QStringLiteral("artist"), orNull(tags.artist)},
+                       {QStringLiteral("album"), orNull(tags.album)},
+                       {QStringLiteral("title"), orNull(tags.title)},
+                       {QStringLiteral("track"), tags.track > 0 ? QJsonValue(tags.track) : QJsonValue()}};
+}
+
+// "artist “X”, title “Y”, track 3".
+QString pathText(const SongPathTags& tags)
+{
+    QStringList parts;
+    const auto add = [&parts](const char* key, const QString& value) {
+        if (!value.isEmpty())
+            parts.append(LocalizedStrings::format(QLatin1String(key), value));
+    };
+    add("CliScanPathArtist", tags.artist);
+    add("CliScanPathAlbum", tags.album);
+    add("CliScanPathTitle", tags.title);
+    if (tags.track > 0)
+        add("CliScanPathTrack", QString::number(tags.track));
+    return parts.join(QStringLiteral(", "));
+}
 
 // Output is gathered and written in pieces of about this many characters.
 constexpr qsizetype kFlushAt = 64 * 1024;
@@ -46,6 +80,25 @@ QString statusName(SongActivityStatus status)
 ScanCommand::ScanCommand(QStringList arguments, std::FILE* out, std::FILE* err)
     : mArguments(std::move(arguments)), mOut(out), mErr(err)
 {}
+
+SongPathTags ScanCommand::pathValuesFor(const SongFile& song, AudioInfoTag& tag, AlbumAssets checked,
+                                        const QString& root)
+{
+    const bool lacksTitle = tag.title().isEmpty() || SongPathTags::isFileNameTitle(tag.title(), song.path());
+    if (!tag.artist().isEmpty() && !tag.album().isEmpty() && !lacksTitle && tag.trackNumber() > 0)
+        return {};
+    const SongPathTags path = SongPathTags::fromPath(song.path(), root);
+    SongPathTags taken;
+    if (tag.artist().isEmpty())
+        taken.artist = path.artist;
+    if (checked.testFlag(AlbumAsset::AlbumName) && tag.album().isEmpty())
+        taken.album = path.album;
+    if (checked.testFlag(AlbumAsset::SongTitle) && lacksTitle && path.title != tag.title())
+        taken.title = path.title;
+    if (checked.testFlag(AlbumAsset::Track) && tag.trackNumber() < 1)
+        taken.track = path.track;
+    return taken;
+}
 
 QStringList ScanCommand::lackingAttributes(SongFile& song, AlbumAssets checked)
 {
@@ -88,22 +141,15 @@ QStringList ScanCommand::lackingAttributes(SongFile& song, AlbumAssets checked)
 
 int ScanCommand::run()
 {
+    int status = 0;
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("scan"), mArguments, mOut, mErr, &status);
+    if (!parsed)
+        return status;
     SongSourceOptions sourceOptions;
-    bool json = false;
-    bool readTags = false;
-    for (qsizetype i = 0; i < mArguments.size(); ++i) {
-        const QString& arg = mArguments.at(i);
-        if (arg == QStringLiteral("--json")) {
-            json = true;
-        } else if (arg == QStringLiteral("--read-tags")) {
-            readTags = true;
-        } else if (!sourceOptions.take(mArguments, i)) {
-            CliOutput::print(
-                mErr, LocalizedStrings::format(QStringLiteral("CliBadArgument"), arg) + QLatin1Char('\n') +
-                          LocalizedStrings::text(QStringLiteral("CliScanUsage")) + QLatin1Char('\n'));
-            return 2;
-        }
-    }
+    sourceOptions.take(*parsed);
+    const bool json = parsed->has(QStringLiteral("--json"));
+    const bool readTags = parsed->has(QStringLiteral("--read-tags"));
     sourceOptions.useSavedSourceIfNone();
 
     RegenerateController regenerate;
@@ -138,9 +184,21 @@ int ScanCommand::run()
     }
 
     const AlbumAssets checked = WindowPrefs::readPrefs().checkFlags();
+    const QString root = SongFile::songSourceRoot();
     qint64 complete = 0, lacking = 0, locked = 0, damaged = 0;
-    QJsonArray list;
     QString text;
+    // Written in pieces, also as JSON lines, so that nothing waits for the
+    // end of a large library.
+    const auto flushIfLarge = [&]() {
+        if (text.size() < kFlushAt)
+            return true;
+        const bool written = CliOutput::print(mOut, text);
+        text.clear();
+        return written;
+    };
+    const auto line = [](const QJsonObject& object) -> QString {
+        return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)) + QLatin1Char('\n');
+    };
     for (const std::shared_ptr<SongFile>& song : songs) {
         const QStringList lacks = lackingAttributes(*song, checked);
         AudioInfoTag* tag = song->infotag();
@@ -152,54 +210,67 @@ int ScanCommand::run()
         const QString artist = tag ? tag->artist() : QString();
         const QString title = tag ? tag->title() : QString();
         const QString album = tag ? tag->album() : QString();
+        const SongPathTags fromPath = tag ? pathValuesFor(*song, *tag, checked, root) : SongPathTags();
         if (json) {
-            list.append(QJsonObject{{QStringLiteral("path"), song->path()},
-                                    {QStringLiteral("artist"), artist},
-                                    {QStringLiteral("title"), title},
-                                    {QStringLiteral("album"), album},
-                                    {QStringLiteral("status"), statusName(status)},
-                                    {QStringLiteral("lacks"), QJsonArray::fromStringList(lacks)}});
-            continue;
+            text += line(QJsonObject{{QStringLiteral("kind"), QStringLiteral("song")},
+                                     {QStringLiteral("path"), song->path()},
+                                     {QStringLiteral("artist"), orNull(artist)},
+                                     {QStringLiteral("title"), orNull(title)},
+                                     {QStringLiteral("album"), orNull(album)},
+                                     {QStringLiteral("track"), tag ? orNull(tag->track()) : QJsonValue()},
+                                     {QStringLiteral("status"), statusName(status)},
+                                     {QStringLiteral("lacks"), QJsonArray::fromStringList(lacks)},
+                                     {QStringLiteral("fromPath"), pathJson(fromPath)},
+                                     {QStringLiteral("error"), QJsonValue()}});
+        } else {
+            text += song->path();
+            if (status == SongActivityStatus::Locked)
+                text += LocalizedStrings::text(QStringLiteral("CliScanLocked"));
+            else if (status == SongActivityStatus::Problem)
+                text += LocalizedStrings::text(QStringLiteral("CliScanProblem"));
+            text += QStringLiteral("\n    ") + artist + QStringLiteral(" | ") + title +
+                    QStringLiteral(" | ") + album + QLatin1Char('\n');
+            if (!lacks.isEmpty())
+                text += LocalizedStrings::format(QStringLiteral("CliScanLacks"),
+                                                 lacks.join(QStringLiteral(", "))) +
+                        QLatin1Char('\n');
+            if (!fromPath.isEmpty())
+                text += LocalizedStrings::format(QStringLiteral("CliScanFromPath"), pathText(fromPath)) +
+                        QLatin1Char('\n');
         }
-        text += song->path();
-        if (status == SongActivityStatus::Locked)
-            text += LocalizedStrings::text(QStringLiteral("CliScanLocked"));
-        else if (status == SongActivityStatus::Problem)
-            text += LocalizedStrings::text(QStringLiteral("CliScanProblem"));
-        text += QStringLiteral("\n    ") + artist + QStringLiteral(" | ") + title + QStringLiteral(" | ") +
-                album + QLatin1Char('\n');
-        if (!lacks.isEmpty())
-            text +=
-                LocalizedStrings::format(QStringLiteral("CliScanLacks"), lacks.join(QStringLiteral(", "))) +
-                QLatin1Char('\n');
-        if (text.size() >= kFlushAt) {
-            if (!CliOutput::print(mOut, text))
-                break;
-            text.clear();
-        }
+        if (!flushIfLarge())
+            break;
     }
+    const QList<SongSourceLoader::UnopenedFile>& unopened = loader.unopenedFiles();
     if (json) {
-        QJsonObject answer{{QStringLiteral("songs"), list},
-                           {QStringLiteral("count"), static_cast<qint64>(songs.size())},
-                           {QStringLiteral("complete"), complete},
-                           {QStringLiteral("lacking"), lacking},
-                           {QStringLiteral("readOnly"), locked},
-                           {QStringLiteral("damaged"), damaged},
-                           {QStringLiteral("cancelled"), !loaded}};
-        if (!loader.sourceError().isEmpty())
-            answer.insert(QStringLiteral("error"), loader.sourceError());
-        QJsonArray unopened;
-        for (const SongSourceLoader::UnopenedFile& file : loader.unopenedFiles())
-            unopened.append(
-                QJsonObject{{QStringLiteral("path"), file.path}, {QStringLiteral("reason"), file.reason}});
-        answer.insert(QStringLiteral("unreadable"), unopened);
-        CliOutput::printJson(mOut, answer);
+        for (const SongSourceLoader::UnopenedFile& file : unopened)
+            text += line(QJsonObject{{QStringLiteral("kind"), QStringLiteral("song")},
+                                     {QStringLiteral("path"), file.path},
+                                     {QStringLiteral("artist"), QJsonValue()},
+                                     {QStringLiteral("title"), QJsonValue()},
+                                     {QStringLiteral("album"), QJsonValue()},
+                                     {QStringLiteral("track"), QJsonValue()},
+                                     {QStringLiteral("status"), QStringLiteral("unreadable")},
+                                     {QStringLiteral("lacks"), QJsonArray()},
+                                     {QStringLiteral("fromPath"), QJsonValue()},
+                                     {QStringLiteral("error"), file.reason}});
+        text += line(QJsonObject{{QStringLiteral("kind"), QStringLiteral("summary")},
+                                 {QStringLiteral("count"), static_cast<qint64>(songs.size())},
+                                 {QStringLiteral("complete"), complete},
+                                 {QStringLiteral("lacking"), lacking},
+                                 {QStringLiteral("readOnly"), locked},
+                                 {QStringLiteral("damaged"), damaged},
+                                 {QStringLiteral("unreadable"), static_cast<qint64>(unopened.size())},
+                                 {QStringLiteral("cancelled"), !loaded},
+                                 {QStringLiteral("error"), orNull(loader.sourceError())}});
     } else {
-        text += LocalizedStrings::format(QStringLiteral("CliScanSummary"), static_cast<qint64>(songs.size()),
-                                         complete, lacking, locked, damaged) +
+        text += LocalizedStrings::format(QStringLiteral("CliScanSummary"),
+                                         LocalizedStrings::count(QStringLiteral("CountSongs"), songs.size()),
+                                         complete, lacking, locked, damaged,
+                                         static_cast<qint64>(unopened.size())) +
                 QLatin1Char('\n');
-        CliOutput::print(mOut, text);
     }
+    CliOutput::print(mOut, text);
     SongFileInfoCache::sharedCache().detach();
     if (outputWatch.check())
         return CliOutput::kClosedOutputStatus;

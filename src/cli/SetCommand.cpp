@@ -1,8 +1,10 @@
 #include "SetCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
 #include "SetValueCheck.h"
 
+#include "history/ChangeText.h"
 #include "history/HistoryRecorder.h"
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
@@ -15,20 +17,6 @@
 
 #include <utility>
 
-namespace {
-
-const QStringList& valueOptions()
-{
-    static const QStringList options = {QStringLiteral("--title"),       QStringLiteral("--artist"),
-                                        QStringLiteral("--album"),       QStringLiteral("--year"),
-                                        QStringLiteral("--genre"),       QStringLiteral("--track"),
-                                        QStringLiteral("--bpm"),         QStringLiteral("--compilation"),
-                                        QStringLiteral("--lyrics-file"), QStringLiteral("--add-picture")};
-    return options;
-}
-
-} // namespace
-
 SetCommand::SetCommand(QStringList arguments, std::FILE* out, std::FILE* err)
     : mArguments(std::move(arguments)), mOut(out), mErr(err)
 {}
@@ -38,50 +26,38 @@ void SetCommand::fail(const QString& key, const QString& argument)
     CliOutput::print(mErr, LocalizedStrings::format(key, argument) + QLatin1Char('\n'));
 }
 
-bool SetCommand::parse()
+bool SetCommand::parse(int* status)
 {
-    bool lyricsFile = false, noLyrics = false;
-    for (qsizetype i = 0; i < mArguments.size(); ++i) {
-        const QString& arg = mArguments.at(i);
-        if (!arg.startsWith(QLatin1String("--"))) {
-            mPaths.append(arg);
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("set"), mArguments, mOut, mErr, status);
+    if (!parsed)
+        return false;
+    *status = exitCode(ExitStatus::Usage);
+    mPaths = parsed->positionals();
+    for (const auto& [option, given] : parsed->options()) {
+        if (option == QLatin1String("--no-lyrics") || option == QLatin1String("--remove-pictures")) {
+            mChanges.append({option, QString()});
             continue;
-        }
-        if (arg == QLatin1String("--no-lyrics")) {
-            noLyrics = true;
-            mChanges.append({arg, QString()});
-            continue;
-        }
-        if (arg == QLatin1String("--remove-pictures")) {
-            mChanges.append({arg, QString()});
-            continue;
-        }
-        if (!valueOptions().contains(arg)) {
-            fail(QStringLiteral("CliBadOption"), arg);
-            return false;
-        }
-        if (i + 1 >= mArguments.size()) {
-            fail(QStringLiteral("CliMissingValue"), arg);
-            return false;
         }
         QString refusal;
-        const std::optional<QString> checked = SetValueCheck::checked(arg, mArguments.at(++i), &refusal);
+        // Choices are taken in any case, as everywhere.
+        const QString text = option == QLatin1String("--compilation") ? given.toLower() : given;
+        const std::optional<QString> checked = SetValueCheck::checked(option, text, &refusal);
         if (!checked) {
             CliOutput::print(mErr, refusal + QLatin1Char('\n'));
             return false;
         }
         const QString& value = *checked;
-        if (arg == QLatin1String("--lyrics-file")) {
-            lyricsFile = true;
+        if (option == QLatin1String("--lyrics-file")) {
             QFile file(value);
             if (!file.open(QIODevice::ReadOnly)) {
                 fail(QStringLiteral("CliCannotReadFile"), value);
                 return false;
             }
-            mChanges.append({arg, QString::fromUtf8(file.readAll())});
+            mChanges.append({option, QString::fromUtf8(file.readAll())});
             continue;
         }
-        if (arg == QLatin1String("--add-picture")) {
+        if (option == QLatin1String("--add-picture")) {
             QFile file(value);
             if (!file.open(QIODevice::ReadOnly)) {
                 fail(QStringLiteral("CliCannotReadFile"), value);
@@ -99,18 +75,10 @@ bool SetCommand::parse()
             mPictureMime = format == "jpg" || format == "jpeg"
                                ? QStringLiteral("image/jpeg")
                                : QStringLiteral("image/") + QString::fromLatin1(format);
-            mChanges.append({arg, value});
+            mChanges.append({option, value});
             continue;
         }
-        mChanges.append({arg, value});
-    }
-    if (lyricsFile && noLyrics) {
-        fail(QStringLiteral("CliBadOption"), QStringLiteral("--no-lyrics"));
-        return false;
-    }
-    if (mPaths.isEmpty()) {
-        fail(QStringLiteral("CliSetUsage"));
-        return false;
+        mChanges.append({option, value});
     }
     if (mChanges.isEmpty()) {
         fail(QStringLiteral("CliNothingToChange"));
@@ -178,8 +146,9 @@ bool SetCommand::apply(AudioInfoTag& tag, bool* changed)
 
 int SetCommand::run()
 {
-    if (!parse())
-        return 2;
+    int usage = 0;
+    if (!parse(&usage))
+        return usage;
     int status = 0;
     HistoryRecorder history(OperationKind::Set, HistoryRecorder::sourceOfFiles(mPaths));
     for (const QString& path : std::as_const(mPaths)) {
@@ -219,11 +188,14 @@ int SetCommand::run()
             status = 1;
             continue;
         }
-        CliOutput::print(mOut,
-                         LocalizedStrings::format(QStringLiteral("CliWrote"), path, tag->writeVersion()) +
-                             QLatin1Char('\n'));
-        history.record(FileChangeRecord::between(QFileInfo(path).absoluteFilePath(), before, TagSnapshot::of(*tag),
-                                                 ChangeOrigin{}));
+        const FileChangeRecord record = FileChangeRecord::between(QFileInfo(path).absoluteFilePath(), before,
+                                                                  TagSnapshot::of(*tag), ChangeOrigin{});
+        // Each value it changed, old → new, as fix shows them.
+        QString written = LocalizedStrings::format(QStringLiteral("CliWrote"), path, tag->writeVersion());
+        for (TagAttribute attribute : record.attributes)
+            written += QStringLiteral("\n    ") + ChangeText::change(attribute, record.before, record.after);
+        CliOutput::print(mOut, written + QLatin1Char('\n'));
+        history.record(record);
         // Nobody reads on: the files after this one are left alone.
         if (CliOutput::hasFailed(mOut))
             return CliOutput::kClosedOutputStatus;

@@ -22,8 +22,9 @@ public:
 
 private:
     // Parses the options into mChanges, each value checked (SetValueCheck);
-    // false (message printed) on misuse or when nothing is to change.
-    bool parse();
+    // false (message printed, `status` set) on misuse, for help, or when
+    // nothing is to change.
+    bool parse(int* status);
     // Applies the parsed changes to one tag; `changed` tells whether any
     // value differed from what the tag held.
     bool apply(AudioInfoTag& tag, bool* changed);

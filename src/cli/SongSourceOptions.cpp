@@ -1,6 +1,7 @@
 #include "SongSourceOptions.h"
 
 #include "CliOutput.h"
+#include "ParsedArguments.h"
 #include "run/PrefsController.h"
 #include "run/SongSourceLoader.h"
 #include "support/LocalizedStrings.h"
@@ -9,24 +10,18 @@
 
 #include <unistd.h>
 
-bool SongSourceOptions::take(const QStringList& arguments, qsizetype& index)
+void SongSourceOptions::take(const ParsedArguments& arguments)
 {
-    const QString& arg = arguments.at(index);
-    const bool hasValue = index + 1 < arguments.size();
-    if (arg == QStringLiteral("--library") && mSource == Source::Saved) {
+    if (arguments.has(QStringLiteral("--library"))) {
         mSource = Source::Library;
-    } else if (arg == QStringLiteral("--folder") && hasValue && mSource == Source::Saved) {
+    } else if (arguments.has(QStringLiteral("--folder"))) {
         mSource = Source::Folder;
-        mFolder = arguments.at(++index);
-    } else if (arg == QStringLiteral("--playlist") && hasValue && mSource == Source::Saved) {
+        mFolder = arguments.value(QStringLiteral("--folder"));
+    } else if (arguments.has(QStringLiteral("--playlist"))) {
         mSource = Source::Playlist;
-        mPlaylist = arguments.at(++index);
-    } else if (arg == QStringLiteral("--xml") && hasValue) {
-        mXml = arguments.at(++index);
-    } else {
-        return false;
+        mPlaylist = arguments.value(QStringLiteral("--playlist"));
     }
-    return true;
+    mXml = arguments.value(QStringLiteral("--xml"));
 }
 
 void SongSourceOptions::useSavedSourceIfNone()

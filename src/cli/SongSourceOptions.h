@@ -5,6 +5,7 @@
 
 #include <cstdio>
 
+class ParsedArguments;
 class SongSourceLoader;
 
 // The song source options that `scan` and `fix` share:
@@ -21,9 +22,9 @@ public:
         Playlist
     };
 
-    // Takes the option at `index` (moving `index` past its value); false
-    // when it is not a source option or lacks its value.
-    bool take(const QStringList& arguments, qsizetype& index);
+    // Takes the source options of a parsed command line (the parser has
+    // made sure that at most one source is named).
+    void take(const ParsedArguments& arguments);
     // With no source given: the one the preferences keep.
     void useSavedSourceIfNone();
     // Loads the songs, reporting progress on `err` when it is a terminal

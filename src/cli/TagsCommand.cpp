@@ -1,5 +1,6 @@
 #include "TagsCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
 
 #include "songs/SongFile.h"
@@ -9,6 +10,7 @@
 #include "text/FileNameEncoding.h"
 
 #include <QBuffer>
+#include <QFileInfo>
 #include <QImageReader>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -42,7 +44,18 @@ QSize pictureSize(const QByteArray& data)
 
 QJsonValue textValue(const QString& value)
 {
-    return value.isNull() ? QJsonValue(QJsonValue::Null) : QJsonValue(value);
+    return value.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(value);
+}
+
+// The genres of a tag's text ("Rock/Pop"): each on its own.
+QStringList genreList(const QString& genres)
+{
+    QStringList list;
+    for (const QString& genre : genres.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+        if (!genre.trimmed().isEmpty())
+            list.append(genre.trimmed());
+    }
+    return list;
 }
 
 } // namespace
@@ -53,28 +66,17 @@ TagsCommand::TagsCommand(QStringList arguments, std::FILE* out, std::FILE* err)
 
 int TagsCommand::run()
 {
-    bool json = false;
-    QStringList paths;
+    int status = 0;
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("tags"), mArguments, mOut, mErr, &status);
+    if (!parsed)
+        return status;
+    const bool json = parsed->has(QStringLiteral("--json"));
+    const QStringList& paths = parsed->positionals();
     QList<QByteArray> rawPaths;
     const bool rawKnown = mRawArguments.size() == mArguments.size();
-    for (qsizetype i = 0; i < mArguments.size(); ++i) {
-        const QString& arg = mArguments.at(i);
-        if (arg == QLatin1String("--json"))
-            json = true;
-        else if (arg.startsWith(QLatin1String("--"))) {
-            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliBadOption"), arg) +
-                                       QLatin1Char('\n'));
-            return 2;
-        } else {
-            paths.append(arg);
-            rawPaths.append(rawKnown ? mRawArguments.at(i) : QByteArray());
-        }
-    }
-    if (paths.isEmpty()) {
-        CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliTagsUsage")) + QLatin1Char('\n'));
-        return 2;
-    }
-    int status = 0;
+    for (qsizetype index : parsed->positionalIndexes())
+        rawPaths.append(rawKnown ? mRawArguments.at(index) : QByteArray());
     for (qsizetype i = 0; i < paths.size(); ++i) {
         const QString& path = paths.at(i);
         const QByteArray& raw = rawPaths.at(i);
@@ -84,12 +86,10 @@ int TagsCommand::run()
             const QString shown = FileNameEncoding::shellQuoted(raw);
             CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("SongNameNotUtf8"), shown) +
                                        QLatin1Char('\n'));
-            if (json) {
-                QJsonObject o = jsonForTag(shown, static_cast<int>(SongDataType::Unknown), nullptr);
-                o.insert(QStringLiteral("error"), LocalizedStrings::text(QStringLiteral("NameNotUtf8")));
-                CliOutput::print(mOut, QString::fromUtf8(QJsonDocument(o).toJson(QJsonDocument::Compact)) +
-                                           QLatin1Char('\n'));
-            }
+            if (json)
+                CliOutput::printJsonLine(mOut,
+                                         jsonForTag(shown, static_cast<int>(SongDataType::Unknown), nullptr,
+                                                    LocalizedStrings::text(QStringLiteral("NameNotUtf8"))));
             if (CliOutput::hasFailed(mOut))
                 return CliOutput::kClosedOutputStatus;
             continue;
@@ -101,10 +101,9 @@ int TagsCommand::run()
             CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("ErrorNotRegularFile"), path) +
                                        QLatin1Char('\n'));
             if (json)
-                CliOutput::print(
-                    mOut, QString::fromUtf8(
-                              QJsonDocument(jsonForTag(path, 0, nullptr)).toJson(QJsonDocument::Compact)) +
-                              QLatin1Char('\n'));
+                CliOutput::printJsonLine(
+                    mOut, jsonForTag(path, 0, nullptr,
+                                     LocalizedStrings::text(QStringLiteral("ReasonNotRegularFile"))));
             if (CliOutput::hasFailed(mOut))
                 return CliOutput::kClosedOutputStatus;
             continue;
@@ -117,16 +116,15 @@ int TagsCommand::run()
                        : SongFile::claimsToBeAAC(path) ? static_cast<int>(SongDataType::MPEG4Audio)
                                                        : dataType;
         const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFileAtPath(path, true);
+        QString error;
         if (!tag) {
             status = 1;
-            if (!json)
-                CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliNoTag"), path) +
-                                           QLatin1Char('\n'));
+            error = LocalizedStrings::text(QFileInfo::exists(path) ? QStringLiteral("ReasonNoTag")
+                                                                   : QStringLiteral("ReasonNoSuchFile"));
+            CliOutput::print(mErr, path + QStringLiteral(": ") + error + QLatin1Char('\n'));
         }
         if (json) {
-            const QByteArray line =
-                QJsonDocument(jsonForTag(path, dataType, tag.get())).toJson(QJsonDocument::Compact);
-            CliOutput::print(mOut, QString::fromUtf8(line) + QLatin1Char('\n'));
+            CliOutput::printJsonLine(mOut, jsonForTag(path, dataType, tag.get(), error));
         } else if (tag) {
             CliOutput::print(mOut, textForTag(path, dataType, tag.get()));
         }
@@ -137,42 +135,50 @@ int TagsCommand::run()
     return status;
 }
 
-QJsonObject TagsCommand::jsonForTag(const QString& path, int dataType, const AudioInfoTag* tag)
+QJsonObject TagsCommand::jsonForTag(const QString& path, int dataType, const AudioInfoTag* tag,
+                                    const QString& error)
 {
+    // Every key on every line; what a file lacks (or a file that could not
+    // be read) is null.
+    const QJsonValue null;
     QJsonObject o;
     o.insert(QStringLiteral("path"), path);
     o.insert(QStringLiteral("type"), typeName(dataType));
     o.insert(QStringLiteral("readable"), tag != nullptr);
-    if (!tag)
-        return o;
-    o.insert(QStringLiteral("readVersion"), textValue(tag->readVersion()));
-    o.insert(QStringLiteral("writeVersion"), textValue(tag->writeVersion()));
-    o.insert(QStringLiteral("title"), textValue(tag->title()));
-    o.insert(QStringLiteral("artist"), textValue(tag->artist()));
-    o.insert(QStringLiteral("album"), textValue(tag->album()));
-    o.insert(QStringLiteral("year"), textValue(tag->year()));
-    o.insert(QStringLiteral("genres"), textValue(tag->genres()));
-    o.insert(QStringLiteral("track"), textValue(tag->track()));
-    o.insert(QStringLiteral("bpm"), textValue(tag->bpm()));
-    o.insert(QStringLiteral("compilation"), tag->isPartOfCompilation());
-    o.insert(QStringLiteral("lyrics"), textValue(tag->lyrics()));
+    o.insert(QStringLiteral("error"), error.isEmpty() ? null : QJsonValue(error));
+    o.insert(QStringLiteral("readVersion"), tag ? textValue(tag->readVersion()) : null);
+    o.insert(QStringLiteral("writeVersion"), tag ? textValue(tag->writeVersion()) : null);
+    o.insert(QStringLiteral("title"), tag ? textValue(tag->title()) : null);
+    o.insert(QStringLiteral("artist"), tag ? textValue(tag->artist()) : null);
+    o.insert(QStringLiteral("album"), tag ? textValue(tag->album()) : null);
+    o.insert(QStringLiteral("year"), tag ? textValue(tag->year()) : null);
+    o.insert(QStringLiteral("genres"), tag && !tag->genres().isEmpty()
+                                           ? QJsonValue(QJsonArray::fromStringList(genreList(tag->genres())))
+                                           : null);
+    o.insert(QStringLiteral("track"), tag ? textValue(tag->track()) : null);
+    o.insert(QStringLiteral("bpm"), tag ? textValue(tag->bpm()) : null);
+    o.insert(QStringLiteral("compilation"), tag ? QJsonValue(tag->isPartOfCompilation()) : null);
+    o.insert(QStringLiteral("lyrics"), tag ? textValue(tag->lyrics()) : null);
     QJsonArray pictures;
-    for (const ID3Image& picture : tag->images()) {
-        const QSize size = pictureSize(picture.imageData());
-        QJsonObject p;
-        p.insert(QStringLiteral("mimeType"), textValue(picture.mimeFormat()));
-        p.insert(QStringLiteral("bytes"), picture.imageData().size());
-        p.insert(QStringLiteral("width"), size.isValid() ? QJsonValue(size.width()) : QJsonValue());
-        p.insert(QStringLiteral("height"), size.isValid() ? QJsonValue(size.height()) : QJsonValue());
-        p.insert(QStringLiteral("pictureType"), picture.pictureType());
-        pictures.append(p);
+    if (tag) {
+        for (const ID3Image& picture : tag->images()) {
+            const QSize size = pictureSize(picture.imageData());
+            QJsonObject p;
+            p.insert(QStringLiteral("mimeType"), textValue(picture.mimeFormat()));
+            p.insert(QStringLiteral("bytes"), picture.imageData().size());
+            p.insert(QStringLiteral("width"), size.isValid() ? QJsonValue(size.width()) : null);
+            p.insert(QStringLiteral("height"), size.isValid() ? QJsonValue(size.height()) : null);
+            p.insert(QStringLiteral("pictureType"), picture.pictureType());
+            pictures.append(p);
+        }
     }
-    o.insert(QStringLiteral("pictureCount"), tag->numberOfImages());
-    o.insert(QStringLiteral("pictures"), pictures);
-    o.insert(QStringLiteral("duration"), tag->duration());
-    o.insert(QStringLiteral("bitrate"), tag->bitrate());
-    o.insert(QStringLiteral("samplerate"), tag->samplerate());
-    o.insert(QStringLiteral("problem"), tag->encounteredProblemDecoding());
+    o.insert(QStringLiteral("pictureCount"), tag ? QJsonValue(tag->numberOfImages()) : null);
+    o.insert(QStringLiteral("pictures"), tag ? QJsonValue(pictures) : null);
+    o.insert(QStringLiteral("duration"), tag && tag->duration() >= 0 ? QJsonValue(tag->duration()) : null);
+    o.insert(QStringLiteral("bitrate"), tag && tag->bitrate() >= 0 ? QJsonValue(tag->bitrate()) : null);
+    o.insert(QStringLiteral("samplerate"),
+             tag && tag->samplerate() >= 0 ? QJsonValue(tag->samplerate()) : null);
+    o.insert(QStringLiteral("problem"), tag ? QJsonValue(tag->encounteredProblemDecoding()) : null);
     return o;
 }
 
@@ -190,7 +196,7 @@ QString TagsCommand::textForTag(const QString& path, int dataType, const AudioIn
     line("artist", tag->artist());
     line("album", tag->album());
     line("year", tag->year());
-    line("genres", tag->genres());
+    line("genres", genreList(tag->genres()).join(QStringLiteral(", ")));
     line("track", tag->track());
     line("bpm", tag->bpm());
     line("compilation", tag->isPartOfCompilation() ? QStringLiteral("yes") : QStringLiteral("no"));

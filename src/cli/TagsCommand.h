@@ -23,8 +23,12 @@ public:
     void setRawArguments(QList<QByteArray> raw) { mRawArguments = std::move(raw); }
     int run();
 
-    // The JSON description of one file's tag (keys listed in the README).
-    static QJsonObject jsonForTag(const QString& path, int dataType, const AudioInfoTag* tag);
+    // The JSON description of one file's tag (keys listed in the README),
+    // every key present: null for what the file lacks, and all but path,
+    // type, readable and error null for a file without a readable tag, whose
+    // `error` says why.
+    static QJsonObject jsonForTag(const QString& path, int dataType, const AudioInfoTag* tag,
+                                  const QString& error = QString());
     // The same as readable lines.
     static QString textForTag(const QString& path, int dataType, const AudioInfoTag* tag);
 

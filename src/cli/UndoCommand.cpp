@@ -1,5 +1,6 @@
 #include "UndoCommand.h"
 
+#include "ArgumentParser.h"
 #include "CliOutput.h"
 #include "history/ChangeHistory.h"
 #include "history/HistoryUndo.h"
@@ -25,27 +26,20 @@ UndoCommand::UndoCommand(QStringList arguments, std::FILE* out, std::FILE* err)
 
 int UndoCommand::run()
 {
-    bool dryRun = false, force = false, last = false;
-    qint64 id = 0;
-    for (const QString& argument : std::as_const(mArguments)) {
-        bool number = false;
-        const qint64 value = argument.toLongLong(&number);
-        if (argument == QLatin1String("--dry-run"))
-            dryRun = true;
-        else if (argument == QLatin1String("--force"))
-            force = true;
-        else if (argument == QLatin1String("--last"))
-            last = true;
-        else if (number && value > 0 && id == 0)
-            id = value;
-        else {
-            CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliUndoUsage")) + QLatin1Char('\n'));
-            return 2;
-        }
-    }
-    if (last == (id != 0)) {
-        CliOutput::print(mErr, LocalizedStrings::text(QStringLiteral("CliUndoUsage")) + QLatin1Char('\n'));
-        return 2;
+    int status = 0;
+    const std::optional<ParsedArguments> parsed =
+        ArgumentParser::parseFor(QStringLiteral("undo"), mArguments, mOut, mErr, &status);
+    if (!parsed)
+        return status;
+    const bool dryRun = parsed->has(QStringLiteral("--dry-run"));
+    const bool force = parsed->has(QStringLiteral("--force"));
+    const bool last = parsed->has(QStringLiteral("--last"));
+    qint64 id = parsed->positionals().isEmpty() ? 0 : parsed->positionals().first().toLongLong();
+    if (last == !parsed->positionals().isEmpty()) {
+        CliOutput::print(mErr, LocalizedStrings::text(last ? QStringLiteral("CliUndoBoth")
+                                                           : QStringLiteral("CliUndoNeedsOperation")) +
+                                   QLatin1Char('\n'));
+        return exitCode(ExitStatus::Usage);
     }
     ChangeHistory& history = ChangeHistory::shared();
     QString problem;
@@ -104,8 +98,9 @@ int UndoCommand::run()
     if (!result.historyProblem.isEmpty())
         CliOutput::print(mErr, result.historyProblem + QLatin1Char('\n'));
     const QString summaryKey = dryRun ? QStringLiteral("CliUndoSummaryDryRun") : QStringLiteral("CliUndoSummary");
-    CliOutput::print(mOut, LocalizedStrings::format(summaryKey, id, restored,
-                                                    static_cast<qint64>(result.files.size())) +
+    CliOutput::print(mOut, LocalizedStrings::format(
+                               summaryKey, id, restored,
+                               LocalizedStrings::count(QStringLiteral("CountFiles"), result.files.size())) +
                                QLatin1Char('\n'));
     if (result.undoOperation > 0)
         CliOutput::print(mOut, LocalizedStrings::format(QStringLiteral("CliUndoRecorded"), result.undoOperation) +

@@ -5,12 +5,28 @@
 #include "support/CrashReporterLauncher.h"
 #include "support/ExceptionCatchingApplication.h"
 #include "support/SignalHandling.h"
+#include "support/WMLog.h"
 #include "tags/SafeFileRewriter.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
 
 #include <csignal>
+#include <cstdlib>
+
+namespace {
+
+// Qt's own warnings (an odd colour profile in a cover, a plugin that is
+// missing) are details for the activity log, not lines in the middle of a
+// command's output.
+void logQtMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    WMLog("Qt %@: %@", context.category ? context.category : "default", message);
+    if (type == QtFatalMsg)
+        std::abort();
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
@@ -19,6 +35,7 @@ int main(int argc, char** argv)
     for (int i = 0; i < argc; ++i)
         rawArguments.append(QByteArray(argv[i]));
     BundleInfo::applyToApplication();
+    qInstallMessageHandler(logQtMessage);
     CatchingCoreApplication app(argc, argv);
     // Fatal signals and uncaught exceptions end in the log and a crash report.
     // SIGINT is not among them: it stays free for stopping a run.

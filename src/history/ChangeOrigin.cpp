@@ -5,12 +5,13 @@
 
 namespace {
 
-constexpr std::array<std::pair<ChangeOrigin::Kind, const char*>, 5> kNames{{
+constexpr std::array<std::pair<ChangeOrigin::Kind, const char*>, 6> kNames{{
     {ChangeOrigin::Kind::User, "user"},
     {ChangeOrigin::Kind::Sibling, "sibling"},
     {ChangeOrigin::Kind::WebSource, "web"},
     {ChangeOrigin::Kind::RebuiltTag, "rebuilt"},
     {ChangeOrigin::Kind::Undo, "undo"},
+    {ChangeOrigin::Kind::FilePath, "path"},
 }};
 
 } // namespace

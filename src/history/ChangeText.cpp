@@ -21,8 +21,9 @@ QString lyricsPreview(const QString& lyrics)
     QString first = lyrics.section(QLatin1Char('\n'), 0, 0).trimmed();
     if (first.size() > kLyricsPreview || first.size() < lyrics.trimmed().size())
         first = first.left(kLyricsPreview) + QStringLiteral("…");
-    return LocalizedStrings::format(QStringLiteral("ChangeLyricsLines"), quoted(first),
-                                    static_cast<qint64>(lyrics.count(QLatin1Char('\n')) + 1));
+    return LocalizedStrings::format(
+        QStringLiteral("ChangeLyricsLines"), quoted(first),
+        LocalizedStrings::count(QStringLiteral("CountLines"), lyrics.count(QLatin1Char('\n')) + 1));
 }
 
 } // namespace
@@ -37,8 +38,9 @@ QString ChangeText::value(const TagSnapshot& values, TagAttribute attribute)
         qint64 bytes = 0;
         for (const ID3Image& picture : values.pictures)
             bytes += picture.imageData().size();
-        return LocalizedStrings::format(QStringLiteral("ChangePictures"), static_cast<qint64>(values.pictures.size()),
-                                        bytes);
+        return LocalizedStrings::format(
+            QStringLiteral("ChangePictures"),
+            LocalizedStrings::count(QStringLiteral("CountPictures"), values.pictures.size()), bytes);
     }
     return quoted(values.text(attribute));
 }
@@ -62,6 +64,8 @@ QString ChangeText::origin(const ChangeOrigin& origin)
         return LocalizedStrings::text(QStringLiteral("OriginRebuilt"));
     case ChangeOrigin::Kind::Undo:
         return LocalizedStrings::format(QStringLiteral("OriginUndo"), origin.detail);
+    case ChangeOrigin::Kind::FilePath:
+        return LocalizedStrings::text(QStringLiteral("OriginPath"));
     }
     return QString();
 }

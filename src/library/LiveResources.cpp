@@ -1,6 +1,7 @@
 #include "LiveResources.h"
 
 #include "PropertyListReader.h"
+#include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
 
 #include <QFile>
@@ -16,6 +17,25 @@ LiveResources& LiveResources::shared()
 QString LiveResources::cachedPath()
 {
     return QStandardPaths::writableLocation(QStandardPaths::CacheLocation) + QStringLiteral("/liveres.plist");
+}
+
+QString LiveResources::environmentFileProblem()
+{
+    const QString path = qEnvironmentVariable("QUILLBEAT_RESOURCES");
+    if (path.isEmpty())
+        return QString();
+    QFile file(path);
+    if (!QFileInfo::exists(path))
+        return LocalizedStrings::format(QStringLiteral("ErrorResourcesMissing"), path);
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
+        return LocalizedStrings::format(QStringLiteral("ErrorResourcesUnreadable"), path, file.errorString());
+    QString error;
+    const QVariant root = PropertyListReader::mutablePropertyListFromData(file.readAll(), false, &error);
+    if (root.typeId() != QMetaType::QVariantMap)
+        return LocalizedStrings::format(
+            QStringLiteral("ErrorResourcesUnreadable"), path,
+            error.isEmpty() ? LocalizedStrings::text(QStringLiteral("ErrorResourcesNoDictionary")) : error);
+    return QString();
 }
 
 QVariantMap LiveResources::readResourceFile(const QString& path)

@@ -20,6 +20,11 @@ public:
     // Forgets the loaded dictionary; the next resources() reads it again.
     void drop();
 
+    // What is wrong with the file QUILLBEAT_RESOURCES names, in words: it is
+    // missing, can't be read or holds no property list of a dictionary;
+    // empty when it is fine or none is named.
+    static QString environmentFileProblem();
+
     // Where a newer resource dictionary is kept once fetched.
     static QString cachedPath();
     // Merges `overlay` over `base`: top-level keys replace, except that a

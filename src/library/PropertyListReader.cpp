@@ -26,11 +26,12 @@ QVariant PropertyListReader::mutablePropertyListFromData(const QByteArray& data,
                                                          QString* errorDescription)
 {
     const qsizetype length = data.size();
-    if (length < kShortFormSize)
-        WMLog("[mutPListFrom] %ld bytes sysFirst:%d", length, trySystemFirst);
     if (length < 6)
         return {};
-    if (length >= kShortFormSize)
+    // Small lists (settings, resources, answers) are read all the time: only
+    // large ones (library exports) and failures are worth a line of the log.
+    const bool large = length >= kShortFormSize;
+    if (large)
         WMLog("[mutPListFrom] %ld bytes (%@B) sysFirst:%d", length,
               WMHumanValueToString(static_cast<double>(length)), trySystemFirst);
     QElapsedTimer timer;
@@ -45,8 +46,10 @@ QVariant PropertyListReader::mutablePropertyListFromData(const QByteArray& data,
         const QVariant tree = SystemPlistParser::parse(data, &error);
         if (tree.isValid() && error.isEmpty()) {
             const double seconds = elapsedSeconds(timer);
-            WMLog("[mutPListFrom] sys fin %@bytes/sec (%@ secs)",
-                  WMHumanValueToString(static_cast<double>(length) / seconds), WMHumanValueToString(seconds));
+            if (large)
+                WMLog("[mutPListFrom] sys fin %@bytes/sec (%@ secs)",
+                      WMHumanValueToString(static_cast<double>(length) / seconds),
+                      WMHumanValueToString(seconds));
             return tree;
         }
         systemError = error;
@@ -74,8 +77,9 @@ QVariant PropertyListReader::mutablePropertyListFromData(const QByteArray& data,
     }
 
     const double seconds = elapsedSeconds(timer);
-    WMLog("[mutPListFrom] fin %@bytes/sec (%.2f secs, %ld values, %ld UTF8 errors)",
-          WMHumanValueToString(static_cast<double>(length) / seconds), seconds, manual.values,
-          manual.utf8Errors);
+    if (large || manual.utf8Errors > 0)
+        WMLog("[mutPListFrom] fin %@bytes/sec (%.2f secs, %ld values, %ld UTF8 errors)",
+              WMHumanValueToString(static_cast<double>(length) / seconds), seconds, manual.values,
+              manual.utf8Errors);
     return manual.root;
 }

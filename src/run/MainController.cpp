@@ -245,9 +245,9 @@ void MainController::processNextSongOnWorkList(SongInfoTask* task)
         setBeginAddToMode(QStringLiteral("Begin"));
         mSongWorkList.reset();
         updateInfoGatheringStatusField();
-        addLog(LocalizedStrings::format(mDryRun ? QStringLiteral("LogFinishedDryRun")
-                                                : QStringLiteral("LogFinished"),
-                                        mSongsModified, mSongsProcessed),
+        addLog(LocalizedStrings::format(
+                   mDryRun ? QStringLiteral("LogFinishedDryRun") : QStringLiteral("LogFinished"),
+                   mSongsModified, LocalizedStrings::count(QStringLiteral("CountSongs"), mSongsProcessed)),
                kDarkGreen);
         emit runEnded(false);
     } else if (mSongWorkList) {
@@ -267,21 +267,40 @@ void MainController::finishCurrentTask(SongInfoTask* task)
     if (mCurrentSongUnreadable)
         song->setActivityStatus(SongActivityStatus::Problem);
 
+    mCurrentOutcome.sources = task->sourceReports();
+    mCurrentOutcome.note = task->errorMessage();
+    if (mCurrentSongUnreadable) {
+        const bool gone = !QFileInfo::exists(song->path());
+        mCurrentOutcome.kind = gone ? SongOutcome::Kind::Vanished : SongOutcome::Kind::Unreadable;
+        mCurrentOutcome.reason = LocalizedStrings::text(gone ? QStringLiteral("ReasonVanished")
+                                                             : QStringLiteral("ReasonTagUnreadable"));
+    } else if (task->wasCancelled()) {
+        mCurrentOutcome.kind = SongOutcome::Kind::Cancelled;
+    } else if (task->desiredAssetFlags()) {
+        mCurrentOutcome.kind = SongOutcome::Kind::NothingFound;
+    }
+
     AudioInfoTag* tag = nullptr;
     // The cache's summary already stands in for an unchanged song's tag.
     bool reverted = false;
-    const AlbumAssets changed = task->wasCancelled() ? AlbumAssets() : task->changedAssetFlags();
+    // What the path gave counts as changed whatever the task did.
+    const AlbumAssets changed =
+        (task->wasCancelled() ? AlbumAssets() : task->changedAssetFlags()) | mCurrentPathAssets;
     if (task->wasCancelled()) {
         for (const std::shared_ptr<SongFile>& queued : *mSongWorkList)
             queued->setDefaultActivityStatus();
         mSongWorkList.reset();
         mQueued.clear();
         updateInfoGatheringStatusField();
-        addLog(LocalizedStrings::format(QStringLiteral("LogCancelled"), mSongsModified, mSongsProcessed),
-               kOrange);
+        addLog(
+            LocalizedStrings::format(QStringLiteral("LogCancelled"), mSongsModified,
+                                     LocalizedStrings::count(QStringLiteral("CountSongs"), mSongsProcessed)),
+            kOrange);
         emit runEnded(true);
     } else if (changed) {
-        mCurrentOrigins = task->valueOrigins();
+        const QHash<TagAttribute, ChangeOrigin>& found = task->valueOrigins();
+        for (auto it = found.constBegin(); it != found.constEnd(); ++it)
+            mCurrentOrigins.insert(it.key(), it.value());
         emit sortInvalidated();
     } else {
         reverted = song->revertToCachedInfotag();
@@ -293,8 +312,23 @@ void MainController::finishCurrentTask(SongInfoTask* task)
     tag = song->hasInfotagCached() ? song->infotag() : nullptr;
     if (tag && tag->tagHasBeenModified()) {
         if (mDryRun) {
-            // Shown, not written: the file's own values come back.
-            reportChanges(song, tag, changed);
+            // Shown, not written: the file's own values come back. A file
+            // the real run could not write is named with the reason.
+            QString error;
+            if (rehearseWrite(*song, *tag, &error)) {
+                reportChanges(song, tag, changed);
+            } else {
+                if (mCurrentReport)
+                    mCurrentOutcome.changes = FileChangeRecord::between(
+                        song->path(), mCurrentReport->before(), TagSnapshot::of(*tag),
+                        ChangeOrigin{ChangeOrigin::Kind::WebSource, {}}, mCurrentOrigins);
+                mCurrentOutcome.kind = SongOutcome::Kind::WriteFailed;
+                mCurrentOutcome.reason = error;
+                addLog(LocalizedStrings::format(QStringLiteral("ErrorWouldNotModify"), tag->artist(),
+                                                tag->title(), error),
+                       kRed);
+                WMLog("    %@", song->path());
+            }
             song->uncacheInfotag();
             keepCachedSummary(*song);
         } else {
@@ -308,9 +342,12 @@ void MainController::finishCurrentTask(SongInfoTask* task)
     }
     if (!task->errorMessage().isEmpty())
         addLog(WMFormat::string("-- %@", task->errorMessage()), kRed);
+    emit songDone(song, mCurrentOutcome);
     mCurrentReport.reset();
     mCurrentOrigins.clear();
     mCurrentSongUnreadable = false;
+    mCurrentOutcome = SongOutcome();
+    mCurrentPathAssets = {};
     releaseTask();
 }
 
@@ -325,8 +362,18 @@ void MainController::reportChanges(const std::shared_ptr<SongFile>& song, AudioI
         LocalizedStrings::format(mDryRun ? QStringLiteral("LogWouldSetInfo") : QStringLiteral("LogSetInfo"),
                                  title, AlbumInfo::summaryOfAssets(changed)),
         kBlue);
-    if (tag && mCurrentReport)
-        emit songChanges(song, mCurrentReport->changesTo(*tag, mCurrentOrigins));
+    mCurrentOutcome.kind = SongOutcome::Kind::Changed;
+    if (tag && mCurrentReport) {
+        const QStringList changes = mCurrentReport->changesTo(*tag, mCurrentOrigins);
+        // The log keeps which file it was and what it held before.
+        WMLog("    %@", song->path());
+        for (const QString& change : changes)
+            WMLog("    %@", change);
+        mCurrentOutcome.changes =
+            FileChangeRecord::between(song->path(), mCurrentReport->before(), TagSnapshot::of(*tag),
+                                      ChangeOrigin{ChangeOrigin::Kind::WebSource, {}}, mCurrentOrigins);
+        emit songChanges(song, changes);
+    }
 }
 
 bool MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAssets changed)
@@ -341,6 +388,13 @@ bool MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAsset
         const QString artist = tag ? tag->artist() : QString();
         const QString title = tag ? tag->title() : song->filename();
         addLog(LocalizedStrings::format(QStringLiteral("ErrorCannotModify"), artist, title, error), kRed);
+        WMLog("    %@", song->path());
+        if (tag && mCurrentReport)
+            mCurrentOutcome.changes =
+                FileChangeRecord::between(song->path(), mCurrentReport->before(), TagSnapshot::of(*tag),
+                                          ChangeOrigin{ChangeOrigin::Kind::WebSource, {}}, mCurrentOrigins);
+        mCurrentOutcome.kind = SongOutcome::Kind::WriteFailed;
+        mCurrentOutcome.reason = error;
         song->uncacheInfotag();
         song->setActivityStatus(SongActivityStatus::Problem);
         emit writeFailed(song, error);
@@ -405,6 +459,16 @@ void MainController::startTask(const std::shared_ptr<SongFile>& song)
     song->ensureInfotagIsReal();
     AudioInfoTag* tag = song->infotag();
     mCurrentSongUnreadable = tag == nullptr;
+    mCurrentOutcome = SongOutcome();
+    mCurrentOutcome.dryRun = mDryRun;
+    mCurrentPathAssets = {};
+    mCurrentOrigins.clear();
+    if (tag) {
+        mCurrentReport.emplace(*tag);
+        // Before anything is judged from the tag: a song without artist,
+        // album or title is looked up by what its path says.
+        takeValuesFromPath(*song, *tag);
+    }
     if (tag && tag->numberOfImages() == 0 && song->hasiTunesArtwork() < 0)
         identifyiTunesArtworkForSong(*song);
     GatherFlags::Song state;
@@ -442,7 +506,6 @@ void MainController::startTask(const std::shared_ptr<SongFile>& song)
     }
 
     song->rememberOriginalValuesForLaterRefresh();
-    mCurrentReport.emplace(*tag);
     updateInfoGatheringStatusField();
     song->setActivityStatus(SongActivityStatus::Gathering);
     task->setProgessIndicator(&mSongProgress);
@@ -483,8 +546,10 @@ void MainController::endRun()
 {
     if (mHistory) {
         mHistory->finish();
-        if (!mHistory->problem().isEmpty())
+        if (!mHistory->problem().isEmpty()) {
             addLog(mHistory->problem(), kRed);
+            emit historyProblem(mHistory->problem());
+        }
         mHistory.reset();
     }
     mOverallProgress.setDoubleValue(0.0);

@@ -1,8 +1,9 @@
 #pragma once
 
 #include "SongChangeReport.h"
-#include "history/HistoryRecorder.h"
+#include "SongOutcome.h"
 #include "WindowPrefs.h"
+#include "history/HistoryRecorder.h"
 #include "support/ProgressIndicator.h"
 #include "web/AlbumAsset.h"
 #include "web/SongInfoTask.h"
@@ -143,6 +144,10 @@ signals:
     void songChanges(const std::shared_ptr<SongFile>& song, const QStringList& changes);
     // A song's file could not be written; the reason is in the log line.
     void writeFailed(const std::shared_ptr<SongFile>& song, const QString& error);
+    // A song's turn ended: how, what changed and what each source said.
+    void songDone(const std::shared_ptr<SongFile>& song, const SongOutcome& outcome);
+    // The change history could not record the run (also in a log line).
+    void historyProblem(const QString& text);
     void statusTextChanged(const QString& text);
     // "Begin" or "Add": the Begin command's texts are the localised ones
     // under that word followed by "Label", "PaletteLabel" and "ToolTip".
@@ -171,6 +176,12 @@ private:
     void finishCurrentTask(SongInfoTask* task);
     // Counts and logs a song's changes (as would-be changes in a dry run).
     void reportChanges(const std::shared_ptr<SongFile>& song, AudioInfoTag* tag, AlbumAssets changed);
+    // The values the song's path gives for those its tag lacks and the run
+    // looks for (the artist always: a lookup needs it).
+    void takeValuesFromPath(const SongFile& song, AudioInfoTag& tag);
+    // In a dry run: whether the song's changed tag could be written, with
+    // every check of a real write made and nothing written.
+    static bool rehearseWrite(const SongFile& song, AudioInfoTag& tag, QString* error);
     void keepCachedSummary(SongFile& song);
     std::shared_ptr<SongFile> nextSong();
     void startTask(const std::shared_ptr<SongFile>& song);
@@ -213,4 +224,7 @@ private:
     std::optional<HistoryRecorder> mHistory;
     QString mSourceDescription;
     bool mCurrentSongUnreadable = false;
+    // How the current song ends, and what its path gave it.
+    SongOutcome mCurrentOutcome;
+    AlbumAssets mCurrentPathAssets;
 };

@@ -142,6 +142,11 @@ void SongSourceLoader::logRed(const QString& key, const QString& path)
 {
     const QString text = WMFormat::string("%@ %@", LocalizedStrings::text(key), path);
     WMLog("%@", text);
+    // Songs left out are listed with the reason.
+    if (key == QLatin1String("NoInitializeTag") || key == QLatin1String("NoInitializeSong"))
+        mUnopenedFiles.append({path, LocalizedStrings::text(key == QLatin1String("NoInitializeTag")
+                                                                ? QStringLiteral("ReasonTagUnreadable")
+                                                                : QStringLiteral("ReasonNotASong"))});
     emit logLine(text, QColor(Qt::red));
 }
 
@@ -315,13 +320,16 @@ bool SongSourceLoader::gatherSongsFromPlaylist(const QVariantMap& library, const
     begin(SongSourceKind::Playlist);
     QVariantMap playlist;
     const QVariantList playlists = library.value(QStringLiteral("Playlists")).toList();
-    for (int pass = 0; pass < 2 && playlist.isEmpty(); ++pass) {
+    // By persistent ID, then by name as written, then by name in any case.
+    for (int pass = 0; pass < 3 && playlist.isEmpty(); ++pass) {
         for (const QVariant& entry : playlists) {
             const QVariantMap candidate = entry.toMap();
             const bool byPID =
                 pass == 0 && !playlistPID.isEmpty() &&
                 candidate.value(QStringLiteral("Playlist Persistent ID")).toString() == playlistPID;
-            const bool byName = pass == 1 && candidate.value(QStringLiteral("Name")).toString() == name;
+            const QString candidateName = candidate.value(QStringLiteral("Name")).toString();
+            const bool byName = (pass == 1 && candidateName == name) ||
+                                (pass == 2 && candidateName.compare(name, Qt::CaseInsensitive) == 0);
             if (byPID || byName) {
                 playlist = candidate;
                 break;
@@ -330,9 +338,15 @@ bool SongSourceLoader::gatherSongsFromPlaylist(const QVariantMap& library, const
     }
     if (playlist.isEmpty()) {
         const QString title = name.isEmpty() ? playlistPID : name;
-        WMLog("%@", LocalizedStrings::format(QStringLiteral("PlaylistNotFoundMessage"), title));
-        emit logLine(LocalizedStrings::format(QStringLiteral("PlaylistNotFoundMessage"), title),
-                     QColor(Qt::red));
+        QStringList names;
+        for (const QVariant& entry : playlists)
+            names.append(QStringLiteral("“") + entry.toMap().value(QStringLiteral("Name")).toString() +
+                         QStringLiteral("”"));
+        const QString message =
+            LocalizedStrings::format(QStringLiteral("PlaylistNotFoundMessage"), title) + QLatin1Char(' ') +
+            LocalizedStrings::format(QStringLiteral("PlaylistsThatExist"), names.join(QStringLiteral(", ")));
+        WMLog("%@", message);
+        emit logLine(message, QColor(Qt::red));
         emit playlistNotFound(title);
         return false;
     }

@@ -64,8 +64,9 @@ public:
     // read was loaded) or unreadable; empty when it was read whole.
     QString sourceError() const { return mSourceError; }
 
-    // A song file (or folder) of the last folder load that could not even
-    // be opened: its path as the user's shell shows it, and why.
+    // A song file (or folder) of the last load that could not be opened or
+    // read: its path (as the user's shell shows it when it is not UTF-8),
+    // and why.
     struct UnopenedFile
     {
         QString path;

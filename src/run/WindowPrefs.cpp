@@ -96,6 +96,14 @@ std::optional<AlbumAssets> WindowPrefs::assetsFromNames(const QString& list)
     return assets;
 }
 
+QStringList WindowPrefs::assetNames()
+{
+    QStringList names;
+    for (const AssetKey& entry : AssetKeys)
+        names.append(QLatin1String(entry.name));
+    return names;
+}
+
 QString WindowPrefs::namesOfAssets(AlbumAssets assets)
 {
     QStringList names;

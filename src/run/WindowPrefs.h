@@ -3,6 +3,7 @@
 #include "web/AlbumAsset.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -47,6 +48,8 @@ public:
     // "album,title" ... as the command line writes them; none for an unknown
     // name.
     static std::optional<AlbumAssets> assetsFromNames(const QString& list);
+    // Every name assetsFromNames() takes, in the window's order.
+    static QStringList assetNames();
     static QString namesOfAssets(AlbumAssets assets);
 
 private:

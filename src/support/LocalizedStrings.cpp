@@ -23,3 +23,8 @@ QString LocalizedStrings::text(const QString& key)
     const auto it = table.constFind(key);
     return it == table.constEnd() ? key : it->toString();
 }
+
+QString LocalizedStrings::count(const QString& key, qint64 n)
+{
+    return format(key + (n == 1 ? QStringLiteral("One") : QStringLiteral("Other")), n);
+}

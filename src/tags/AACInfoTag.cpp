@@ -7,6 +7,7 @@
 
 #include "support/WMLog.h"
 
+#include <QHash>
 #include <QtEndian>
 
 #include <cmath>
@@ -26,6 +27,21 @@ const QString kCompilation = QStringLiteral("compilation");
 constexpr quint32 kData = 0x64617461; // "data"
 constexpr quint32 kDrms = 0x64726D73; // "drms"
 constexpr quint32 kMp4a = 0x6D703461; // "mp4a"
+
+// The file property naming the audio of the first track.
+const QString kCodec = QStringLiteral("QBAudioCodec");
+
+// "AAC", "ALAC" ... for a sample entry's format code.
+QString codecName(const QByteArray& code)
+{
+    static const QHash<QByteArray, QString> names = {
+        {"mp4a", QStringLiteral("AAC")},    {"drms", QStringLiteral("AAC (protected)")},
+        {"alac", QStringLiteral("ALAC")},   {"ac-3", QStringLiteral("AC-3")},
+        {"ec-3", QStringLiteral("E-AC-3")}, {"fLaC", QStringLiteral("FLAC")},
+        {"Opus", QStringLiteral("Opus")},   {".mp3", QStringLiteral("MP3")}};
+    const QString name = names.value(code);
+    return name.isEmpty() ? QString::fromLatin1(code).trimmed() : name;
+}
 constexpr quint32 kEsds = 0x65736473; // "esds"
 
 quint32 be32At(const QByteArray& bytes, qsizetype at)
@@ -164,6 +180,9 @@ void AACInfoTag::readFileProperties(Atom* root)
     bool protectedTrack = false;
     if (Atom* stsd = root->childAtAtomPath(QStringLiteral("FILE:moov:trak:mdia:minf:stbl:stsd"))) {
         const QByteArray desc = stsd->data();
+        // What the first sample entry holds, for the tag's version.
+        if (desc.size() >= 16)
+            properties.insert(kCodec, codecName(desc.mid(12, 4)));
         // Walks the first sample entry and its esds in 36-byte steps, which
         // land on the entry's name and then on the esds name.
         for (qsizetype at = 12; at < desc.size() - 8 && (sampleRate == 0 || bitRate == 0); at += 36) {
@@ -339,7 +358,8 @@ bool AACInfoTag::addImage(const ID3Image& image)
 
 QString AACInfoTag::readVersion() const
 {
-    return QStringLiteral("AAC");
+    // What the file holds, once its audio properties were read.
+    return metadata().value(kCodec, QStringLiteral("AAC")).toString();
 }
 QString AACInfoTag::writeVersion() const
 {

@@ -158,6 +158,27 @@ QString SafeFileRewriter::journalFolder()
            QStringLiteral("/Rewrite Journal");
 }
 
+namespace {
+
+thread_local int tRehearsals = 0;
+
+} // namespace
+
+SafeFileRewriter::Rehearsal::Rehearsal()
+{
+    ++tRehearsals;
+}
+
+SafeFileRewriter::Rehearsal::~Rehearsal()
+{
+    --tRehearsals;
+}
+
+bool SafeFileRewriter::isRehearsing()
+{
+    return tRehearsals > 0;
+}
+
 void SafeFileRewriter::setJournalFolder(const QString& folder)
 {
     QMutexLocker lock(&folderMutex());
@@ -194,6 +215,14 @@ bool SafeFileRewriter::apply(const QString& path, const QList<FileEdit>& edits, 
         previousEnd = edit.offset + edit.length;
         newSize += edit.bytes.size() - edit.length;
         sameLength = sameLength && edit.bytes.size() == edit.length;
+    }
+    if (isRehearsing()) {
+        const QString folder = journalFolder();
+        if (!QDir().mkpath(folder) || !QFileInfo(folder).isWritable())
+            return fail(errorText,
+                        LocalizedStrings::format(QStringLiteral("RewriteErrorJournal"), path,
+                                                 QStringLiteral("%1 can't be written").arg(folder)));
+        return true;
     }
 
     RewriteJournal::Header header;

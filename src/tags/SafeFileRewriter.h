@@ -39,6 +39,21 @@ public:
     // On a write error the original bytes are put back before returning.
     static bool apply(const QString& path, const QList<FileEdit>& edits, const FileIdentity& expected,
                       QString* errorText);
+    // While one lives (on this thread), apply() only rehearses: it makes
+    // every check a write makes (the lock, opening the file for writing, its
+    // identity, the edits against its length, the journal's folder) and
+    // answers as the write would, without writing anything. A dry run tells
+    // so which songs could not be written.
+    class Rehearsal
+    {
+    public:
+        Rehearsal();
+        ~Rehearsal();
+        Rehearsal(const Rehearsal&) = delete;
+        Rehearsal& operator=(const Rehearsal&) = delete;
+    };
+    static bool isRehearsing();
+
     // Undoes every interrupted write named by a journal left behind; answers
     // the number of files restored. A journal whose file matches neither the
     // state before nor a state the write could have left is set aside (moved

@@ -58,6 +58,7 @@ void AlbumLookup::sourceCompleted(WebDBInterface* source)
     if (it == mInUse.end())
         return;
     mGathered += source->albums();
+    mSourceReports.append(SourceReport::of(*source));
     it->release()->deleteLater();
     mInUse.erase(it);
     if (mInUse.empty())

@@ -2,6 +2,7 @@
 
 #include "web/AlbumChooser.h"
 #include "web/AlbumInfo.h"
+#include "web/SourceFailure.h"
 
 #include <QObject>
 #include <QStringList>
@@ -46,6 +47,8 @@ public:
     // What is left after pruning, and the one chosen from it.
     const QList<AlbumInfo>& prunedAlbums() const { return mPruned; }
     const std::optional<AlbumInfo>& chosenAlbum() const { return mChosen; }
+    // What each source asked came back with, in the order they ended.
+    const QList<SourceReport>& sourceReports() const { return mSourceReports; }
     const QString& errorMessage() const { return mErrorMessage; }
 
     Q_INVOKABLE void sourceCompleted(WebDBInterface* source);
@@ -66,6 +69,7 @@ private:
     bool mFinished = false;
     std::vector<std::unique_ptr<WebDBInterface>> mInUse;
     QList<AlbumInfo> mGathered;
+    QList<SourceReport> mSourceReports;
     QList<AlbumInfo> mPruned;
     std::optional<AlbumInfo> mChosen;
     QString mErrorMessage;

@@ -1,11 +1,12 @@
 #include "web/DiscogsInterface.h"
 
+#include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
-#include "web/WMUtility.h"
 #include "text/WMStringExtensions.h"
 #include "text/WendmarkTextExtensions.h"
 #include "web/URLTemplate.h"
 #include "web/WMHTTPQueue.h"
+#include "web/WMUtility.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -76,6 +77,8 @@ void DiscogsInterface::beginSearch()
     const QString secret = secretHash().trimmed();
     const QString query = mResources.value(QStringLiteral("trackQuery")).toString();
     if (key.isEmpty() || secret.isEmpty()) {
+        setFailure(
+            SourceFailure::notConfigured(LocalizedStrings::text(QStringLiteral("SourceNeedsDiscogsKey"))));
         static std::atomic_bool told{false};
         if (!told.exchange(true))
             WMLog("discog: no API key or secret; Discogs skipped");

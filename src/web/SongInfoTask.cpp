@@ -195,6 +195,7 @@ void SongInfoTask::parallelSearchCompleted(WebDBInterface* source)
     if (it == mParallelDBIsInUse.end())
         return;
     mParallelAlbums += source->albums();
+    mSourceReports.append(SourceReport::of(*source));
     // The source is still on the call stack of its own notification.
     it->release()->deleteLater();
     mParallelDBIsInUse.erase(it);
@@ -278,6 +279,7 @@ void SongInfoTask::serialSearchCompleted(WebDBInterface* source)
     if (it == mParallelDBIsInUse.end())
         return;
     QList<AlbumInfo> albums = source->albums();
+    mSourceReports.append(SourceReport::of(*source));
     it->release()->deleteLater();
     mParallelDBIsInUse.erase(it);
     mGatheredAlbums += albums;

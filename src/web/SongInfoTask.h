@@ -5,6 +5,7 @@
 #include "web/AlbumAsset.h"
 #include "web/AlbumChooser.h"
 #include "web/AlbumInfo.h"
+#include "web/SourceFailure.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -87,6 +88,8 @@ public:
     const std::optional<AlbumInfo>& chosenAlbum() const { return mChosenAlbum; }
     // Every album the sources returned, before pruning.
     const QList<AlbumInfo>& gatheredAlbums() const { return mGatheredAlbums; }
+    // What each source asked came back with, in the order they ended.
+    const QList<SourceReport>& sourceReports() const { return mSourceReports; }
 
     // The assets the named sources can supply together.
     static AlbumAssets assetsPossibleFromSources(const QStringList& sourceNames);
@@ -152,6 +155,7 @@ private:
     qsizetype mNextSerialSource = 0;
     QList<AlbumInfo> mParallelAlbums;
     QList<AlbumInfo> mGatheredAlbums;
+    QList<SourceReport> mSourceReports;
     QList<AlbumInfo> mArtCandidates;
     std::optional<AlbumInfo> mChosenAlbum;
     QUrl mArtURLInFlight;

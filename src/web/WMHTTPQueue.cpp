@@ -334,7 +334,9 @@ void WMHTTPQueue::loadWaitingURLs()
         const QString host = url.host();
         if (!host.isEmpty()) {
             if (mPacer.hasRecentFailure(host)) {
-                failLater(url, info);
+                // With the reason the host is avoided: a server that went
+                // quiet did not refuse anything.
+                failLater(url, info, mHostFailures.value(host.toLower()));
                 break;
             }
             if (mPacer.pauseRemaining(host) > kMaxRetryWaitSeconds * 1000) {

@@ -41,8 +41,8 @@ class QNetworkReply;
 // Owners are held weakly: an answer for a destroyed owner is dropped.
 //
 // Beyond plain queueing: hosts that timed out, were not found or refused a
-// connection are paused for 300 seconds (their URLs fail at once with
-// -1004); redirects are followed by the queue itself (at most 10 hops, the
+// connection are paused for 300 seconds (their URLs fail at once with the
+// error that paused the host); redirects are followed by the queue itself (at most 10 hops, the
 // owner is kept, "WMHTTPRedirectNotification" is emitted as
 // redirectNotification()); a host may be given a minimum interval between
 // request starts; a 429 or 503 answer with "Retry-After" pauses its host
@@ -228,6 +228,7 @@ private:
 
     QHash<QString, RequestInfo> mRequests;
     HostPacer mPacer; // failed, paced and paused hosts
+    QHash<QString, QVariantMap> mHostFailures; // host -> the error that paused it
     bool mNoInternetAnnounced = false;
     int mTimeoutOverrideMs = 0;
     int mAnswerDeadlineMs = kDefaultAnswerDeadlineSeconds * 1000;

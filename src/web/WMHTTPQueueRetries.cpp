@@ -121,6 +121,7 @@ void WMHTTPQueue::connectionFailed(const QString& key, const QVariantMap& error,
                 LocalizedStrings::format(QStringLiteral("ErrorHostTimedOut"), host, qint64(timeoutSeconds)));
         }
         mPacer.recordFailure(host);
+        mHostFailures.insert(host, error);
     }
     releaseIndicator(key);
     dropConnection(key);

@@ -23,6 +23,7 @@ struct Registry
 {
     QMutex mutex;
     QHash<QString, WebDBInterface::Factory> factories;
+    QStringList order;
 };
 
 Registry& registry()
@@ -47,8 +48,7 @@ std::unique_ptr<WebDBInterface> WebDBInterface::interfaceWithName(const QString&
 {
     if (className.isEmpty())
         return nullptr;
-    static std::once_flag builtInsRegistered;
-    std::call_once(builtInsRegistered, [] { registerBuiltInWebSources(); });
+    registeredClassNames();
 
     Factory factory;
     {
@@ -72,7 +72,24 @@ std::unique_ptr<WebDBInterface> WebDBInterface::interfaceWithName(const QString&
 void WebDBInterface::registerInterfaceClass(const QString& className, Factory factory)
 {
     QMutexLocker locker(&registry().mutex);
+    if (!registry().factories.contains(className))
+        registry().order.append(className);
     registry().factories.insert(className, std::move(factory));
+}
+
+QStringList WebDBInterface::registeredClassNames()
+{
+    static std::once_flag builtInsRegistered;
+    std::call_once(builtInsRegistered, [] { registerBuiltInWebSources(); });
+    QMutexLocker locker(&registry().mutex);
+    return registry().order;
+}
+
+QString WebDBInterface::displayName(const QString& className)
+{
+    const QLatin1String suffix("Interface");
+    return className.endsWith(suffix) && className.size() > suffix.size() ? className.chopped(suffix.size())
+                                                                          : className;
 }
 
 WebDBInterface::WebDBInterface(const QVariantMap& resources, QObject* parent)
@@ -183,6 +200,8 @@ void WebDBInterface::finishedSearch(const QVariantMap& answer)
     if (found == answer.constEnd())
         return;
     mLoadingURLs.removeAll(found.value());
+    if (!mFailure.isFailure() && mFailure.kind() != SourceFailure::Kind::NotConfigured)
+        mFailure = SourceFailure::fromAnswer(answer);
     if (mProgress)
         mProgress->incrementBy(1.0);
     maintainWaitingURLs();

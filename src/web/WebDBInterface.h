@@ -2,6 +2,7 @@
 
 #include "web/AlbumAsset.h"
 #include "web/AlbumInfo.h"
+#include "web/SourceFailure.h"
 
 #include <QByteArray>
 #include <QList>
@@ -44,6 +45,11 @@ public:
     // Makes a class known to interfaceWithName(); a second registration of a
     // name replaces the first.
     static void registerInterfaceClass(const QString& className, Factory factory);
+    // The class names known to interfaceWithName(), in the order registered.
+    static QStringList registeredClassNames();
+    // How a source is named to the user: "MusicBrainz" for
+    // "MusicBrainzInterface".
+    static QString displayName(const QString& className);
     // Registers T, which has a constructor taking the resources, under its
     // Qt class name.
     template <class T> static void registerInterfaceClass()
@@ -100,6 +106,9 @@ public:
     bool wasCancelled() const { return mWasCancelled; }
 
     const QList<AlbumInfo>& albums() const { return mAlbums; }
+    // The first failure among the source's answers, or why it did not
+    // search; none when every answer came.
+    const SourceFailure& failure() const { return mFailure; }
 
     // Forwards a usage note under this source's class name.
     void notifyUsageDesc(const QString& description, const QString& key, const QVariant& info);
@@ -142,6 +151,8 @@ protected:
     // search; a page without them is logged and the search goes on.
     void takeLyricsPage(const QVariantMap& answer,
                         const std::function<QString(const QByteArray&)>& lyricsInPage);
+    // For a source that can't search (a key it needs is not set).
+    void setFailure(const SourceFailure& failure) { mFailure = failure; }
 
     QVariantMap mResources;
     QList<AlbumInfo> mAlbums;
@@ -168,6 +179,7 @@ protected:
     bool mAllowSubstrings = false;
     bool mIsCompilation = false;
     bool mWithoutParentheses = false;
+    SourceFailure mFailure;
 
     static constexpr int DefaultSimultaneousSearches = 8;
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
+#include <QList>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
@@ -27,6 +29,21 @@ public:
     // Runs quillbeat-cli (or `program`, e.g. a shell that starts it).
     static Outcome run(const QStringList& arguments, int timeoutMs = 60000,
                        const QString& program = QString());
+    // Runs quillbeat-cli while this thread's event loop turns, so that the
+    // local test server answers meanwhile; `resources` is the file for
+    // QUILLBEAT_RESOURCES (none: the demo's).
+    static Outcome runServing(const QStringList& arguments, const QString& resources = QString(),
+                              int timeoutMs = 60000);
+    // Resources that send the MusicBrainz source (the only one listed) to
+    // the server at `root`, written under `name`.
+    static QString musicBrainzResources(const QString& name, const QString& root);
+    // Stores a setting as a user would (`prefs KEY VALUE`); a null value
+    // resets it.
+    static bool setPreference(const QString& key, const QString& value);
+    // The objects of output written one JSON object per line.
+    static QList<QJsonObject> jsonLines(const QByteArray& output);
+    // The line whose "kind" is `kind` (the last such), or an empty object.
+    static QJsonObject jsonLineOfKind(const QByteArray& output, const QString& kind);
     // The program's settings file, as it writes it.
     static QString settingsPath();
 };

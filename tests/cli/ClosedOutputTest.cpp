@@ -118,7 +118,7 @@ TEST(ClosedOutput, FixStopsAfterTheCurrentSong)
                                      environment);
     ASSERT_TRUE(run.readerDone);
     ASSERT_EQ(run.readerLines.size(), 2);
-    EXPECT_TRUE(run.readerLines.first().startsWith(QStringLiteral("Undertow: ")))
+    EXPECT_TRUE(run.readerLines.first().startsWith(QStringLiteral("2.mp3  (Harbour Lights – Undertow)")))
         << run.readerLines.first().toStdString();
     EXPECT_TRUE(run.finished) << "fix went on after its output was closed";
     EXPECT_FALSE(run.crashed);

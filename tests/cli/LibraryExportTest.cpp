@@ -123,12 +123,41 @@ TEST(LibraryExport, TruncatedExportsAreDamagedAndListWhatWasRead)
         ASSERT_TRUE(scan.finished) << row.name;
         EXPECT_TRUE(QString::fromUtf8(scan.err).contains(damaged))
             << row.name << ": " << scan.err.constData();
-        const QJsonObject listing = QJsonDocument::fromJson(scan.out).object();
-        EXPECT_TRUE(listing.value(QStringLiteral("error")).toString().contains(QStringLiteral("truncated")))
+        const QJsonObject summary = CliProcess::jsonLineOfKind(scan.out, QStringLiteral("summary"));
+        EXPECT_TRUE(summary.value(QStringLiteral("error")).toString().contains(QStringLiteral("truncated")))
             << row.name;
-        const QJsonArray songs = listing.value(QStringLiteral("songs")).toArray();
-        ASSERT_FALSE(songs.isEmpty()) << row.name;
-        EXPECT_EQ(songs.first().toObject().value(QStringLiteral("path")).toString(), paths.first())
+        const QJsonObject first = CliProcess::jsonLineOfKind(scan.out, QStringLiteral("song"));
+        ASSERT_FALSE(first.isEmpty()) << row.name;
+        EXPECT_EQ(CliProcess::jsonLines(scan.out).first().value(QStringLiteral("path")).toString(),
+                  paths.first())
             << row.name;
     }
+}
+
+TEST(LibraryExport, PlaylistsAreFoundByNameInAnyCase)
+{
+    const QString folder = LoadTestFiles::freshFolder(QStringLiteral("playlist-case"));
+    const QString song = folder + QStringLiteral("/song.mp3");
+    ASSERT_TRUE(LoadTestFiles::writeSong(song, QStringLiteral("Undertow"), QStringLiteral("Harbour Lights")));
+    const QString xml = folder + QStringLiteral("/Library.xml");
+    const QVariantMap item{{QStringLiteral("Track ID"), 1}};
+    ASSERT_TRUE(TestSupport::writeFile(
+        xml, LoadTestFiles::libraryXml({LoadTestFiles::track(1, song, QStringLiteral("Undertow"))},
+                                       {{{QStringLiteral("Name"), QStringLiteral("Road Trip")},
+                                         {QStringLiteral("Playlist Items"), QVariantList{item}}},
+                                        {{QStringLiteral("Name"), QStringLiteral("Quiet")},
+                                         {QStringLiteral("Playlist Items"), QVariantList{item}}}})));
+    const CliProcess::Outcome found =
+        CliProcess::run({QStringLiteral("scan"), QStringLiteral("--playlist"), QStringLiteral("road TRIP"),
+                         QStringLiteral("--xml"), xml});
+    EXPECT_EQ(found.status, 0) << found.err.constData();
+    EXPECT_TRUE(found.out.contains(song.toUtf8())) << found.out.constData();
+
+    const CliProcess::Outcome missing =
+        CliProcess::run({QStringLiteral("scan"), QStringLiteral("--playlist"), QStringLiteral("Roadtrip"),
+                         QStringLiteral("--xml"), xml});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_TRUE(
+        QString::fromUtf8(missing.err).contains(QStringLiteral("The playlists are: “Road Trip”, “Quiet”.")))
+        << missing.err.constData();
 }

@@ -116,8 +116,8 @@ TEST(PropertyListReader, TooShortBufferIsNotParsed)
     QString error = QStringLiteral("untouched");
     EXPECT_FALSE(PropertyListReader::mutablePropertyListFromData(bytes("<dict"), true, &error).isValid());
     EXPECT_EQ(error, QStringLiteral("untouched"));
-    EXPECT_TRUE(log.text().contains(QStringLiteral("[mutPListFrom] 5 bytes sysFirst:1")));
-    EXPECT_FALSE(log.text().contains(QStringLiteral("fin ")));
+    // Small lists are read without a word in the log.
+    EXPECT_FALSE(log.text().contains(QStringLiteral("[mutPListFrom]")));
 }
 
 TEST(PropertyListReader, BinaryDataGoesToThePlatformParserEvenWhenNotAsked)
@@ -138,7 +138,7 @@ TEST(PropertyListReader, BinaryDataGoesToThePlatformParserEvenWhenNotAsked)
     EXPECT_EQ(map.value(QStringLiteral("Yes")).toBool(), true);
     EXPECT_EQ(map.value(QStringLiteral("Added")).toDateTime(), kNewYear2025);
     EXPECT_EQ(map.value(QStringLiteral("List")).toList(), (QVariantList{QStringLiteral("a"), false}));
-    EXPECT_TRUE(log.text().contains(QStringLiteral("[mutPListFrom] sys fin ")));
+    EXPECT_FALSE(log.text().contains(QStringLiteral("[mutPListFrom]")));
 }
 
 TEST(PropertyListReader, BothPathsAgreeOnAWrittenFileExceptForRealsAndData)
@@ -243,7 +243,9 @@ TEST(PropertyListReader, BadUtf8BecomesNumberedPlaceholders)
 TEST(PropertyListReader, FinalLogLineCountsEveryTextBetweenTags)
 {
     LogCapture log;
-    readManual(bytes("<dict>\n<key>a</key>\n<string>x</string>\n</dict>"));
+    // Large enough (a library export's size) to be logged.
+    readManual(bytes("<dict>\n<key>a</key>\n<string>") + QByteArray(200000, 'x') +
+               bytes("</string>\n</dict>"));
     // "\n", "a", "\n", "x", "\n": blanks between tags are texts too.
     EXPECT_TRUE(log.text().contains(QStringLiteral(" secs, 5 values, 0 UTF8 errors)")));
     EXPECT_TRUE(log.text().contains(QStringLiteral("[mutPListFrom] fin ")));

@@ -207,7 +207,9 @@ TEST_F(MainControllerTest, RunsEverySongInTableOrderWritesAndReportsBack)
                   QStringLiteral("LogSetInfo"), QStringLiteral("Overpass"),
                   AlbumInfo::summaryOfAssets(AlbumAssets(AlbumAsset::Year) | AlbumAsset::Genre)));
     EXPECT_EQ(mLog.at(0).color, QColor(0, 0, 255));
-    EXPECT_EQ(mLog.at(2).text, LocalizedStrings::format(QStringLiteral("LogFinished"), 2, 3));
+    EXPECT_EQ(mLog.at(2).text,
+              LocalizedStrings::format(QStringLiteral("LogFinished"), 2,
+                                       LocalizedStrings::count(QStringLiteral("CountSongs"), 3)));
     EXPECT_EQ(mLog.at(2).color, kDarkGreen);
     ASSERT_EQ(changes.size(), 2);
     // Each change names the source and album its value came from.
@@ -246,7 +248,9 @@ TEST_F(MainControllerTest, DryRunReportsChangesAndWritesNothing)
     EXPECT_TRUE(mLog.first().text.startsWith(
         LocalizedStrings::format(QStringLiteral("LogWouldSetInfo"), QStringLiteral("Headlights"), QString())))
         << mLog.first().text.toStdString();
-    EXPECT_EQ(mLog.last().text, LocalizedStrings::format(QStringLiteral("LogFinishedDryRun"), 1, 1));
+    EXPECT_EQ(mLog.last().text,
+              LocalizedStrings::format(QStringLiteral("LogFinishedDryRun"), 1,
+                                       LocalizedStrings::count(QStringLiteral("CountSongs"), 1)));
     // The song shows its file's values again.
     EXPECT_TRUE(song->infotag()->year().isEmpty());
     EXPECT_EQ(song->activityStatus(), SongActivityStatus::Idle);
@@ -278,7 +282,9 @@ TEST_F(MainControllerTest, SongsAddedDuringARunJoinItAndTheCountersCarryOn)
     EXPECT_EQ(mController.songsProcessed(), 2u);
     EXPECT_EQ(mController.songsModified(), 2u);
     EXPECT_EQ(yearInFile(second->path()), QStringLiteral("1987"));
-    EXPECT_EQ(mLog.last().text, LocalizedStrings::format(QStringLiteral("LogFinished"), 2, 2));
+    EXPECT_EQ(mLog.last().text,
+              LocalizedStrings::format(QStringLiteral("LogFinished"), 2,
+                                       LocalizedStrings::count(QStringLiteral("CountSongs"), 2)));
 }
 
 TEST_F(MainControllerTest, StopCancelsTheTaskAndReturnsQueuedSongs)
@@ -301,7 +307,9 @@ TEST_F(MainControllerTest, StopCancelsTheTaskAndReturnsQueuedSongs)
     EXPECT_EQ(second->activityStatus(), SongActivityStatus::Idle);
     EXPECT_EQ(TestSupport::readFile(second->path()), secondBytes);
     ASSERT_FALSE(mLog.isEmpty());
-    EXPECT_EQ(mLog.last().text, LocalizedStrings::format(QStringLiteral("LogCancelled"), 0, 1));
+    EXPECT_EQ(mLog.last().text,
+              LocalizedStrings::format(QStringLiteral("LogCancelled"), 0,
+                                       LocalizedStrings::count(QStringLiteral("CountSongs"), 1)));
     EXPECT_EQ(mLog.last().color, QColor(255, 128, 0));
     TestHttpServer::waitFor([&] { return mController.beginMode() == QStringLiteral("Begin"); }, 2000);
     EXPECT_EQ(mController.beginMode(), QStringLiteral("Begin"));

@@ -52,12 +52,18 @@ TEST(ScanCommand, ListsSongsAndWhatTheyLack)
         runCommand<ScanCommand>({QStringLiteral("--folder"), folder, QStringLiteral("--json")}, &out, &err),
         0)
         << err.constData();
-    const QJsonObject answer = QJsonDocument::fromJson(out).object();
+    // One object per song and line, then the summary.
+    QJsonObject answer;
+    QHash<QString, QJsonObject> byPath;
+    for (const QByteArray& line : out.trimmed().split('\n')) {
+        const QJsonObject object = QJsonDocument::fromJson(line).object();
+        if (object.value(QStringLiteral("kind")).toString() == QLatin1String("summary"))
+            answer = object;
+        else
+            byPath.insert(object.value(QStringLiteral("path")).toString(), object);
+    }
     EXPECT_EQ(answer.value(QStringLiteral("count")).toInt(), 3);
     EXPECT_EQ(answer.value(QStringLiteral("damaged")).toInt(), 1);
-    QHash<QString, QJsonObject> byPath;
-    for (const QJsonValue& song : answer.value(QStringLiteral("songs")).toArray())
-        byPath.insert(song.toObject().value(QStringLiteral("path")).toString(), song.toObject());
     ASSERT_EQ(byPath.size(), 3);
     EXPECT_EQ(byPath.value(full).value(QStringLiteral("artist")).toString(), QStringLiteral("Band"));
     EXPECT_EQ(byPath.value(full).value(QStringLiteral("lacks")).toArray(),
@@ -125,7 +131,7 @@ TEST(RegenerateCommand, UntaggedMpeg4FilesAndRefusalsWithTheirReason)
     ASSERT_TRUE(TestSupport::writeFile(untagged, F::m4a(o)));
     QByteArray out, err;
     EXPECT_EQ(runCommand<RegenerateCommand>({untagged}, &out, &err), 0) << err.constData();
-    EXPECT_TRUE(out.contains("1 of 1 files regenerated")) << out.constData();
+    EXPECT_TRUE(out.contains("1 of 1 file regenerated")) << out.constData();
 
     const QString noMovie = folder + QStringLiteral("/nomovie.m4a");
     const QByteArray bytes = F::atom(QStringLiteral("ftyp"), QByteArray("M4A ") + F::be32(0)) +

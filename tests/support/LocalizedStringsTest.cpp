@@ -12,7 +12,7 @@ TEST(LocalizedStrings, LooksUpTextsByKey)
               QStringLiteral("Could not modify The Band - A Song: disk full"));
     EXPECT_EQ(LocalizedStrings::text(QStringLiteral("NoSuchKeyAnywhere")),
               QStringLiteral("NoSuchKeyAnywhere"));
-    EXPECT_TRUE(LocalizedStrings::format(QStringLiteral("CliHelp"), BundleInfo::shortVersion())
+    EXPECT_TRUE(LocalizedStrings::format(QStringLiteral("CliAbout"), BundleInfo::shortVersion())
                     .contains(BundleInfo::shortVersion()));
 }
 

@@ -292,7 +292,6 @@ TEST(TagCommands, SetChecksValuesBeforeWritingAnything)
         {"--bpm", "0", "from 1 to 65535", nullptr},
         {"--bpm", "65536", "from 1 to 65535", nullptr},
         {"--bpm", "98.5", "from 1 to 65535", nullptr},
-        {"--compilation", "maybe", "give yes or no", nullptr},
         {"--year", "1000", nullptr, "1000"},
         {"--year", "2024", nullptr, "2024"},
         {"--track", "03/012", nullptr, "3/12"},
