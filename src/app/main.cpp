@@ -4,7 +4,9 @@
 #include "NoticeBar.h"
 #include "ReportExceptionDialog.h"
 
+#include "cli/ArgumentParser.h"
 #include "cli/CliOutput.h"
+#include "cli/CommandTable.h"
 #include "cli/SongSourceOptions.h"
 #include "run/PrefsController.h"
 #include "support/BundleInfo.h"
@@ -29,27 +31,23 @@ int main(int argc, char** argv)
     QGuiApplication::setDesktopFileName(BundleInfo::identifier());
 
     SongSourceOptions source;
-    const QStringList arguments = QCoreApplication::arguments();
-    for (qsizetype i = 1; i < arguments.size(); ++i) {
-        const QString& argument = arguments.at(i);
-        if (argument == QLatin1String("--help") || argument == QLatin1String("-h")) {
-            CliOutput::print(stdout, LocalizedStrings::text(QStringLiteral("AppUsage")) + QLatin1Char('\n'));
-            return 0;
-        }
-        if (argument == QLatin1String("--version")) {
-            CliOutput::print(stdout, QStringLiteral("quillbeat ") + BundleInfo::shortVersion() +
-                                         QStringLiteral(" (") + BundleInfo::version() +
-                                         QStringLiteral(")\n"));
-            return 0;
-        }
-        if (!source.take(arguments, i)) {
-            CliOutput::print(stderr, LocalizedStrings::format(QStringLiteral("AppBadArgument"), argument) +
-                                         QLatin1Char('\n') +
-                                         LocalizedStrings::text(QStringLiteral("AppUsage")) +
-                                         QLatin1Char('\n'));
-            return 2;
-        }
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    if (arguments.contains(QLatin1String("--version"))) {
+        CliOutput::print(stdout, QStringLiteral("quillbeat ") + BundleInfo::shortVersion() + QStringLiteral(" (") +
+                                     BundleInfo::version() + QStringLiteral(")\n"));
+        return 0;
     }
+    const ArgumentParser::Result parsed = ArgumentParser::parse(CommandTable::windowSpec(), arguments);
+    if (parsed.helpRequested) {
+        CliOutput::print(stdout, LocalizedStrings::text(QStringLiteral("AppUsage")) + QLatin1Char('\n'));
+        return 0;
+    }
+    if (!parsed.arguments) {
+        CliOutput::print(stderr, parsed.error + QLatin1Char('\n') +
+                                     LocalizedStrings::text(QStringLiteral("AppUsage")) + QLatin1Char('\n'));
+        return 2;
+    }
+    source.take(*parsed.arguments);
 
     // Fatal signals and uncaught exceptions end in the log and a crash
     // report; an exception that reaches the event loop is offered for a

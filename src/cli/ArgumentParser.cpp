@@ -50,9 +50,16 @@ int editDistance(const QString& a, const QString& b)
 
 } // namespace
 
+QString ArgumentParser::commandLineOf(const CommandSpec& spec)
+{
+    if (spec.name == CommandTable::windowSpec().name)
+        return spec.name;
+    return QStringLiteral("quillbeat-cli ") + spec.name;
+}
+
 QString ArgumentParser::prefix(const CommandSpec& spec)
 {
-    return QStringLiteral("quillbeat-cli ") + spec.name + QStringLiteral(": ");
+    return commandLineOf(spec) + QStringLiteral(": ");
 }
 
 QString ArgumentParser::nounForValue(const QString& valueName)
@@ -152,7 +159,7 @@ ArgumentParser::Result ArgumentParser::parse(const CommandSpec& spec, const QStr
                 return fail(
                     LocalizedStrings::format(QStringLiteral("CliArgDidYouMean"), prefix(spec), name, guess));
             return fail(LocalizedStrings::format(QStringLiteral("CliArgUnknownOption"), prefix(spec), name,
-                                                 spec.name));
+                                                 commandLineOf(spec)));
         }
         if (parsed.has(option->name))
             return fail(LocalizedStrings::format(QStringLiteral("CliArgTwice"), prefix(spec), option->name));

@@ -35,6 +35,8 @@ public:
     static std::optional<ParsedArguments> parseFor(const QString& command, const QStringList& arguments,
                                                    std::FILE* out, std::FILE* err, int* status);
 
+    // "quillbeat-cli fix" (the window's own arguments: "quillbeat").
+    static QString commandLineOf(const CommandSpec& spec);
     // "quillbeat-cli fix: " before a message about the command's arguments.
     static QString prefix(const CommandSpec& spec);
     // The text saying what a value of `valueName` is ("a folder").

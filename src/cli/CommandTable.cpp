@@ -234,3 +234,14 @@ QString CommandTable::sourceClassForName(const QString& name)
     }
     return QString();
 }
+
+const CommandSpec& CommandTable::windowSpec()
+{
+    static const CommandSpec spec = [] {
+        CommandSpec window;
+        window.name = QStringLiteral("quillbeat");
+        window.options = sourceOptions();
+        return window;
+    }();
+    return spec;
+}

@@ -14,6 +14,9 @@ class CommandTable
 public:
     static const QList<CommandSpec>& commands();
     static const CommandSpec* find(const QString& name);
+    // The window's own arguments (`quillbeat [--folder DIR | --library ...]`):
+    // the song source options that scan and fix share.
+    static const CommandSpec& windowSpec();
 
     // The attributes a run looks for ("album", "title" ...).
     static QStringList attributeNames();

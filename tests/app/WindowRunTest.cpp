@@ -161,7 +161,8 @@ TEST_F(WindowRunTest, BeginTakesEverySongThroughItsStatusesToTheEnd)
         EXPECT_TRUE(log.contains(
             LocalizedStrings::format(QStringLiteral("LogSetInfo"), QLatin1String(title), text("Year"))))
             << log.toStdString();
-    EXPECT_TRUE(log.contains(LocalizedStrings::format(QStringLiteral("LogFinished"), 3, 3)))
+    EXPECT_TRUE(log.contains(LocalizedStrings::format(QStringLiteral("LogFinished"), 3,
+                                                      LocalizedStrings::count(QStringLiteral("CountSongs"), 3))))
         << log.toStdString();
     for (const QString& path : std::as_const(mPaths))
         EXPECT_EQ(AudioInfoTag::tagWithPath(path)->year(), QStringLiteral("1987")) << path.toStdString();
@@ -180,7 +181,8 @@ TEST_F(WindowRunTest, StopEndsTheRunAndLeavesTheSongsReady)
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return ended.count() == 1; }));
     EXPECT_TRUE(ended.first().first().toBool());
     EXPECT_EQ(statuses(), QStringList(3, text("AccessibleStatusIdle")));
-    EXPECT_TRUE(mApp.logText().contains(LocalizedStrings::format(QStringLiteral("LogCancelled"), 0, 1)))
+    EXPECT_TRUE(mApp.logText().contains(LocalizedStrings::format(
+                    QStringLiteral("LogCancelled"), 0, LocalizedStrings::count(QStringLiteral("CountSongs"), 1))))
         << mApp.logText().toStdString();
     EXPECT_FALSE(mApp.window().actions()->action(QStringLiteral("Stop"))->isEnabled());
     for (const QString& path : std::as_const(mPaths))
