@@ -350,7 +350,9 @@ TEST_F(SafeFileRewriterTest, DamagedOrBusyJournalsAreNeverApplied)
     QByteArray flipped = good;
     flipped[good.size() - 100] = char(flipped[good.size() - 100] ^ 1);
     QByteArray huge = good;
-    const int lengthField = good.indexOf(QFile::encodeName(path)) + QFile::encodeName(path).size() + 76 + 8;
+    // The first region's length: after the path, the identity (40 bytes),
+    // the new length, flags and two counts (20), and the region's offset.
+    const int lengthField = good.indexOf(QFile::encodeName(path)) + QFile::encodeName(path).size() + 60 + 8;
     for (int i = 0; i < 8; ++i)
         huge[lengthField + i] = char(0x7F);
     const QByteArray damaged[] = {flipped, good.left(good.size() - 10), huge, good.left(20), QByteArray()};
