@@ -5,6 +5,7 @@
 #include "songs/SongFile.h"
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
+#include "tags/WriteBatch.h"
 
 #include <QFileInfo>
 
@@ -36,9 +37,8 @@ int RegenerateCommand::run()
     }
     const QList<std::shared_ptr<SongFile>> songs = controller.songsArray();
     qint64 done = 0;
-    for (const std::shared_ptr<SongFile>& song : songs) {
-        QString error;
-        if (RegenerateController::regenerateSong(*song, &error)) {
+    const auto report = [this, &done](const std::shared_ptr<SongFile>& song, bool written, const QString& error) {
+        if (written) {
             ++done;
             AudioInfoTag* tag = song->infotag();
             CliOutput::print(mOut,
@@ -50,7 +50,21 @@ int RegenerateCommand::run()
                 mErr, LocalizedStrings::format(QStringLiteral("CliRegenerateFailed"), song->path(), error) +
                           QLatin1Char('\n'));
         }
+    };
+    // The files' writes are made durable together, a batch at a time.
+    WriteBatch batch;
+    const WriteBatch::Scope writing(batch);
+    for (const std::shared_ptr<SongFile>& song : songs) {
+        QString error;
+        if (!RegenerateController::regenerateSong(*song, &error)) {
+            report(song, false, error);
+            continue;
+        }
+        WriteBatch::afterWrite(song->path(), [&report, song](bool written, const QString& error) {
+            report(song, written, error);
+        });
     }
+    batch.commit();
     CliOutput::print(mOut, LocalizedStrings::format(QStringLiteral("CliRegenerateSummary"), done,
                                                     static_cast<qint64>(songs.size() + missing)) +
                                QLatin1Char('\n'));

@@ -5,6 +5,7 @@
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
 #include "tags/FileWriteLock.h"
+#include "tags/WriteBatch.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -158,16 +159,27 @@ int SetCommand::run()
     if (!parse())
         return 2;
     int status = 0;
+    const auto report = [this, &status](const QString& path, bool written, const QString& error,
+                                        const QString& version) {
+        if (written) {
+            CliOutput::print(mOut, LocalizedStrings::format(QStringLiteral("CliWrote"), path, version) +
+                                       QLatin1Char('\n'));
+            return;
+        }
+        CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliWriteFailed"), path, error) +
+                                   QLatin1Char('\n'));
+        status = 1;
+    };
+    // Many files: their writes are made durable together, a batch at a time.
+    WriteBatch batch;
+    const WriteBatch::Scope writing(batch);
     for (const QString& path : std::as_const(mPaths)) {
         // Held from the read to the end of the write: another writer of ours
         // waits, then works on what this one wrote.
         QString lockError;
         const FileWriteLock lock = FileWriteLock::acquire(path, &lockError);
         if (!lock.isLocked()) {
-            CliOutput::print(mErr,
-                             LocalizedStrings::format(QStringLiteral("CliWriteFailed"), path, lockError) +
-                                 QLatin1Char('\n'));
-            status = 1;
+            report(path, false, lockError, QString());
             continue;
         }
         const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFileAtPath(path, false);
@@ -178,18 +190,16 @@ int SetCommand::run()
         }
         QString error;
         if (!apply(*tag) || !tag->modifySongFileAtPath(path, &error)) {
-            CliOutput::print(
-                mErr,
-                LocalizedStrings::format(
-                    QStringLiteral("CliWriteFailed"), path,
-                    error.isEmpty() ? LocalizedStrings::text(QStringLiteral("ErrorCannotMakeID3")) : error) +
-                    QLatin1Char('\n'));
-            status = 1;
+            report(path, false,
+                   error.isEmpty() ? LocalizedStrings::text(QStringLiteral("ErrorCannotMakeID3")) : error,
+                   QString());
             continue;
         }
-        CliOutput::print(mOut,
-                         LocalizedStrings::format(QStringLiteral("CliWrote"), path, tag->writeVersion()) +
-                             QLatin1Char('\n'));
+        WriteBatch::afterWrite(path, [&report, path, version = tag->writeVersion()](bool written,
+                                                                                    const QString& error) {
+            report(path, written, error, version);
+        });
     }
+    batch.commit();
     return status;
 }

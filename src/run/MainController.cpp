@@ -10,6 +10,7 @@
 #include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
 #include "tags/AudioInfoTag.h"
+#include "tags/WriteBatch.h"
 #include "web/AlbumChooser.h"
 #include "web/AlbumInfo.h"
 #include "web/SongInfoTask.h"
@@ -40,6 +41,7 @@ MainController::MainController(QObject* parent) : QObject(parent)
 
 MainController::~MainController()
 {
+    commitWrites();
     if (mCurrentInfoTask) {
         mCurrentInfoTask->cancel();
         delete mCurrentInfoTask.data();
@@ -230,6 +232,7 @@ void MainController::processNextSongOnWorkList(SongInfoTask* task)
         finishCurrentTask(mCurrentInfoTask);
 
     if (mSongWorkList && mSongWorkList->isEmpty()) {
+        commitWrites();
         setBeginAddToMode(QStringLiteral("Begin"));
         mSongWorkList.reset();
         updateInfoGatheringStatusField();
@@ -260,6 +263,7 @@ void MainController::finishCurrentTask(SongInfoTask* task)
     bool reverted = false;
     const AlbumAssets changed = task->wasCancelled() ? AlbumAssets() : task->changedAssetFlags();
     if (task->wasCancelled()) {
+        commitWrites();
         for (const std::shared_ptr<SongFile>& queued : *mSongWorkList)
             queued->setDefaultActivityStatus();
         mSongWorkList.reset();
@@ -281,7 +285,7 @@ void MainController::finishCurrentTask(SongInfoTask* task)
     if (tag && tag->tagHasBeenModified()) {
         if (mDryRun) {
             // Shown, not written: the file's own values come back.
-            reportChanges(song, tag, changed);
+            reportChanges(song, tag, changed, mCurrentReport);
             song->uncacheInfotag();
             keepCachedSummary(*song);
         } else {
@@ -289,7 +293,7 @@ void MainController::finishCurrentTask(SongInfoTask* task)
             writeSong(song, changed);
         }
     } else {
-        reportChanges(song, tag, changed);
+        reportChanges(song, tag, changed, mCurrentReport);
         if (!task->wasCancelled() && !reverted)
             keepCachedSummary(*song);
     }
@@ -301,7 +305,7 @@ void MainController::finishCurrentTask(SongInfoTask* task)
 }
 
 void MainController::reportChanges(const std::shared_ptr<SongFile>& song, AudioInfoTag* tag,
-                                   AlbumAssets changed)
+                                   AlbumAssets changed, const std::optional<SongChangeReport>& report)
 {
     if (!changed)
         return;
@@ -311,15 +315,40 @@ void MainController::reportChanges(const std::shared_ptr<SongFile>& song, AudioI
         LocalizedStrings::format(mDryRun ? QStringLiteral("LogWouldSetInfo") : QStringLiteral("LogSetInfo"),
                                  title, AlbumInfo::summaryOfAssets(changed)),
         kBlue);
-    if (tag && mCurrentReport)
-        emit songChanges(song, mCurrentReport->changesTo(*tag));
+    if (tag && report)
+        emit songChanges(song, report->changesTo(*tag));
 }
 
 void MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAssets changed)
 {
+    if (!mWriteBatch)
+        mWriteBatch = std::make_unique<WriteBatch>();
     QString error;
-    const bool written =
-        song->writeToOriginalPath(&error, PrefsController::sharedInstance().keepiTunesRefreshed());
+    bool staged = false;
+    {
+        const WriteBatch::Scope writing(*mWriteBatch);
+        staged = song->writeToOriginalPath(&error, PrefsController::sharedInstance().keepiTunesRefreshed());
+    }
+    if (!staged) {
+        writeFinished(song, changed, mCurrentReport, false, error);
+        return;
+    }
+    WriteBatch::afterWrite(song->path(), [this, song, changed, report = mCurrentReport](bool written,
+                                                                                         const QString& error) {
+        writeFinished(song, changed, report, written, error);
+    });
+}
+
+void MainController::commitWrites()
+{
+    if (mWriteBatch)
+        mWriteBatch->commit();
+}
+
+void MainController::writeFinished(const std::shared_ptr<SongFile>& song, AlbumAssets changed,
+                                   const std::optional<SongChangeReport>& report, bool written,
+                                   const QString& error)
+{
     AudioInfoTag* tag = song->infotag();
     if (!written || !tag) {
         // Refused or failed: the file keeps what it had (or what another
@@ -332,7 +361,7 @@ void MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAsset
         emit writeFailed(song, error);
         return;
     }
-    reportChanges(song, tag, changed);
+    reportChanges(song, tag, changed, report);
     if (tag->numberOfImages() > 0)
         song->setHasiTunesArtwork(0);
     else
@@ -461,6 +490,7 @@ void MainController::releaseTask()
 
 void MainController::endRun()
 {
+    commitWrites();
     mOverallProgress.setDoubleValue(0.0);
     emit controlsEnabledChanged(true);
 }

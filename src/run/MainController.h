@@ -22,6 +22,7 @@
 
 class AudioInfoTag;
 class SongFile;
+class WriteBatch;
 
 // The gathering run: the songs chosen are put on a work list and done one
 // at a time, in the order the table shows them. For each, a lookup task is
@@ -154,9 +155,16 @@ private:
     bool prepareAliases(const SongList& songs);
     void finishCurrentTask(SongInfoTask* task);
     // Writes the song's changed tag; the changes are reported once written.
+    // Songs that finish faster than a disk flush share one: their writes
+    // wait a moment in the run's write batch, which is made durable at the
+    // latest when the run ends.
     void writeSong(const std::shared_ptr<SongFile>& song, AlbumAssets changed);
+    void writeFinished(const std::shared_ptr<SongFile>& song, AlbumAssets changed,
+                       const std::optional<SongChangeReport>& report, bool written, const QString& error);
+    void commitWrites();
     // Counts and logs a song's changes (as would-be changes in a dry run).
-    void reportChanges(const std::shared_ptr<SongFile>& song, AudioInfoTag* tag, AlbumAssets changed);
+    void reportChanges(const std::shared_ptr<SongFile>& song, AudioInfoTag* tag, AlbumAssets changed,
+                       const std::optional<SongChangeReport>& report);
     void keepCachedSummary(SongFile& song);
     std::shared_ptr<SongFile> nextSong();
     void startTask(const std::shared_ptr<SongFile>& song);
@@ -194,4 +202,5 @@ private:
     // read at all.
     std::optional<SongChangeReport> mCurrentReport;
     bool mCurrentSongUnreadable = false;
+    std::unique_ptr<WriteBatch> mWriteBatch;
 };

@@ -120,7 +120,7 @@ public:
     static constexpr quint32 kVersion = 2;
     static constexpr int kMaxSlots = 64;
     // A slot larger than this is emptied when freed.
-    static constexpr qint64 kKeptSlotSize = 8 << 20;
+    static constexpr qint64 kKeptSlotSize = 80 << 20;
     // Saved bytes are kept in memory by a batch while they come to at most
     // this many bytes (16 MiB).
     static qint64 inMemoryLimit();

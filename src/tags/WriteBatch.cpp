@@ -25,8 +25,10 @@
 
 using Fault = SafeFileRewriter::FaultPoint;
 
-// One file's write waiting for the commit: the file open, its write lock,
-// its identity when staged, and what follows the write.
+// One file's write waiting for the commit: its write lock, its identity
+// when staged, and what follows the write. The file is opened again for
+// the commit, so that a large batch keeps one descriptor per file (the
+// lock's).
 struct WriteBatch::Staged
 {
     QString path;
@@ -275,7 +277,6 @@ bool WriteBatch::stage(const QString& path, const QList<FileEdit>& edits, const 
     Staged staged;
     staged.path = path;
     staged.lock = std::move(lock);
-    staged.file = std::move(file);
     staged.before = before;
     staged.newSize = group.journal.entries().constLast().newLength;
     staged.entry = static_cast<int>(group.journal.entries().size() - 1);
@@ -321,6 +322,12 @@ void WriteBatch::writeGroup(Group& group)
     // 2. Each file, after a last look: the same file under this name,
     // unchanged since it was staged.
     for (Staged& staged : group.files) {
+        staged.file = PosixFile::open(staged.path, O_RDWR);
+        if (!staged.file.isOpen()) {
+            staged.error = LocalizedStrings::format(QStringLiteral("RewriteErrorOpen"), staged.path,
+                                                    PosixFile::lastError());
+            continue;
+        }
         if (FileIdentity::ofDescriptor(staged.file.fd()) != staged.before ||
             FileIdentity::of(staged.path) != staged.before) {
             staged.error = LocalizedStrings::format(QStringLiteral("RewriteErrorChanged"), staged.path);
