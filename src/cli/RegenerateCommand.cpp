@@ -37,7 +37,8 @@ int RegenerateCommand::run()
     }
     const QList<std::shared_ptr<SongFile>> songs = controller.songsArray();
     qint64 done = 0;
-    const auto report = [this, &done](const std::shared_ptr<SongFile>& song, bool written, const QString& error) {
+    const auto report = [this, &done](const std::shared_ptr<SongFile>& song, bool written,
+                                      const QString& error) {
         if (written) {
             ++done;
             AudioInfoTag* tag = song->infotag();

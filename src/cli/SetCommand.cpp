@@ -195,10 +195,10 @@ int SetCommand::run()
                    QString());
             continue;
         }
-        WriteBatch::afterWrite(path, [&report, path, version = tag->writeVersion()](bool written,
-                                                                                    const QString& error) {
-            report(path, written, error, version);
-        });
+        WriteBatch::afterWrite(
+            path, [&report, path, version = tag->writeVersion()](bool written, const QString& error) {
+                report(path, written, error, version);
+            });
     }
     batch.commit();
     return status;

@@ -333,10 +333,10 @@ void MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAsset
         writeFinished(song, changed, mCurrentReport, false, error);
         return;
     }
-    WriteBatch::afterWrite(song->path(), [this, song, changed, report = mCurrentReport](bool written,
-                                                                                         const QString& error) {
-        writeFinished(song, changed, report, written, error);
-    });
+    WriteBatch::afterWrite(
+        song->path(), [this, song, changed, report = mCurrentReport](bool written, const QString& error) {
+            writeFinished(song, changed, report, written, error);
+        });
 }
 
 void MainController::commitWrites()

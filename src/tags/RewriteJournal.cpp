@@ -295,8 +295,8 @@ RewriteJournal::Match RewriteJournal::compare(int index, const PosixFile& target
     return compareShifted(entry, index, target, length);
 }
 
-RewriteJournal::Match RewriteJournal::compareSameLength(const Entry& entry, int index, const PosixFile& target,
-                                                        qint64 length) const
+RewriteJournal::Match RewriteJournal::compareSameLength(const Entry& entry, int index,
+                                                        const PosixFile& target, qint64 length) const
 {
     // Without the edits (version 1) only the original state can be told;
     // anything else counts as written.
@@ -359,7 +359,8 @@ RewriteJournal::Match RewriteJournal::compareShifted(const Entry& entry, int ind
                 return true;
             char* into = after.get() + (from - at);
             if (piece.bytes) {
-                std::memcpy(into, piece.bytes->constData() + (from - piece.at), static_cast<size_t>(to - from));
+                std::memcpy(into, piece.bytes->constData() + (from - piece.at),
+                            static_cast<size_t>(to - from));
                 return true;
             }
             return readOriginal(index, piece.original + (from - piece.at), into, to - from);

@@ -61,7 +61,8 @@ RewriteJournal::OpenResult RewriteJournal::openExisting(const QString& journalPa
     }
     const qint64 size = ::lseek(mFile.fd(), 0, SEEK_END);
     bool ok = false;
-    const QByteArray magic = size >= qint64(sizeof kMagic) ? readBytes(mFile, 0, sizeof kMagic, &ok) : QByteArray();
+    const QByteArray magic =
+        size >= qint64(sizeof kMagic) ? readBytes(mFile, 0, sizeof kMagic, &ok) : QByteArray();
     if (!ok || std::memcmp(magic.constData(), kMagic, sizeof kMagic) != 0)
         return OpenResult::Free;
     const QByteArray version = size >= 12 ? readBytes(mFile, sizeof kMagic, 4, &ok) : QByteArray();
@@ -123,8 +124,8 @@ RewriteJournal::OpenResult RewriteJournal::readVersion1(qint64 size, QString* re
         Region region;
         region.offset = tableCursor.take<qint64>();
         region.length = tableCursor.take<qint64>();
-        if (region.offset < previousEnd || region.length < 0 || region.offset > originalLength - region.length ||
-            region.length > dataBytes - total)
+        if (region.offset < previousEnd || region.length < 0 ||
+            region.offset > originalLength - region.length || region.length > dataBytes - total)
             return invalid(QStringLiteral("bad region"));
         previousEnd = region.offset + region.length;
         total += region.length;
@@ -169,7 +170,8 @@ RewriteJournal::OpenResult RewriteJournal::readVersion2(qint64 size, QString* re
         if (end - at < 4)
             return invalid(QStringLiteral("entry past the end"));
         const quint32 pathBytes = qFromLittleEndian<quint32>(readBytes(mFile, at, 4, &ok).constData());
-        if (!ok || pathBytes == 0 || pathBytes > kMaxPathBytes || end - at - 4 < pathBytes + kEntryFixedAfterPath)
+        if (!ok || pathBytes == 0 || pathBytes > kMaxPathBytes ||
+            end - at - 4 < pathBytes + kEntryFixedAfterPath)
             return invalid(QStringLiteral("bad path length"));
         const QByteArray fixed = readBytes(mFile, at + 4, pathBytes + kEntryFixedAfterPath, &ok);
         if (!ok)
@@ -184,8 +186,8 @@ RewriteJournal::OpenResult RewriteJournal::readVersion2(qint64 size, QString* re
         const quint32 regionCount = cursor.take<quint32>();
         const quint32 editCount = cursor.take<quint32>();
         at += 4 + pathBytes + kEntryFixedAfterPath;
-        if (entry.before.size < 0 || entry.newLength < 0 || regionCount > kMaxRegions || editCount > kMaxRegions ||
-            end - at < kRegionEntrySize * regionCount + kEditEntrySize * editCount)
+        if (entry.before.size < 0 || entry.newLength < 0 || regionCount > kMaxRegions ||
+            editCount > kMaxRegions || end - at < kRegionEntrySize * regionCount + kEditEntrySize * editCount)
             return invalid(QStringLiteral("bad counts"));
         const QByteArray tables =
             readBytes(mFile, at, kRegionEntrySize * regionCount + kEditEntrySize * editCount, &ok);
@@ -200,8 +202,8 @@ RewriteJournal::OpenResult RewriteJournal::readVersion2(qint64 size, QString* re
             Region region;
             region.offset = table.take<qint64>();
             region.length = table.take<qint64>();
-            if (region.offset < previousEnd || region.length < 0 || region.offset > original - region.length ||
-                region.length > end - at - bytes)
+            if (region.offset < previousEnd || region.length < 0 ||
+                region.offset > original - region.length || region.length > end - at - bytes)
                 return invalid(QStringLiteral("bad region"));
             previousEnd = region.offset + region.length;
             bytes += region.length;
@@ -215,8 +217,8 @@ RewriteJournal::OpenResult RewriteJournal::readVersion2(qint64 size, QString* re
             edit.offset = table.take<qint64>();
             edit.length = table.take<qint64>();
             const qint64 count = table.take<qint64>();
-            if (edit.offset < previousEnd || edit.length < 0 || edit.offset > original - edit.length || count < 0 ||
-                count > end - at - bytes)
+            if (edit.offset < previousEnd || edit.length < 0 || edit.offset > original - edit.length ||
+                count < 0 || count > end - at - bytes)
                 return invalid(QStringLiteral("bad edit"));
             previousEnd = edit.offset + edit.length;
             bytes += count;
@@ -231,7 +233,8 @@ RewriteJournal::OpenResult RewriteJournal::readVersion2(qint64 size, QString* re
             shaped = regionCount == editCount && newLength == original;
             for (quint32 i = 0; shaped && i < regionCount; ++i)
                 shaped = entry.regions[i].offset == entry.edits[i].offset &&
-                         entry.regions[i].length == entry.edits[i].length && byteCounts[i] == entry.edits[i].length;
+                         entry.regions[i].length == entry.edits[i].length &&
+                         byteCounts[i] == entry.edits[i].length;
         } else if (shaped) {
             shaped = regionCount == 1 && entry.regions[0].offset == entry.edits[0].offset &&
                      entry.regions[0].offset + entry.regions[0].length == original;

@@ -79,8 +79,8 @@ Recovery recoverEntry(const RewriteJournal& journal, int index, QString* why)
     PosixFile file = PosixFile::open(target, O_RDWR | O_NONBLOCK | O_NOCTTY);
     const int openError = file.isOpen() ? 0 : errno;
     if (openError != 0 && openError != ENOENT && openError != ENOTDIR) {
-        WMLog("Rewrite journal %@: %@ cannot be opened now (%@); kept for later", journal.journalPath(), target,
-              PosixFile::lastError());
+        WMLog("Rewrite journal %@: %@ cannot be opened now (%@); kept for later", journal.journalPath(),
+              target, PosixFile::lastError());
         return Recovery::Later;
     }
     const FileIdentity now = FileIdentity::ofDescriptor(file.fd());

@@ -305,7 +305,9 @@ bool WriteBatch::commit(QString* errorText)
 
 void WriteBatch::writeGroup(Group& group)
 {
-    const auto reached = [](Fault point) { return SafeFileRewriter::reachedFaultPoint(point); };
+    const auto reached = [](Fault point) {
+        return SafeFileRewriter::reachedFaultPoint(point);
+    };
     const bool flush = SafeFileRewriter::flushToDisk();
     RewriteJournal& journal = group.journal;
     QString reason;
@@ -313,7 +315,8 @@ void WriteBatch::writeGroup(Group& group)
     if (!journal.seal(flush, &reason)) {
         journal.discard();
         for (Staged& staged : group.files)
-            staged.error = LocalizedStrings::format(QStringLiteral("RewriteErrorJournal"), staged.path, reason);
+            staged.error =
+                LocalizedStrings::format(QStringLiteral("RewriteErrorJournal"), staged.path, reason);
         return;
     }
     if (reached(Fault::AfterJournal))
@@ -412,7 +415,8 @@ void WriteBatch::undo(Group& group, bool flush, const QString& cause, bool keepJ
     for (Staged& staged : group.files) {
         if (!staged.written) {
             if (staged.error.isEmpty())
-                staged.error = LocalizedStrings::format(QStringLiteral("RewriteErrorInterrupted"), staged.path);
+                staged.error =
+                    LocalizedStrings::format(QStringLiteral("RewriteErrorInterrupted"), staged.path);
             continue;
         }
         staged.written = false;
@@ -423,8 +427,8 @@ void WriteBatch::undo(Group& group, bool flush, const QString& cause, bool keepJ
                     ? LocalizedStrings::format(QStringLiteral("RewriteErrorInterrupted"), staged.path)
                     : LocalizedStrings::format(QStringLiteral("RewriteErrorWrite"), staged.path, cause);
         } else {
-            staged.error = LocalizedStrings::format(QStringLiteral("RewriteErrorWriteUnrestored"), staged.path,
-                                                    cause.isNull() ? restoreError : cause);
+            staged.error = LocalizedStrings::format(QStringLiteral("RewriteErrorWriteUnrestored"),
+                                                    staged.path, cause.isNull() ? restoreError : cause);
             unrestored = true;
         }
     }
