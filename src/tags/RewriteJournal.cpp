@@ -95,6 +95,7 @@ bool RewriteJournal::append(const QString& folder, Entry entry, const PosixFile&
             return fail();
         mVersion = kVersion;
         mEnd = kLeadSize;
+        mWrittenBack = 0;
         mChecksum = JournalChecksum();
         mEntries.clear();
     }
@@ -165,6 +166,14 @@ bool RewriteJournal::append(const QString& folder, Entry entry, const PosixFile&
     mEnd = position;
     mEntries.append(std::move(entry));
     return true;
+}
+
+void RewriteJournal::startWriteBack()
+{
+    if (mFile.isOpen() && mEnd > mWrittenBack) {
+        mFile.startWriteBack(mWrittenBack, mEnd - mWrittenBack);
+        mWrittenBack = mEnd;
+    }
 }
 
 bool RewriteJournal::seal(bool flush, QString* error)

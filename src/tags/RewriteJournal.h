@@ -86,6 +86,9 @@ public:
     bool seal(bool flush, QString* error);
     // Bytes written so far.
     qint64 size() const { return mEnd; }
+    // Starts writing the entries appended since the last call to disk, so
+    // that sealing waits for less.
+    void startWriteBack();
 
     // ---- reading
     // Opens, locks and validates a journal left behind; every length field
@@ -140,6 +143,7 @@ private:
     quint32 mVersion = kVersion;
     bool mIsNewSlot = false;
     qint64 mEnd = 0;
+    qint64 mWrittenBack = 0;
     // Of the entries' bytes, while they are appended.
     JournalChecksum mChecksum;
 };

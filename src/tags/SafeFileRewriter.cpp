@@ -24,7 +24,6 @@ namespace {
 
 std::atomic<int> gFaultPoint{0};
 std::atomic<int> gFaultOccurrence{1};
-std::atomic<int> gFaultReached{0};
 std::atomic<bool> gFlushToDisk{true};
 
 QMutex& folderMutex()
@@ -128,19 +127,13 @@ Recovery recoverEntry(const RewriteJournal& journal, int index, QString* why)
 
 void SafeFileRewriter::setFaultPoint(FaultPoint point, int occurrence)
 {
-    gFaultReached.store(0);
     gFaultOccurrence.store(occurrence);
     gFaultPoint.store(static_cast<int>(point));
 }
 
-void SafeFileRewriter::beginFaultCount()
+bool SafeFileRewriter::reachedFaultPoint(FaultPoint point, int* reached)
 {
-    gFaultReached.store(0);
-}
-
-bool SafeFileRewriter::reachedFaultPoint(FaultPoint point)
-{
-    return gFaultPoint.load() == static_cast<int>(point) && ++gFaultReached == gFaultOccurrence.load();
+    return gFaultPoint.load() == static_cast<int>(point) && ++*reached == gFaultOccurrence.load();
 }
 
 void SafeFileRewriter::setFlushToDisk(bool flush)

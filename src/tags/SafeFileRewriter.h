@@ -58,9 +58,9 @@ public:
     // had died there (the journal stays behind, unlocked; every file of the
     // batch is reported interrupted).
     static void setFaultPoint(FaultPoint point, int occurrence = 1);
-    // For the writers: a batch begins, and true when a test asked to stop here.
-    static void beginFaultCount();
-    static bool reachedFaultPoint(FaultPoint point);
+    // For the writers: true when a test asked this write to stop here, the
+    // write counting how often it reached points in `reached`.
+    static bool reachedFaultPoint(FaultPoint point, int* reached);
 
     // With flushing off (on by default) neither journal nor file is forced
     // to disk: the journal then still undoes a write interrupted by a crash

@@ -14,7 +14,10 @@
 #include <QFile>
 #include <QThread>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -49,6 +52,8 @@ struct WriteBatch::Group
     std::vector<Staged> files;
     QElapsedTimer age;
     qint64 savedInMemory = 0;
+    // Fault points reached (tests).
+    int faultsReached = 0;
 };
 
 namespace {
@@ -72,12 +77,16 @@ void differingRuns(const FileEdit& edit, const QByteArray& original, QList<FileE
     const char* a = original.constData();
     const char* b = edit.bytes.constData();
     const qsizetype n = original.size();
+    constexpr qsizetype kBlock = 64;
     qsizetype i = 0;
-    while (i < n) {
-        if (a[i] == b[i]) {
+    for (;;) {
+        // Equal stretches (most of a tag) a block at a time.
+        while (i + kBlock <= n && std::memcmp(a + i, b + i, kBlock) == 0)
+            i += kBlock;
+        while (i < n && a[i] == b[i])
             ++i;
-            continue;
-        }
+        if (i >= n)
+            return;
         const qsizetype start = i;
         qsizetype end = i + 1; // one past the last differing byte
         for (qsizetype j = end; j < n && j - end < kMergeGap; ++j) {
@@ -128,6 +137,7 @@ WriteBatch::WriteBatch(const Limits& limits) : mLimits(limits)
 WriteBatch::~WriteBatch()
 {
     commit();
+    land(nullptr);
     tLive.removeOne(this);
     if (tCurrent == this)
         tCurrent = nullptr;
@@ -179,16 +189,15 @@ void WriteBatch::afterWrite(const QString& path, Completion completion)
 
 void WriteBatch::commitWritesOf(quint64 device, quint64 inode)
 {
+    const auto holds = [device, inode](const Group* group) {
+        return group && std::any_of(group->files.cbegin(), group->files.cend(), [&](const Staged& staged) {
+                   return staged.before.device == device && staged.before.inode == inode;
+               });
+    };
     const QList<WriteBatch*> live = tLive;
     for (WriteBatch* batch : live) {
-        if (!tLive.contains(batch) || !batch->mPending)
-            continue;
-        for (const Staged& staged : batch->mPending->files) {
-            if (staged.before.device == device && staged.before.inode == inode) {
-                batch->commit();
-                break;
-            }
-        }
+        if (tLive.contains(batch) && (holds(batch->mPending.get()) || holds(batch->mInFlight.get())))
+            batch->commit();
     }
 }
 
@@ -196,7 +205,7 @@ void WriteBatch::commitBeforeWaiting()
 {
     const QList<WriteBatch*> live = tLive;
     for (WriteBatch* batch : live) {
-        if (tLive.contains(batch) && batch->pendingFiles() > 0)
+        if (tLive.contains(batch) && (batch->pendingFiles() > 0 || batch->mInFlight))
             batch->commit();
     }
 }
@@ -207,7 +216,7 @@ bool WriteBatch::stage(const QString& path, const QList<FileEdit>& edits, const 
     if (edits.isEmpty())
         return true;
     if (isDue())
-        commit();
+        launch();
     // Held until the commit, also when the caller holds it already (it then
     // covers the caller's read as well).
     FileWriteLock lock = FileWriteLock::acquire(path, errorText);
@@ -261,7 +270,6 @@ bool WriteBatch::stage(const QString& path, const QList<FileEdit>& edits, const 
     if (!mPending) {
         mPending = std::make_unique<Group>();
         mPending->age.start();
-        SafeFileRewriter::beginFaultCount();
         if (mLimits.delayMs > 0 && QThread::currentThread()->eventDispatcher())
             mTimer.start(mLimits.delayMs);
     }
@@ -274,6 +282,8 @@ bool WriteBatch::stage(const QString& path, const QList<FileEdit>& edits, const 
         return fail(errorText, LocalizedStrings::format(QStringLiteral("RewriteErrorJournal"), path, reason));
     if (keep)
         group.savedInMemory += saved;
+    if (SafeFileRewriter::flushToDisk())
+        group.journal.startWriteBack();
     Staged staged;
     staged.path = path;
     staged.lock = std::move(lock);
@@ -281,7 +291,7 @@ bool WriteBatch::stage(const QString& path, const QList<FileEdit>& edits, const 
     staged.newSize = group.journal.entries().constLast().newLength;
     staged.entry = static_cast<int>(group.journal.entries().size() - 1);
     group.files.push_back(std::move(staged));
-    if (SafeFileRewriter::reachedFaultPoint(Fault::AfterStage)) {
+    if (SafeFileRewriter::reachedFaultPoint(Fault::AfterStage, &group.faultsReached)) {
         // As if the process died here: a journal not sealed is no journal.
         mTimer.stop();
         const std::unique_ptr<Group> dead = std::move(mPending);
@@ -295,18 +305,46 @@ bool WriteBatch::stage(const QString& path, const QList<FileEdit>& edits, const 
 bool WriteBatch::commit(QString* errorText)
 {
     mTimer.stop();
-    if (!mPending)
+    QString landed;
+    bool all = land(&landed);
+    if (mPending) {
+        // Taken out first: a completion may stage new writes in this batch.
+        const std::unique_ptr<Group> group = std::move(mPending);
+        writeGroup(*group);
+        all = finish(*group, all ? errorText : nullptr) && all;
+    }
+    if (!landed.isNull() && errorText)
+        *errorText = landed;
+    return all;
+}
+
+void WriteBatch::launch()
+{
+    mTimer.stop();
+    land(nullptr);
+    mInFlight = std::move(mPending);
+    if (!mInFlight)
+        return;
+    Group* group = mInFlight.get();
+    mWorker = std::thread([group] { writeGroup(*group); });
+    // Landed by the next file's commit or launch, or by the timer.
+    if (mLimits.delayMs > 0 && QThread::currentThread()->eventDispatcher())
+        mTimer.start(mLimits.delayMs);
+}
+
+bool WriteBatch::land(QString* errorText)
+{
+    if (!mInFlight)
         return true;
-    // Taken out first: a completion may stage new writes in this batch.
-    const std::unique_ptr<Group> group = std::move(mPending);
-    writeGroup(*group);
+    mWorker.join();
+    const std::unique_ptr<Group> group = std::move(mInFlight);
     return finish(*group, errorText);
 }
 
 void WriteBatch::writeGroup(Group& group)
 {
-    const auto reached = [](Fault point) {
-        return SafeFileRewriter::reachedFaultPoint(point);
+    const auto reached = [&group](Fault point) {
+        return SafeFileRewriter::reachedFaultPoint(point, &group.faultsReached);
     };
     const bool flush = SafeFileRewriter::flushToDisk();
     RewriteJournal& journal = group.journal;
@@ -351,6 +389,8 @@ void WriteBatch::writeGroup(Group& group)
             return interrupt(group);
         if (written) {
             staged.written = true;
+            if (flush)
+                staged.file.startWriteBack();
             continue;
         }
         const QString cause = PosixFile::lastError();

@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <memory>
+#include <thread>
 
 // Group commit of crash-safe rewrites: the writes of many files made durable
 // together, with one flush of their journal and one of their data, instead
@@ -29,9 +30,12 @@
 // written ones back at the next start, never a file another program has
 // changed since.
 //
-// A batch commits itself when it holds `files` files, when its first file
-// waited `delayMs` (on a timer when the thread runs an event loop, and
-// before the next file otherwise), when its journal reaches `journalBytes`,
+// A batch that holds `files` files, whose journal reaches `journalBytes` or
+// whose first file waited `delayMs` is sent off when the next file comes:
+// steps 1 to 3 run on a worker thread while the next files are staged, and
+// step 4 (completions, locks) follows on the batch's own thread when those
+// are sent off in turn, or at the commit. A batch commits everything (and
+// waits for it) on its timer (`delayMs`, when the thread runs an event loop),
 // when this thread is about to wait for another writer's lock (so that two
 // writers never wait for each other), when a writer of this thread takes the
 // lock of a file waiting in it, and when it ends. A write outside any batch
@@ -89,12 +93,17 @@ private:
     struct Group;
 
     // Checks and journals one file's edits and keeps the file, under its
-    // write lock, for the commit. A full or old batch commits first, so that
-    // no write is committed inside its own apply (before its caller can say
-    // what follows it).
+    // write lock, for the commit. A full or old batch is sent off first, so
+    // that no write is committed inside its own apply (before its caller can
+    // say what follows it).
     bool stage(const QString& path, const QList<FileEdit>& edits, const FileIdentity& expected,
                QString* errorText);
     bool isDue() const;
+    // Sends the waiting files off to be written on a worker thread while
+    // the next ones are staged (after the previous ones have landed).
+    void launch();
+    // Waits for the files sent off, then runs their completions.
+    bool land(QString* errorText);
     // The steps of a commit (see above); each file ends written or with its
     // reason. On an interruption (a fault point of the tests) the journal
     // stays as a process that died there would leave it.
@@ -111,5 +120,7 @@ private:
 
     Limits mLimits;
     std::unique_ptr<Group> mPending;
+    std::unique_ptr<Group> mInFlight;
+    std::thread mWorker;
     QTimer mTimer;
 };
