@@ -348,6 +348,10 @@ void WriteBatch::writeGroup(Group& group)
     };
     const bool flush = SafeFileRewriter::flushToDisk();
     RewriteJournal& journal = group.journal;
+    if (group.files.empty()) {
+        journal.discard(); // only a journal entry that could not be made
+        return;
+    }
     QString reason;
     // 1. Every file's original bytes on disk before any file changes.
     if (!journal.seal(flush, &reason)) {

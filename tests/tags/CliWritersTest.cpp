@@ -182,7 +182,7 @@ TEST(CliWriters, SetKilledAtAnyMomentLeavesEveryFileAsItWasOrCompletelyWritten)
         QElapsedTimer waited;
         waited.start();
         while (whileWriting && !journalIsValid() && waited.elapsed() < kCommandLimitMs &&
-               cli.state() == QProcess::Running)
+               !cli.waitForFinished(0))
             QThread::usleep(100);
         QThread::usleep(static_cast<unsigned long>(delayUs));
         ::kill(static_cast<pid_t>(cli.processId()), SIGKILL);
