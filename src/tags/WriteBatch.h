@@ -43,9 +43,11 @@
 class WriteBatch
 {
 public:
+    // A batch keeps one descriptor per file waiting, and two per file while
+    // it is written: 128 files stay far below the usual limit of 1024.
     struct Limits
     {
-        int files = 64;
+        int files = 128;
         int delayMs = 100;
         qint64 journalBytes = 64 << 20;
     };
