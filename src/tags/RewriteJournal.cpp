@@ -170,7 +170,9 @@ bool RewriteJournal::append(const QString& folder, Entry entry, const PosixFile&
 
 void RewriteJournal::startWriteBack()
 {
-    if (mFile.isOpen() && mEnd > mWrittenBack) {
+    // Whole megabytes only: small entries share their pages, which would
+    // otherwise go to disk again with every entry.
+    if (mFile.isOpen() && mEnd - mWrittenBack >= kWriteBackStep) {
         mFile.startWriteBack(mWrittenBack, mEnd - mWrittenBack);
         mWrittenBack = mEnd;
     }

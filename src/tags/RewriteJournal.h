@@ -86,9 +86,10 @@ public:
     bool seal(bool flush, QString* error);
     // Bytes written so far.
     qint64 size() const { return mEnd; }
-    // Starts writing the entries appended since the last call to disk, so
-    // that sealing waits for less.
+    // Starts writing the entries appended since the last call to disk, once
+    // they come to kWriteBackStep bytes, so that sealing waits for less.
     void startWriteBack();
+    static constexpr qint64 kWriteBackStep = 1 << 20;
 
     // ---- reading
     // Opens, locks and validates a journal left behind; every length field

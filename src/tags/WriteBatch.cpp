@@ -393,8 +393,9 @@ void WriteBatch::writeGroup(Group& group)
             return interrupt(group);
         if (written) {
             staged.written = true;
-            if (flush)
-                staged.file.startWriteBack();
+            // A rewritten tail goes to disk while the next files are written.
+            if (flush && !entry.sameLength)
+                staged.file.startWriteBack(entry.regions.first().offset);
             continue;
         }
         const QString cause = PosixFile::lastError();
