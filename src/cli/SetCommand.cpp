@@ -9,6 +9,7 @@
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
 #include "tags/FileWriteLock.h"
+#include "tags/WriteBatch.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -151,16 +152,37 @@ int SetCommand::run()
         return usage;
     int status = 0;
     HistoryRecorder history(OperationKind::Set, HistoryRecorder::sourceOfFiles(mPaths));
+    // Told once the file holds the values: each value it changed, old → new,
+    // as fix shows them, and recorded in the history.
+    const auto report = [&](const QString& path, const TagSnapshot& before, const TagSnapshot& after,
+                            const QString& version, bool written, const QString& error) {
+        if (!written) {
+            CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("CliWriteFailed"), path, error) +
+                                       QLatin1Char('\n'));
+            status = 1;
+            return;
+        }
+        const FileChangeRecord record =
+            FileChangeRecord::between(QFileInfo(path).absoluteFilePath(), before, after, ChangeOrigin{});
+        QString text = LocalizedStrings::format(QStringLiteral("CliWrote"), path, version);
+        for (TagAttribute attribute : record.attributes)
+            text += QStringLiteral("\n    ") + ChangeText::change(attribute, record.before, record.after);
+        CliOutput::print(mOut, text + QLatin1Char('\n'));
+        history.record(record);
+    };
+    // Many files: their writes are made durable together, a batch at a time.
+    WriteBatch batch;
+    const WriteBatch::Scope writing(batch);
     for (const QString& path : std::as_const(mPaths)) {
+        // Nobody reads on: the files after this one are left alone.
+        if (CliOutput::hasFailed(mOut))
+            break;
         // Held from the read to the end of the write: another writer of ours
         // waits, then works on what this one wrote.
         QString lockError;
         const FileWriteLock lock = FileWriteLock::acquire(path, &lockError);
         if (!lock.isLocked()) {
-            CliOutput::print(mErr,
-                             LocalizedStrings::format(QStringLiteral("CliWriteFailed"), path, lockError) +
-                                 QLatin1Char('\n'));
-            status = 1;
+            report(path, {}, {}, QString(), false, lockError);
             continue;
         }
         const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFileAtPath(path, false);
@@ -179,29 +201,18 @@ int SetCommand::run()
             continue;
         }
         if (!applied || !tag->modifySongFileAtPath(path, &error)) {
-            CliOutput::print(
-                mErr,
-                LocalizedStrings::format(
-                    QStringLiteral("CliWriteFailed"), path,
-                    error.isEmpty() ? LocalizedStrings::text(QStringLiteral("ErrorTagNotWritten")) : error) +
-                    QLatin1Char('\n'));
-            status = 1;
+            report(path, {}, {}, QString(), false,
+                   error.isEmpty() ? LocalizedStrings::text(QStringLiteral("ErrorTagNotWritten")) : error);
             continue;
         }
-        const FileChangeRecord record = FileChangeRecord::between(QFileInfo(path).absoluteFilePath(), before,
-                                                                  TagSnapshot::of(*tag), ChangeOrigin{});
-        // Each value it changed, old → new, as fix shows them.
-        QString written = LocalizedStrings::format(QStringLiteral("CliWrote"), path, tag->writeVersion());
-        for (TagAttribute attribute : record.attributes)
-            written += QStringLiteral("\n    ") + ChangeText::change(attribute, record.before, record.after);
-        CliOutput::print(mOut, written + QLatin1Char('\n'));
-        history.record(record);
-        // Nobody reads on: the files after this one are left alone.
-        if (CliOutput::hasFailed(mOut))
-            return CliOutput::kClosedOutputStatus;
+        WriteBatch::afterWrite(path, [&report, path, before, after = TagSnapshot::of(*tag),
+                                      version = tag->writeVersion()](bool written, const QString& reason) {
+            report(path, before, after, version, written, reason);
+        });
     }
+    batch.commit();
     history.finish();
     if (!history.problem().isEmpty())
         CliOutput::print(mErr, history.problem() + QLatin1Char('\n'));
-    return status;
+    return CliOutput::hasFailed(mOut) ? CliOutput::kClosedOutputStatus : status;
 }

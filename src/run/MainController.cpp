@@ -10,6 +10,7 @@
 #include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
 #include "tags/AudioInfoTag.h"
+#include "tags/WriteBatch.h"
 #include "web/AlbumChooser.h"
 #include "web/AlbumInfo.h"
 #include "web/SongInfoTask.h"
@@ -40,6 +41,7 @@ MainController::MainController(QObject* parent) : QObject(parent)
 
 MainController::~MainController()
 {
+    commitWrites();
     if (mCurrentInfoTask) {
         mCurrentInfoTask->cancel();
         delete mCurrentInfoTask.data();
@@ -242,6 +244,7 @@ void MainController::processNextSongOnWorkList(SongInfoTask* task)
         finishCurrentTask(mCurrentInfoTask);
 
     if (mSongWorkList && mSongWorkList->isEmpty()) {
+        commitWrites();
         setBeginAddToMode(QStringLiteral("Begin"));
         mSongWorkList.reset();
         updateInfoGatheringStatusField();
@@ -287,6 +290,7 @@ void MainController::finishCurrentTask(SongInfoTask* task)
     const AlbumAssets changed =
         (task->wasCancelled() ? AlbumAssets() : task->changedAssetFlags()) | mCurrentPathAssets;
     if (task->wasCancelled()) {
+        commitWrites();
         for (const std::shared_ptr<SongFile>& queued : *mSongWorkList)
             queued->setDefaultActivityStatus();
         mSongWorkList.reset();
@@ -309,6 +313,8 @@ void MainController::finishCurrentTask(SongInfoTask* task)
             warnAboutCompilationForTrack(tag->title(), tag->artist());
     }
 
+    SongResult result{song, changed, std::move(mCurrentReport), mCurrentOrigins, mCurrentOutcome};
+    bool writing = false;
     tag = song->hasInfotagCached() ? song->infotag() : nullptr;
     if (tag && tag->tagHasBeenModified()) {
         if (mDryRun) {
@@ -316,14 +322,12 @@ void MainController::finishCurrentTask(SongInfoTask* task)
             // the real run could not write is named with the reason.
             QString error;
             if (rehearseWrite(*song, *tag, &error)) {
-                reportChanges(song, tag, changed);
+                reportChanges(result, tag);
             } else {
-                if (mCurrentReport)
-                    mCurrentOutcome.changes = FileChangeRecord::between(
-                        song->path(), mCurrentReport->before(), TagSnapshot::of(*tag),
-                        ChangeOrigin{ChangeOrigin::Kind::WebSource, {}}, mCurrentOrigins);
-                mCurrentOutcome.kind = SongOutcome::Kind::WriteFailed;
-                mCurrentOutcome.reason = error;
+                if (result.report)
+                    result.outcome.changes = changeRecordOf(result, *tag);
+                result.outcome.kind = SongOutcome::Kind::WriteFailed;
+                result.outcome.reason = error;
                 addLog(LocalizedStrings::format(QStringLiteral("ErrorWouldNotModify"), tag->artist(),
                                                 tag->title(), error),
                        kRed);
@@ -333,16 +337,19 @@ void MainController::finishCurrentTask(SongInfoTask* task)
             keepCachedSummary(*song);
         } else {
             // Told only once the file holds them.
-            writeSong(song, changed);
+            writing = true;
         }
     } else {
-        reportChanges(song, tag, changed);
+        reportChanges(result, tag);
         if (!task->wasCancelled() && !reverted)
             keepCachedSummary(*song);
     }
     if (!task->errorMessage().isEmpty())
         addLog(WMFormat::string("-- %@", task->errorMessage()), kRed);
-    emit songDone(song, mCurrentOutcome);
+    if (writing)
+        writeRunSong(std::move(result));
+    else
+        emit songDone(song, result.outcome);
     mCurrentReport.reset();
     mCurrentOrigins.clear();
     mCurrentSongUnreadable = false;
@@ -351,36 +358,75 @@ void MainController::finishCurrentTask(SongInfoTask* task)
     releaseTask();
 }
 
-void MainController::reportChanges(const std::shared_ptr<SongFile>& song, AudioInfoTag* tag,
-                                   AlbumAssets changed)
+FileChangeRecord MainController::changeRecordOf(const SongResult& result, const AudioInfoTag& tag)
 {
-    if (!changed)
+    return FileChangeRecord::between(result.song->path(), result.report->before(), TagSnapshot::of(tag),
+                                     ChangeOrigin{ChangeOrigin::Kind::WebSource, {}}, result.origins);
+}
+
+void MainController::reportChanges(SongResult& result, AudioInfoTag* tag)
+{
+    if (!result.changed)
         return;
     ++mSongsModified;
-    const QString title = tag ? tag->title() : song->filename();
+    const QString title = tag ? tag->title() : result.song->filename();
     addLog(
         LocalizedStrings::format(mDryRun ? QStringLiteral("LogWouldSetInfo") : QStringLiteral("LogSetInfo"),
-                                 title, AlbumInfo::summaryOfAssets(changed)),
+                                 title, AlbumInfo::summaryOfAssets(result.changed)),
         kBlue);
-    mCurrentOutcome.kind = SongOutcome::Kind::Changed;
-    if (tag && mCurrentReport) {
-        const QStringList changes = mCurrentReport->changesTo(*tag, mCurrentOrigins);
+    result.outcome.kind = SongOutcome::Kind::Changed;
+    if (tag && result.report) {
+        const QStringList changes = result.report->changesTo(*tag, result.origins);
         // The log keeps which file it was and what it held before.
-        WMLog("    %@", song->path());
+        WMLog("    %@", result.song->path());
         for (const QString& change : changes)
             WMLog("    %@", change);
-        mCurrentOutcome.changes =
-            FileChangeRecord::between(song->path(), mCurrentReport->before(), TagSnapshot::of(*tag),
-                                      ChangeOrigin{ChangeOrigin::Kind::WebSource, {}}, mCurrentOrigins);
-        emit songChanges(song, changes);
+        result.outcome.changes = changeRecordOf(result, *tag);
+        emit songChanges(result.song, changes);
     }
 }
 
-bool MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAssets changed)
+bool MainController::writeSong(const std::shared_ptr<SongFile>& song)
 {
     QString error;
     const bool written =
         song->writeToOriginalPath(&error, PrefsController::sharedInstance().keepiTunesRefreshed());
+    return songWritten(song, written, error, nullptr);
+}
+
+void MainController::writeRunSong(SongResult result)
+{
+    const std::shared_ptr<SongFile> song = result.song;
+    if (!mWriteBatch)
+        mWriteBatch = std::make_unique<WriteBatch>();
+    QString error;
+    bool staged = false;
+    {
+        const WriteBatch::Scope writing(*mWriteBatch);
+        staged = song->writeToOriginalPath(&error, PrefsController::sharedInstance().keepiTunesRefreshed());
+    }
+    if (!staged) {
+        songWritten(song, false, error, &result);
+        return;
+    }
+    // Songs that finish faster than a disk flush share one: the write waits
+    // a moment in the run's batch, made durable at the latest when the run
+    // ends; the song is told and recorded once its file holds the values.
+    auto pending = std::make_shared<SongResult>(std::move(result));
+    WriteBatch::afterWrite(song->path(), [this, pending](bool written, const QString& reason) {
+        songWritten(pending->song, written, reason, pending.get());
+    });
+}
+
+void MainController::commitWrites()
+{
+    if (mWriteBatch)
+        mWriteBatch->commit();
+}
+
+bool MainController::songWritten(const std::shared_ptr<SongFile>& song, bool written, const QString& error,
+                                 SongResult* run)
+{
     AudioInfoTag* tag = song->infotag();
     if (!written || !tag) {
         // Refused or failed: the file keeps what it had (or what another
@@ -389,23 +435,26 @@ bool MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAsset
         const QString title = tag ? tag->title() : song->filename();
         addLog(LocalizedStrings::format(QStringLiteral("ErrorCannotModify"), artist, title, error), kRed);
         WMLog("    %@", song->path());
-        if (tag && mCurrentReport)
-            mCurrentOutcome.changes =
-                FileChangeRecord::between(song->path(), mCurrentReport->before(), TagSnapshot::of(*tag),
-                                          ChangeOrigin{ChangeOrigin::Kind::WebSource, {}}, mCurrentOrigins);
-        mCurrentOutcome.kind = SongOutcome::Kind::WriteFailed;
-        mCurrentOutcome.reason = error;
+        if (run) {
+            if (tag && run->report)
+                run->outcome.changes = changeRecordOf(*run, *tag);
+            run->outcome.kind = SongOutcome::Kind::WriteFailed;
+            run->outcome.reason = error;
+        }
         song->uncacheInfotag();
         song->setActivityStatus(SongActivityStatus::Problem);
         emit writeFailed(song, error);
+        if (run)
+            emit songDone(song, run->outcome);
         return false;
     }
-    // A run's song: its changes are told and recorded once the file holds them.
-    reportChanges(song, tag, changed);
-    if (changed && mHistory && mCurrentReport)
-        mHistory->record(FileChangeRecord::between(song->path(), mCurrentReport->before(), TagSnapshot::of(*tag),
-                                                   ChangeOrigin{ChangeOrigin::Kind::WebSource, {}},
-                                                   mCurrentOrigins));
+    if (run) {
+        // A run's song: its changes are told and recorded once the file
+        // holds them.
+        reportChanges(*run, tag);
+        if (run->changed && mHistory && run->report)
+            mHistory->record(changeRecordOf(*run, *tag));
+    }
     if (tag->numberOfImages() > 0)
         song->setHasiTunesArtwork(0);
     else
@@ -414,6 +463,8 @@ bool MainController::writeSong(const std::shared_ptr<SongFile>& song, AlbumAsset
     SongFileInfoCache::sharedCache().storeInfo(CachedInfoTag::infoDictForTag(*tag, song->path()),
                                                song->path());
     keepCachedSummary(*song);
+    if (run)
+        emit songDone(song, run->outcome);
     return true;
 }
 
@@ -544,6 +595,7 @@ void MainController::releaseTask()
 
 void MainController::endRun()
 {
+    commitWrites();
     if (mHistory) {
         mHistory->finish();
         if (!mHistory->problem().isEmpty()) {

@@ -24,6 +24,7 @@
 
 class AudioInfoTag;
 class SongFile;
+class WriteBatch;
 
 // The gathering run: the songs chosen are put on a work list and done one
 // at a time, in the order the table shows them. For each, a lookup task is
@@ -126,10 +127,9 @@ public:
     // the crash-safe rewrite. On success the cache learns the new values and
     // the song keeps only their summary; on failure the reason is logged in
     // red, writeFailed() is signalled, the tag is dropped (to be read again)
-    // and the song's status becomes 4. Answers whether it was written. With
-    // the assets a run's task changed, the changes are also told
-    // (songChanges) and recorded in the run's change history.
-    bool writeSong(const std::shared_ptr<SongFile>& song, AlbumAssets changed = {});
+    // and the song's status becomes 4. Answers whether it was written; the
+    // write is durable when it answers.
+    bool writeSong(const std::shared_ptr<SongFile>& song);
 
     // Works out whether iTunes keeps artwork for the song outside its file:
     // a song iTunes doesn't know, or no iTunes at all, means none.
@@ -174,8 +174,28 @@ private:
     // Makes file references for the songs; false when cancelled.
     bool prepareAliases(const SongList& songs);
     void finishCurrentTask(SongInfoTask* task);
+    // What the run knows of a song from the end of its lookup until its
+    // file holds the changes (its write may wait in the run's write batch).
+    struct SongResult
+    {
+        std::shared_ptr<SongFile> song;
+        AlbumAssets changed;
+        std::optional<SongChangeReport> report;
+        QHash<TagAttribute, ChangeOrigin> origins;
+        SongOutcome outcome;
+    };
+    static FileChangeRecord changeRecordOf(const SongResult& result, const AudioInfoTag& tag);
     // Counts and logs a song's changes (as would-be changes in a dry run).
-    void reportChanges(const std::shared_ptr<SongFile>& song, AudioInfoTag* tag, AlbumAssets changed);
+    void reportChanges(SongResult& result, AudioInfoTag* tag);
+    // Writes a run's song through the run's write batch: songs that finish
+    // faster than a disk flush share one. songDone() follows once the file
+    // holds the values (or the write failed).
+    void writeRunSong(SongResult result);
+    void commitWrites();
+    // After a write: a failure is logged and signalled; a success teaches
+    // the cache the new values. A run's song is also told and recorded.
+    bool songWritten(const std::shared_ptr<SongFile>& song, bool written, const QString& error,
+                     SongResult* run);
     // The values the song's path gives for those its tag lacks and the run
     // looks for (the artist always: a lookup needs it).
     void takeValuesFromPath(const SongFile& song, AudioInfoTag& tag);
@@ -227,4 +247,6 @@ private:
     // How the current song ends, and what its path gave it.
     SongOutcome mCurrentOutcome;
     AlbumAssets mCurrentPathAssets;
+    // The run's writes not yet made durable.
+    std::unique_ptr<WriteBatch> mWriteBatch;
 };

@@ -5,6 +5,7 @@
 #include "support/WMLog.h"
 #include "tags/AudioInfoTag.h"
 #include "tags/FileWriteLock.h"
+#include "tags/WriteBatch.h"
 
 #include <QCoreApplication>
 
@@ -93,10 +94,19 @@ bool RegenerateController::regenerateSong(SongFile& song, QString* errorText)
         }
         if (!tag->modifySongFileAtPath(song.path(), errorText))
             return false;
-        // The file now holds the clean tag: read it again on next need.
-        song.uncacheInfotag();
-        song.adoptCurrentModificationDate();
-        song.setDefaultActivityStatus();
+        // The file holds the clean tag (at once, or once the write batch
+        // holding the write has made it durable): read it again on next need.
+        WriteBatch::afterWrite(song.path(), [weak = song.weak_from_this()](bool written, const QString&) {
+            const std::shared_ptr<SongFile> self = weak.lock();
+            if (!self)
+                return;
+            self->uncacheInfotag();
+            self->adoptCurrentModificationDate();
+            if (written)
+                self->setDefaultActivityStatus();
+            else
+                self->setActivityStatus(SongActivityStatus::Problem);
+        });
         return true;
     } catch (const std::exception& e) {
         WMLog("regenerate %@ exception %@", song.path(), e.what());

@@ -40,7 +40,8 @@ public:
     // Regenerates the songs in order and answers those that succeeded; a
     // cancel stops before the next song. Progress is signalled per song.
     QList<std::shared_ptr<SongFile>> regenerateSongsArray(const QList<std::shared_ptr<SongFile>>& songs);
-    // Rebuilds one song's tag in the file; true when it was written.
+    // Rebuilds one song's tag in the file; true when it was written (inside
+    // a write batch: staged, see WriteBatch::afterWrite).
     static bool regenerateSong(SongFile& song, QString* errorText = nullptr);
 
     // "Title - Artist (Album)", each part only when present.

@@ -13,6 +13,7 @@
 #include "tags/PosixFile.h"
 #include "tags/SafeFileRewriter.h"
 #include "tags/SongFileType.h"
+#include "tags/WriteBatch.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -346,26 +347,43 @@ bool SongFile::writeToOriginalPath(QString* errorText, bool refreshiTunes)
         iTunesBridge::pausePlaying();
     const QStringList pausedPlayers = MprisPlayers::pausePlayersPlaying(mPath);
 
-    const bool written = mInfotag->modifySongFileAtPath(mPath, errorText);
-    if (written) {
-        if (attributes)
-            attributes->restoreToFileAtPath(mPath);
-        mInfotag->setSource(mPath, FileIdentity::of(mPath));
-        // No workspace to tell about the change on this platform: file
-        // managers watch the folders themselves.
-        if (refreshiTunes && !mPersistentID.isEmpty()) {
-            const std::optional<QString> path = iTunesBridge::refreshAndGetPathOfSongWithPID(mPersistentID);
-            if (path && !path->isEmpty() && !path->startsWith(QLatin1String("error")))
-                mPath = *path;
-        }
-        if (!QFileInfo::exists(mPath))
-            updatePathFromAlias();
-        adoptCurrentModificationDate();
-    }
-    if (paused)
-        iTunesBridge::resumePlaying();
-    MprisPlayers::resumePlayers(pausedPlayers);
-    if (!written)
+    if (!mInfotag->modifySongFileAtPath(mPath, errorText)) {
+        if (paused)
+            iTunesBridge::resumePlaying();
+        MprisPlayers::resumePlayers(pausedPlayers);
         mStatus = SongActivityStatus::Problem;
-    return written;
+        return false;
+    }
+    // At once, or when the write batch holding the write has made it durable.
+    WriteBatch::afterWrite(mPath, [song = weak_from_this(), path = mPath, attributes, paused, pausedPlayers,
+                                   refreshiTunes](bool written, const QString&) {
+        if (written && attributes)
+            attributes->restoreToFileAtPath(path);
+        if (const std::shared_ptr<SongFile> self = song.lock()) {
+            if (written)
+                self->adoptWrittenFile(refreshiTunes);
+            else
+                self->mStatus = SongActivityStatus::Problem;
+        }
+        if (paused)
+            iTunesBridge::resumePlaying();
+        MprisPlayers::resumePlayers(pausedPlayers);
+    });
+    return true;
+}
+
+void SongFile::adoptWrittenFile(bool refreshiTunes)
+{
+    if (mInfotag)
+        mInfotag->setSource(mPath, FileIdentity::of(mPath));
+    // No workspace to tell about the change on this platform: file
+    // managers watch the folders themselves.
+    if (refreshiTunes && !mPersistentID.isEmpty()) {
+        const std::optional<QString> path = iTunesBridge::refreshAndGetPathOfSongWithPID(mPersistentID);
+        if (path && !path->isEmpty() && !path->startsWith(QLatin1String("error")))
+            mPath = *path;
+    }
+    if (!QFileInfo::exists(mPath))
+        updatePathFromAlias();
+    adoptCurrentModificationDate();
 }

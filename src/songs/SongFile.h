@@ -35,7 +35,7 @@ enum class SongActivityStatus : quint32
 //
 // Records are shared (the list of all songs, the visible list and the work
 // list hold the same ones) and used by one thread at a time.
-class SongFile
+class SongFile : public std::enable_shared_from_this<SongFile>
 {
     struct PrivateTag
     {};
@@ -133,7 +133,11 @@ public:
     // play this file; iTunes is asked to re-read the track afterwards when
     // `refreshiTunes` and the song has a persistent ID.
     // True on success or without a path; on failure status 4 and the
-    // writer's reason in `errorText`.
+    // writer's reason in `errorText`. Inside a write batch (WriteBatch) true
+    // means staged: the attributes, the tag's new identity, the iTunes
+    // refresh and the modification date follow when the batch has made the
+    // write durable, and a failure then gives status 4; WriteBatch::afterWrite
+    // waits for that.
     bool writeToOriginalPath(QString* errorText, bool refreshiTunes);
 
     // ---- type sniffing (SongFileType does the work)
@@ -150,6 +154,8 @@ public:
 
 private:
     bool initWithPath(const QString& path);
+    // What follows a write once the file holds it.
+    void adoptWrittenFile(bool refreshiTunes);
 
     QString mPath;
     std::optional<FileReference> mAlias;

@@ -2,6 +2,7 @@
 
 #include "FileIdentity.h"
 #include "PosixFile.h"
+#include "WriteBatch.h"
 
 #include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
@@ -91,9 +92,13 @@ FileWriteLock FileWriteLock::acquire(const QString& path, QString* errorText, in
     FileWriteLock lock;
     lock.mDevice = identity.device;
     lock.mInode = identity.inode;
+    // A write of this file still waiting in a batch of this thread is made
+    // first, so that whoever takes the lock reads what was written.
+    WriteBatch::commitWritesOf(identity.device, identity.inode);
     const int waitMs = timeoutMs < 0 ? kDefaultTimeoutMs : timeoutMs;
     QDeadlineTimer deadline(waitMs);
     int pauseMs = 1;
+    bool waited = false;
     for (;;) {
         {
             Registry& shared = registry();
@@ -116,6 +121,13 @@ FileWriteLock FileWriteLock::acquire(const QString& path, QString* errorText, in
                     break;
                 }
             }
+        }
+        if (!waited) {
+            // Never wait while holding the locks of a batch: the writer
+            // waited for may be waiting for one of them.
+            waited = true;
+            WriteBatch::commitBeforeWaiting();
+            continue;
         }
         if (deadline.hasExpired())
             return fail(LocalizedStrings::format(QStringLiteral("RewriteErrorBusy"), path,

@@ -156,6 +156,11 @@ bool PosixFile::flushData() const
     return result == 0;
 }
 
+void PosixFile::startWriteBack(qint64 offset, qint64 length) const
+{
+    ::sync_file_range(mFd, offset, length, SYNC_FILE_RANGE_WRITE);
+}
+
 bool PosixFile::flushFolder(const QString& folder)
 {
     PosixFile dir = open(folder, O_RDONLY | O_DIRECTORY);

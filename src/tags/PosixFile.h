@@ -48,6 +48,9 @@ public:
     bool copyFrom(const PosixFile& source, qint64 sourceOffset, qint64 offset, qint64 length) const;
     bool truncate(qint64 length) const;
     bool flushData() const;
+    // Starts writing the range's dirty pages to disk without waiting, so
+    // that a later flush finds less to do (length 0: to the end).
+    void startWriteBack(qint64 offset = 0, qint64 length = 0) const;
     // Flushes the folder entry of a file (fsync of the folder).
     static bool flushFolder(const QString& folder);
 

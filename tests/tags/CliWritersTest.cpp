@@ -1,17 +1,26 @@
-// quillbeat-cli run as programs: two writers of one file at the same time,
-// and names that are not regular files.
+// quillbeat-cli run as programs: writers of the same files at the same
+// time, a writer killed at random moments, and names that are not regular
+// files.
 #include "ID3TestData.h"
 #include "Mp4TestFiles.h"
+#include "MpegTestFiles.h"
 #include "TestSupport.h"
 
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
 
 #include <QDir>
+#include <QDirIterator>
+#include <QElapsedTimer>
 #include <QProcess>
+#include <QThread>
 
 #include <functional>
 #include <iterator>
+#include <limits>
+#include <random>
+
+#include <signal.h>
 
 #include <sys/stat.h>
 
@@ -68,7 +77,163 @@ QString m4aFile(const QString& path)
     return TestSupport::writeFile(path, Mp4TestFiles::m4a(o)) ? path : QString();
 }
 
+// A song of about a megabyte, so that rewriting it takes a moment.
+QString bigSong(const QString& path)
+{
+    if (path.endsWith(QLatin1String(".m4a"))) {
+        Mp4TestFiles::Options o;
+        o.items = {Mp4TestFiles::textItem(QStringLiteral("\u00A9nam"), QStringLiteral("Old Title"))};
+        o.freeInMeta = 100;
+        o.chunkCount = 256;
+        o.chunkBytes = 4096;
+        return TestSupport::writeFile(path, Mp4TestFiles::m4a(o)) ? path : QString();
+    }
+    const QByteArray bytes = T::tag(3, {T::frame("TIT2", T::textBody(QStringLiteral("Old Title")))});
+    return TestSupport::writeFile(path, bytes + T::audio(2500)) ? path : QString();
+}
+
+// What a whole write gives: the same bytes, but for the modification times
+// an MPEG-4 write stamps into the movie (the second of the write).
+bool isCompleteWrite(const QByteArray& now, const QByteArray& complete)
+{
+    if (now.size() != complete.size())
+        return false;
+    int differing = 0;
+    for (qsizetype i = 0; i < now.size() && differing <= 12; ++i)
+        differing += now[i] != complete[i] ? 1 : 0;
+    return differing <= 12;
+}
+
 } // namespace
+
+TEST(CliWriters, SetKilledAtAnyMomentLeavesEveryFileAsItWasOrCompletelyWritten)
+{
+    // The program's own next start puts right what a killed set left.
+    const QString folder = T::scratchPath(QStringLiteral("killed"));
+    QDir(folder).removeRecursively();
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), folder + QStringLiteral("/home"));
+    for (const char* name : {"XDG_CACHE_HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"})
+        environment.remove(QString::fromLatin1(name));
+    const auto run = [&](QProcess& cli, const QStringList& arguments) {
+        cli.setProcessEnvironment(environment);
+        start(cli, arguments);
+    };
+    QStringList paths;
+    QList<QByteArray> originals, complete;
+    for (int i = 0; i < 16; ++i) {
+        paths.append(
+            bigSong(folder + (i % 2 ? QStringLiteral("/%1.m4a") : QStringLiteral("/%1.mp3")).arg(i)));
+        ASSERT_FALSE(paths.last().isEmpty());
+        originals.append(TestSupport::readFile(paths.last()));
+    }
+    // Every file grows: its audio moves.
+    const QStringList setTitle = QStringList{QStringLiteral("set")} + paths +
+                                 QStringList{QStringLiteral("--title"), QString(5000, QLatin1Char('T'))};
+    // Kills fall between the end of the program's start and the end of a
+    // whole run (the quickest of three).
+    const auto timed = [&](const QStringList& arguments) {
+        qint64 quickest = std::numeric_limits<qint64>::max();
+        for (int i = 0; i < 3; ++i) {
+            for (qsizetype f = 0; f < paths.size() && !originals.isEmpty(); ++f)
+                TestSupport::writeFile(paths[f], originals[f]);
+            QElapsedTimer clock;
+            clock.start();
+            QProcess cli;
+            run(cli, arguments);
+            const Finished done = finish(cli);
+            EXPECT_EQ(done.status, 0) << done.err.toStdString();
+            quickest = qMin(quickest, clock.nsecsElapsed() / 1000);
+        }
+        return quickest;
+    };
+    const qint64 startUs = timed({QStringLiteral("tags"), paths.first()});
+    const qint64 wholeUs = timed(setTitle);
+    for (const QString& path : std::as_const(paths))
+        complete.append(TestSupport::readFile(path));
+
+    // The journal the runs use: while it is valid, files are being written.
+    QDirIterator slotFiles(folder + QStringLiteral("/home"), {QStringLiteral("*.journal")},
+                           QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    ASSERT_TRUE(slotFiles.hasNext());
+    QFile journal(slotFiles.next());
+    const auto journalIsValid = [&journal] {
+        journal.open(QIODevice::ReadOnly);
+        const bool valid = journal.read(8) == "QBJOURNL";
+        journal.close();
+        return valid;
+    };
+
+    // Every second round is killed at any moment of the run, the others a
+    // moment after the files' writing began.
+    constexpr int kRounds = 16;
+    std::mt19937 random(20240917);
+    int interrupted = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        for (qsizetype i = 0; i < paths.size(); ++i)
+            ASSERT_TRUE(TestSupport::writeFile(paths[i], originals[i]));
+        const bool whileWriting = round % 2 == 1;
+        const qint64 delayUs = whileWriting ? std::uniform_int_distribution<qint64>(0, 5000)(random)
+                                            : std::uniform_int_distribution<qint64>(startUs, wholeUs)(random);
+        const std::string row = "round " + std::to_string(round) + ", killed " + std::to_string(delayUs) +
+                                (whileWriting ? " us after the writing began" : " us after the start");
+        QProcess cli;
+        run(cli, setTitle);
+        QElapsedTimer waited;
+        waited.start();
+        while (whileWriting && !journalIsValid() && waited.elapsed() < kCommandLimitMs &&
+               !cli.waitForFinished(0))
+            QThread::usleep(100);
+        QThread::usleep(static_cast<unsigned long>(delayUs));
+        ::kill(static_cast<pid_t>(cli.processId()), SIGKILL);
+        finish(cli);
+        interrupted += journalIsValid() ? 1 : 0;
+
+        QProcess next;
+        run(next, QStringList{QStringLiteral("tags")} + paths);
+        const Finished started = finish(next);
+        ASSERT_TRUE(started.ended) << row;
+        for (qsizetype i = 0; i < paths.size(); ++i) {
+            const QByteArray now = TestSupport::readFile(paths[i]);
+            EXPECT_TRUE(now == originals[i] || isCompleteWrite(now, complete[i]))
+                << row << ": " << paths[i].toStdString() << " is neither as it was nor completely written";
+        }
+    }
+    ::testing::Test::RecordProperty("roundsWithAJournalLeft", interrupted);
+}
+
+TEST(CliWriters, SetProcessesOverTheSameFilesInOppositeOrderBothWrite)
+{
+    // Each batches its files and holds their locks until its commit; neither
+    // may wait for the other while holding them.
+    const QString folder = T::scratchPath(QStringLiteral("opposite"));
+    QDir(folder).removeRecursively();
+    QStringList paths;
+    for (int i = 0; i < 8; ++i)
+        paths.append(i % 2 ? m4aFile(folder + QStringLiteral("/%1.m4a").arg(i))
+                           : mp3File(folder + QStringLiteral("/%1.mp3").arg(i)));
+    QStringList reversed = paths;
+    std::reverse(reversed.begin(), reversed.end());
+    for (int round = 0; round < 5; ++round) {
+        const QString title = QStringLiteral("Title %1").arg(round);
+        const QString artist = QStringLiteral("Artist %1").arg(round);
+        QProcess forward, backward;
+        start(forward,
+              QStringList{QStringLiteral("set")} + paths + QStringList{QStringLiteral("--title"), title});
+        start(backward, QStringList{QStringLiteral("set")} + reversed +
+                            QStringList{QStringLiteral("--artist"), artist});
+        const Finished one = finish(forward);
+        const Finished other = finish(backward);
+        ASSERT_EQ(one.status, 0) << "round " << round << ": " << one.err.toStdString();
+        ASSERT_EQ(other.status, 0) << "round " << round << ": " << other.err.toStdString();
+        for (const QString& path : std::as_const(paths)) {
+            const auto tag = AudioInfoTag::tagFromFileAtPath(path, false);
+            ASSERT_TRUE(tag) << path.toStdString();
+            EXPECT_EQ(tag->title(), title) << "round " << round << " " << path.toStdString();
+            EXPECT_EQ(tag->artist(), artist) << "round " << round << " " << path.toStdString();
+        }
+    }
+}
 
 TEST(CliWriters, SetProcessesOnOneFileLoseNoChange)
 {

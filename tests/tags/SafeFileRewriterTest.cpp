@@ -3,12 +3,14 @@
 #include "support/LocalizedStrings.h"
 #include "tags/FileIdentity.h"
 #include "tags/FileWriteLock.h"
+#include "tags/JournalChecksum.h"
 #include "tags/RewriteJournal.h"
 #include "tags/SafeFileRewriter.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QtEndian>
 
 #include <csignal>
 #include <thread>
@@ -160,6 +162,87 @@ TEST_F(SafeFileRewriterTest, RecoveryAfterEveryFaultGivesBackTheOriginalBytes)
         }
         ++shape;
     }
+}
+
+TEST_F(SafeFileRewriterTest, RecoveryNeverPutsBackOverAnotherProgramsChange)
+{
+    // Interrupted, and then, before the next start, another program changes
+    // a byte the write changes too: its byte must stay.
+    const QByteArray original = pattern(60000, 0);
+    const QList<FileEdit> same = {{0, 3000, pattern(3000, 9)}};
+    const QList<FileEdit> grow = {{0, 3000, pattern(8000, 9)}};
+    const QList<FileEdit> shrink = {{0, 9000, pattern(200, 9)}};
+    const struct
+    {
+        const char* name;
+        Fault fault;
+        const QList<FileEdit>& edits;
+    } rows[] = {
+        {"same length, not yet written", Fault::AfterJournal, same},
+        {"same length, written", Fault::AfterWrite, same},
+        {"same length, flushed", Fault::AfterFlush, same},
+        {"growing, not yet written", Fault::AfterJournal, grow},
+        {"growing, written", Fault::AfterWrite, grow},
+        {"shrinking, truncated", Fault::AfterTruncate, shrink},
+    };
+    for (const auto& row : rows) {
+        const QString path = makeFile(QStringLiteral("theirs.mp3"), original);
+        SafeFileRewriter::setFaultPoint(row.fault);
+        QString error;
+        EXPECT_FALSE(SafeFileRewriter::apply(path, row.edits, FileIdentity::of(path), &error)) << row.name;
+        SafeFileRewriter::setFaultPoint(Fault::None);
+        QByteArray theirs = TestSupport::readFile(path);
+        char value = 0;
+        while (value == original[100] || value == row.edits.first().bytes[100])
+            ++value;
+        theirs[100] = value;
+        ASSERT_TRUE(TestSupport::writeFile(path, theirs)) << row.name;
+
+        EXPECT_EQ(SafeFileRewriter::recoverInterruptedWrites(), 0) << row.name;
+        EXPECT_EQ(TestSupport::readFile(path), theirs) << row.name << ": the other program's change is lost";
+        EXPECT_TRUE(journals().isEmpty()) << row.name;
+        EXPECT_EQ(setAside().size(), 1) << row.name;
+        QDir(SafeFileRewriter::journalFolder() + QStringLiteral("/Set Aside")).removeRecursively();
+    }
+}
+
+TEST_F(SafeFileRewriterTest, AJournalOfTheFirstVersionIsStillUndone)
+{
+    // Left by a build that wrote one file per journal, without change times
+    // and edits: the file is half written.
+    const QByteArray original = pattern(20000, 0);
+    const QString path = makeFile(QStringLiteral("old.mp3"), original);
+    const FileIdentity before = FileIdentity::of(path);
+    const auto put = [](QByteArray& out, auto value) {
+        char bytes[sizeof value];
+        qToLittleEndian(value, bytes);
+        out.append(bytes, sizeof value);
+    };
+    QByteArray journal("QBJOURNL");
+    put(journal, quint32(1));
+    put(journal, quint32(QFile::encodeName(path).size()));
+    journal += QFile::encodeName(path);
+    for (qint64 size : {before.size, before.size + 5000}) {
+        put(journal, before.device);
+        put(journal, before.inode);
+        put(journal, size);
+        put(journal, size == before.size ? before.mtimeNs : qint64(0));
+    }
+    put(journal, before.size);
+    put(journal, quint32(1));
+    put(journal, qint64(100));
+    put(journal, before.size - 100);
+    journal += original.mid(100);
+    JournalChecksum checksum;
+    checksum.update(journal.constData(), journal.size());
+    put(journal, checksum.value());
+    ASSERT_TRUE(TestSupport::writeFile(SafeFileRewriter::journalFolder() + QStringLiteral("/slot-0.journal"),
+                                       journal));
+    ASSERT_TRUE(TestSupport::writeFile(path, original.left(100) + pattern(7000, 1) + original.mid(7100)));
+
+    EXPECT_EQ(SafeFileRewriter::recoverInterruptedWrites(), 1);
+    EXPECT_EQ(TestSupport::readFile(path), original);
+    EXPECT_TRUE(journals().isEmpty());
 }
 
 TEST_F(SafeFileRewriterTest, WithoutFlushingTheJournalStillUndoes)
@@ -350,7 +433,9 @@ TEST_F(SafeFileRewriterTest, DamagedOrBusyJournalsAreNeverApplied)
     QByteArray flipped = good;
     flipped[good.size() - 100] = char(flipped[good.size() - 100] ^ 1);
     QByteArray huge = good;
-    const int lengthField = good.indexOf(QFile::encodeName(path)) + QFile::encodeName(path).size() + 76 + 8;
+    // The first region's length: after the path, the identity (40 bytes),
+    // the new length, flags and two counts (20), and the region's offset.
+    const int lengthField = good.indexOf(QFile::encodeName(path)) + QFile::encodeName(path).size() + 60 + 8;
     for (int i = 0; i < 8; ++i)
         huge[lengthField + i] = char(0x7F);
     const QByteArray damaged[] = {flipped, good.left(good.size() - 10), huge, good.left(20), QByteArray()};
