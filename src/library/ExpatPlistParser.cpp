@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -112,16 +113,16 @@ public:
 private:
     static void XMLCALL onStart(void* user, const XML_Char* name, const XML_Char** attributes);
     static void XMLCALL onEnd(void* user, const XML_Char* name);
-    static void XMLCALL onText(void* user, const XML_Char* text, int length);
-    static void XMLCALL onInstruction(void* user, const XML_Char* target, const XML_Char* data);
-    static void XMLCALL onCdata(void* user);
     static void XMLCALL onSkippedEntity(void* user, const XML_Char* name, int isParameter);
     static void XMLCALL onDoctype(void* user, const XML_Char* name, const XML_Char* systemId,
                                   const XML_Char* publicId, int hasInternalSubset);
 
     void start(Element element, const XML_Char** attributes);
     void end(Element element);
-    void text();
+    // The bytes between the last tag and the one at `end`, inside the
+    // document element and outside values: libplist passes over blanks,
+    // comments and instructions there, and refuses anything else.
+    bool gapIsBlank(qsizetype end);
     void decline(const char* reason);
     void finish();
     // Where a new value goes by libplist's rules; false when it has no place.
@@ -137,6 +138,7 @@ private:
     int mElementDepth = 0;
     Element mLeaf = Element::Other;
     qsizetype mLeafStart = 0;
+    qsizetype mGapStart = 0;
     // The key waiting for its value, as libplist keeps it: set by a key in a
     // dictionary, used by the next value, dropped by a container's end.
     bool mHasKey = false;
@@ -170,9 +172,9 @@ ExpatPlistParser::Result Reader::run()
     mParser = parser.get();
     XML_SetUserData(mParser, this);
     XML_SetElementHandler(mParser, onStart, onEnd);
-    XML_SetCharacterDataHandler(mParser, onText);
-    XML_SetProcessingInstructionHandler(mParser, onInstruction);
-    XML_SetStartCdataSectionHandler(mParser, onCdata);
+    // No handler of text, comments or instructions: the bytes between tags
+    // are looked at directly (gapIsBlank, PlistLeafReader), and expat then
+    // has less to hand over.
     XML_SetSkippedEntityHandler(mParser, onSkippedEntity);
     XML_SetStartDoctypeDeclHandler(mParser, onDoctype);
     mStack.reserve(64);
@@ -218,32 +220,20 @@ void Reader::finish()
     XML_StopParser(mParser, XML_FALSE);
 }
 
+// A stopped parser still reports the end of an empty-element tag whose
+// start stopped it: nothing is done once the reading is over.
 void XMLCALL Reader::onStart(void* user, const XML_Char* name, const XML_Char** attributes)
 {
-    static_cast<Reader*>(user)->start(elementOf(name), attributes);
+    auto* reader = static_cast<Reader*>(user);
+    if (!reader->mDone && reader->mDeclined.isEmpty())
+        reader->start(elementOf(name), attributes);
 }
 
 void XMLCALL Reader::onEnd(void* user, const XML_Char* name)
 {
-    static_cast<Reader*>(user)->end(elementOf(name));
-}
-
-void XMLCALL Reader::onText(void* user, const XML_Char*, int)
-{
-    static_cast<Reader*>(user)->text();
-}
-
-void XMLCALL Reader::onInstruction(void* user, const XML_Char*, const XML_Char*)
-{
     auto* reader = static_cast<Reader*>(user);
-    // libplist passes over instructions between elements, not inside a value.
-    if (reader->mLeaf != Element::Other)
-        reader->decline("a processing instruction inside a value");
-}
-
-void XMLCALL Reader::onCdata(void* user)
-{
-    static_cast<Reader*>(user)->decline("a CDATA section");
+    if (!reader->mDone && reader->mDeclined.isEmpty())
+        reader->end(elementOf(name));
 }
 
 void XMLCALL Reader::onSkippedEntity(void* user, const XML_Char*, int)
@@ -258,20 +248,27 @@ void XMLCALL Reader::onDoctype(void* user, const XML_Char*, const XML_Char*, con
         static_cast<Reader*>(user)->decline("a document type with declarations of its own");
 }
 
-void Reader::text()
+bool Reader::gapIsBlank(qsizetype end)
 {
-    if (mLeaf != Element::Other)
-        return; // read from the raw bytes when the value ends
-    // Between the tags of containers libplist takes blanks only, as they
-    // stand: no references.
-    const int count = XML_GetCurrentByteCount(mParser);
-    const char* raw = mData.data() + position();
-    for (int i = 0; i < count; ++i) {
-        if (!isBlank(raw[i])) {
-            decline("text between the elements of a container");
-            return;
+    const std::string_view gap(mData.data() + mGapStart,
+                               static_cast<size_t>(std::max<qsizetype>(end - mGapStart, 0)));
+    size_t at = 0;
+    while (at < gap.size()) {
+        if (isBlank(gap[at])) {
+            ++at;
+            continue;
         }
+        const std::string_view closer = gap.substr(at).starts_with("<!--") ? "-->"
+                                        : gap.substr(at).starts_with("<?") ? "?>"
+                                                                           : std::string_view();
+        const size_t close = closer.empty() ? std::string_view::npos : gap.find(closer, at + 2);
+        if (close == std::string_view::npos) {
+            decline("text between the elements of a container");
+            return false;
+        }
+        at = close + closer.size();
     }
+    return true;
 }
 
 bool Reader::place(bool* underKey, QString* key)
@@ -337,6 +334,10 @@ void Reader::start(Element element, const XML_Char** attributes)
             return;
         }
     }
+    const qsizetype tagEnd = position() + XML_GetCurrentByteCount(mParser);
+    if (mElementDepth > 0 && !gapIsBlank(position()))
+        return;
+    mGapStart = tagEnd;
     ++mElementDepth;
     if (element == Element::Plist) {
         if (mElementDepth != 1)
@@ -357,14 +358,21 @@ void Reader::start(Element element, const XML_Char** attributes)
         return;
     }
     mLeaf = element;
-    mLeafStart = position() + XML_GetCurrentByteCount(mParser);
+    mLeafStart = tagEnd;
 }
 
 void Reader::end(Element element)
 {
     --mElementDepth;
     // An empty-element tag ends with no bytes of its own.
-    const bool emptyForm = XML_GetCurrentByteCount(mParser) == 0;
+    const int count = XML_GetCurrentByteCount(mParser);
+    const bool emptyForm = count == 0;
+    if (!emptyForm) {
+        // A value's bytes are read whole when it ends.
+        if (mLeaf == Element::Other && !gapIsBlank(position()))
+            return;
+        mGapStart = position() + count;
+    }
     if (element == Element::Plist) {
         // Reached only when the root has not closed before: a plist element
         // that held no container, or one written as an empty element.
@@ -373,6 +381,10 @@ void Reader::end(Element element)
         return;
     }
     if (isContainer(element)) {
+        if (mStack.empty()) {
+            decline("a container closed that never opened");
+            return;
+        }
         Frame frame = std::move(mStack.back());
         mStack.pop_back();
         if (mStack.empty()) {
@@ -447,8 +459,10 @@ std::optional<QVariant> Reader::leafValue(Element leaf, bool emptyForm, QByteArr
         return emptyForm ? QVariant(QByteArray()) : PlistLeafReader::data(raw);
     case Element::True:
     case Element::False:
-        // libplist passes over whatever text they hold.
-        return QVariant(leaf == Element::True);
+        // libplist passes over what they hold, as far as it reads it.
+        if (emptyForm || raw.isEmpty())
+            return QVariant(leaf == Element::True);
+        return PlistLeafReader::boolean(leaf == Element::True, raw);
     default:
         return std::nullopt;
     }

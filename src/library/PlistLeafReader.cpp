@@ -295,6 +295,11 @@ std::optional<QVariant> PlistLeafReader::data(QByteArrayView raw)
     return QVariant(std::move(*bytes));
 }
 
+std::optional<QVariant> PlistLeafReader::boolean(bool value, QByteArrayView raw)
+{
+    return throughLibplist(value ? "true" : "false", raw);
+}
+
 std::optional<QVariant> PlistLeafReader::throughLibplist(const char* tag, QByteArrayView raw)
 {
     const QByteArray document = QByteArray("<") + tag + '>' + raw + "</" + tag + '>';

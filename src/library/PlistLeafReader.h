@@ -32,6 +32,8 @@ public:
     // QDateTime in UTC.
     static std::optional<QVariant> date(QByteArrayView raw);
     static std::optional<QVariant> data(QByteArrayView raw);
+    // A true or false element that holds something.
+    static std::optional<QVariant> boolean(bool value, QByteArrayView raw);
 
     // The bytes with every comment taken out; nothing when a comment is not
     // closed or other markup is found.

@@ -85,7 +85,8 @@ TEST(ExpatPlistParser, ReadsLibplistsOwnFormsAsLibplistDoes)
 {
     // Forms where libplist's reading is its own: octal and hexadecimal
     // integers, blanks about a sign, dates filled in or moved on, data with
-    // stray characters, keys standing for values, values after an empty key.
+    // stray characters, keys standing for values, values after an empty key,
+    // comments and instructions between elements, booleans holding text.
     const char* const bodies[] = {
         "<array><integer>010</integer><integer>0x1f</integer><integer> - 5</integer><integer>+7</integer>"
         "<integer>99999999999999999999</integer><integer>&#52;2</integer><integer>4<!-- c -->2</integer>"
@@ -96,6 +97,7 @@ TEST(ExpatPlistParser, ReadsLibplistsOwnFormsAsLibplistDoes)
         "<array><data>!!AAEC</data><data>AAE</data><data>AA==EC</data><data>AB==</data><data></data>"
         "<data/></array>",
         "<array><key>in an array</key><string/><key/><true>ignored</true></array>",
+        "<array><!-- c --><?pi x?>\n<true>x<!-- c --></true><false> </false><true>&amp;</true></array>",
         "<dict><key>a</key><key>b</key><key></key><string>x</string><key>c</key></dict>",
         "<dict><key>a</key><string>1</string><key>a</key><dict/><key>z</key><array/></dict>",
     };
@@ -126,7 +128,10 @@ TEST(ExpatPlistParser, DamagedOrUnusualDataAreLeftToLibplist)
         {"markup inside a value", inPlist("<array><string>a<b/>c</string></array>")},
         {"instruction inside a value", inPlist("<array><string>a<?pi x?>c</string></array>")},
         {"text in a container", inPlist("<dict>x<key>a</key><true/></dict>")},
+        {"text before an empty root", "<plist>ww<array/></plist>"},
         {"reference between elements", inPlist("<array>&#32;<true/></array>")},
+        {"CDATA between elements", inPlist("<array><![CDATA[ ]]><true/></array>")},
+        {"instruction inside a boolean", inPlist("<array><true><?pi?></true></array>")},
         {"value without a key", inPlist("<dict><string>x</string></dict>")},
         {"key after a key in a dictionary", inPlist("<dict><key>a</key><key>b</key><true/></dict>")},
         {"root not a container", inPlist("<string>alone</string>")},

@@ -1,8 +1,9 @@
 #include "PlistXmlWriter.h"
 
+#include <QDataStream>
 #include <QDateTime>
+#include <QIODevice>
 
-#include <cmath>
 #include <cstring>
 #include <vector>
 
@@ -195,41 +196,14 @@ QByteArray PlistXmlWriter::document(std::mt19937& random, Forms forms)
 
 bool PlistXmlWriter::sameTree(const QVariant& a, const QVariant& b)
 {
-    if (a.typeId() != b.typeId())
-        return false;
-    switch (a.typeId()) {
-    case QMetaType::QVariantMap: {
-        const QVariantMap x = a.toMap();
-        const QVariantMap y = b.toMap();
-        if (x.keys() != y.keys())
-            return false;
-        for (auto it = x.constBegin(); it != x.constEnd(); ++it) {
-            if (!sameTree(it.value(), y.value(it.key())))
-                return false;
-        }
-        return true;
-    }
-    case QMetaType::QVariantList: {
-        const QVariantList x = a.toList();
-        const QVariantList y = b.toList();
-        if (x.size() != y.size())
-            return false;
-        for (qsizetype i = 0; i < x.size(); ++i) {
-            if (!sameTree(x[i], y[i]))
-                return false;
-        }
-        return true;
-    }
-    case QMetaType::Double: {
-        const double x = a.toDouble();
-        const double y = b.toDouble();
-        return std::memcmp(&x, &y, sizeof x) == 0 || (std::isnan(x) && std::isnan(y));
-    }
-    case QMetaType::QDateTime:
-        return a.toDateTime() == b.toDateTime() && a.toDateTime().timeSpec() == b.toDateTime().timeSpec();
-    default:
-        return a == b;
-    }
+    // The stream writes each value's type and every bit of it.
+    const auto bytesOf = [](const QVariant& tree) {
+        QByteArray bytes;
+        QDataStream stream(&bytes, QIODevice::WriteOnly);
+        stream << tree;
+        return bytes;
+    };
+    return bytesOf(a) == bytesOf(b);
 }
 
 QVariant PlistXmlWriter::asManualReaderSees(const QVariant& tree)

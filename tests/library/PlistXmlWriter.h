@@ -22,8 +22,8 @@ public:
 
     static QByteArray document(std::mt19937& random, Forms forms);
 
-    // Equal types and values throughout (QVariant's own comparison takes an
-    // int for a qlonglong of the same value and a NaN for no number).
+    // Equal types and values throughout, to the bit (QVariant's own
+    // comparison takes an int for a qlonglong of the same value).
     static bool sameTree(const QVariant& a, const QVariant& b);
 
     // The tree as our own tolerant reader gives it: no reals, no data, no
