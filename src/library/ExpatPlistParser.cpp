@@ -173,8 +173,8 @@ ExpatPlistParser::Result Reader::run()
     XML_SetUserData(mParser, this);
     XML_SetElementHandler(mParser, onStart, onEnd);
     // No handler of text, comments or instructions: the bytes between tags
-    // are looked at directly (gapIsBlank, PlistLeafReader), and expat then
-    // has less to hand over.
+    // are looked at directly, as libplist sees them (gapIsBlank,
+    // PlistLeafReader).
     XML_SetSkippedEntityHandler(mParser, onSkippedEntity);
     XML_SetStartDoctypeDeclHandler(mParser, onDoctype);
     mStack.reserve(64);
