@@ -1,10 +1,11 @@
 #include "SystemPlistParser.h"
 
+#include "ExpatPlistParser.h"
 #include "PlistShapeCheck.h"
+#include "PlistTextSharing.h"
 #include "support/WMLog.h"
 
 #include <QDateTime>
-#include <QHash>
 
 #include <plist/plist.h>
 
@@ -60,87 +61,14 @@ private:
         plist_t value = nullptr;
     };
 
-    // The values seen under one key, shared while they keep repeating.
-    struct KeyEntry
-    {
-        QString text;
-        QHash<QByteArray, QString> values;
-        qint64 lookups = 0;
-        qint64 hits = 0;
-        bool sharesValues = true;
-    };
-
     bool convertDict(plist_t node, int depth, QVariant* out);
     bool convertArray(plist_t node, int depth, QVariant* out);
-    QString string(const char* text, qsizetype length, int keyIndex);
-    // The index of a key's entry, or -1 past the limits (the key is then
-    // made afresh each time).
-    int keyEntry(const char* key, qsizetype length);
-    QString keyText(int index, const char* key, qsizetype length) const;
 
     bool mConsume;
     // The items of the dictionary open at each depth, kept for reuse.
     std::vector<std::vector<Item>> mItems;
-    std::vector<KeyEntry> mKeys;
-    QHash<QByteArray, int> mKeyIndex;
-    qsizetype mSharedValues = 0;
+    PlistTextSharing mText;
 };
-
-// Limits that keep the sharing tables small whatever the input.
-constexpr size_t kMaxKeys = 4096;
-constexpr qsizetype kMaxSharedKeyLength = 128;
-constexpr qsizetype kMaxSharedValueLength = 128;
-constexpr qsizetype kMaxSharedValues = 1 << 18;
-// A key whose values repeat less than one time in four after this many is
-// not shared any more (names, locations, persistent IDs).
-constexpr qint64 kSharingTrial = 256;
-
-int Converter::keyEntry(const char* key, qsizetype length)
-{
-    if (length > kMaxSharedKeyLength)
-        return -1;
-    const auto found = mKeyIndex.constFind(QByteArray::fromRawData(key, length));
-    if (found != mKeyIndex.constEnd())
-        return found.value();
-    if (mKeys.size() >= kMaxKeys)
-        return -1;
-    KeyEntry entry;
-    entry.text = QString::fromUtf8(key, length);
-    mKeys.push_back(std::move(entry));
-    const int index = static_cast<int>(mKeys.size() - 1);
-    mKeyIndex.insert(QByteArray(key, length), index);
-    return index;
-}
-
-QString Converter::keyText(int index, const char* key, qsizetype length) const
-{
-    return index >= 0 ? mKeys[static_cast<size_t>(index)].text : QString::fromUtf8(key, length);
-}
-
-QString Converter::string(const char* text, qsizetype length, int keyIndex)
-{
-    if (keyIndex < 0 || length > kMaxSharedValueLength)
-        return QString::fromUtf8(text, length);
-    KeyEntry& entry = mKeys[static_cast<size_t>(keyIndex)];
-    if (!entry.sharesValues)
-        return QString::fromUtf8(text, length);
-    ++entry.lookups;
-    const auto found = entry.values.constFind(QByteArray::fromRawData(text, length));
-    if (found != entry.values.constEnd()) {
-        ++entry.hits;
-        return found.value();
-    }
-    QString value = QString::fromUtf8(text, length);
-    if (entry.lookups >= kSharingTrial && entry.hits * 4 < entry.lookups) {
-        entry.sharesValues = false;
-        mSharedValues -= entry.values.size();
-        entry.values = {};
-    } else if (mSharedValues < kMaxSharedValues) {
-        entry.values.insert(QByteArray(text, length), value);
-        ++mSharedValues;
-    }
-    return value;
-}
 
 bool Converter::convertDict(plist_t node, int depth, QVariant* out)
 {
@@ -169,12 +97,12 @@ bool Converter::convertDict(plist_t node, int depth, QVariant* out)
     for (const Item& item : items) {
         const char* key = item.key ? item.key.get() : "";
         const qsizetype keyLength = static_cast<qsizetype>(std::strlen(key));
-        const int index = keyEntry(key, keyLength);
+        const int index = mText.keyIndex(key, keyLength);
         QVariant value;
         if (!convert(item.value, depth + 1, index, &value))
             return false;
         if (value.isValid())
-            map.insert_or_assign(keyText(index, key, keyLength), std::move(value));
+            map.insert_or_assign(mText.keyText(index, key, keyLength), std::move(value));
         // A converted container goes at once, with everything in it. Only
         // the very item is removed (a key that occurs twice stays).
         if (mConsume && item.key && isContainer(item.value) && plist_dict_get_item(node, key) == item.value)
@@ -218,7 +146,7 @@ bool Converter::convert(plist_t node, int depth, int keyIndex, QVariant* out)
     case PLIST_STRING: {
         uint64_t length = 0;
         const char* text = plist_get_string_ptr(node, &length);
-        *out = text ? string(text, static_cast<qsizetype>(length), keyIndex) : QString();
+        *out = text ? mText.value(text, static_cast<qsizetype>(length), keyIndex) : QString();
         return true;
     }
     case PLIST_UINT: {
@@ -295,23 +223,32 @@ QVariant SystemPlistParser::convert(const void* node, QString* error)
     return convertTree(static_cast<plist_t>(const_cast<void*>(node)), false, error);
 }
 
-QVariant SystemPlistParser::parse(const QByteArray& data, QString* error)
+namespace {
+
+// The checks every reading starts with; false (with `error` set) when the
+// data are not to be given to a parser of the platform.
+bool mayParse(const QByteArray& data, QString* error)
 {
     if (data.size() > static_cast<qsizetype>(std::numeric_limits<uint32_t>::max())) {
         if (error)
             *error = QStringLiteral("property list too large for the system parser");
-        return {};
+        return false;
     }
     // libplist recurses once per level of nesting and copies shared binary
     // objects at every reference: damaged or hostile bytes never reach it.
-    const PlistShapeCheck::Result shape = PlistShapeCheck::check(data, kMaxDepth);
+    const PlistShapeCheck::Result shape = PlistShapeCheck::check(data, SystemPlistParser::kMaxDepth);
     if (shape.verdict != PlistShapeCheck::Verdict::Fine) {
-        const QString reason = PlistShapeCheck::describe(shape, kMaxDepth);
+        const QString reason = PlistShapeCheck::describe(shape, SystemPlistParser::kMaxDepth);
         WMLog("[mutPListFrom] not for the system parser: %@", reason);
         if (error)
             *error = reason;
-        return {};
+        return false;
     }
+    return true;
+}
+
+QVariant readWithLibplist(const QByteArray& data, QString* error)
+{
     plist_t rawRoot = nullptr;
     plist_from_memory(data.constData(), static_cast<uint32_t>(data.size()), &rawRoot);
     const std::unique_ptr<void, PlistFree> root(rawRoot);
@@ -328,4 +265,26 @@ QVariant SystemPlistParser::parse(const QByteArray& data, QString* error)
     }
     // The tree is ours: it is taken apart while it is converted.
     return convertTree(rawRoot, true, error);
+}
+
+} // namespace
+
+QVariant SystemPlistParser::parse(const QByteArray& data, QString* error)
+{
+    if (!mayParse(data, error))
+        return {};
+    if (!data.startsWith("bplist")) {
+        ExpatPlistParser::Result read = ExpatPlistParser::parse(data, kMaxDepth);
+        if (read.declined.isEmpty())
+            return std::move(read.root);
+        WMLog("[mutPListFrom] left to libplist: %@", read.declined);
+    }
+    return readWithLibplist(data, error);
+}
+
+QVariant SystemPlistParser::parseWithLibplist(const QByteArray& data, QString* error)
+{
+    if (!mayParse(data, error))
+        return {};
+    return readWithLibplist(data, error);
 }

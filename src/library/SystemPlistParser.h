@@ -4,9 +4,11 @@
 #include <QString>
 #include <QVariant>
 
-// The platform property-list parser (libplist, XML and binary forms) and the
-// conversion of its tree into QVariantMap / QVariantList / QString / int or
-// qlonglong / double / bool / QDateTime (UTC) / QByteArray.
+// The platform property-list parser and the conversion of its tree into
+// QVariantMap / QVariantList / QString / int or qlonglong / double / bool /
+// QDateTime (UTC) / QByteArray. The XML form is read by ExpatPlistParser,
+// which gives libplist's tree; what it declines, and the binary form, are
+// read by libplist.
 class SystemPlistParser
 {
 public:
@@ -19,6 +21,9 @@ public:
     // values that repeat share their text, so that a library of tens of
     // thousands of tracks is never held twice over.
     static QVariant parse(const QByteArray& data, QString* error);
+
+    // The same with libplist alone, after the same check of the bytes.
+    static QVariant parseWithLibplist(const QByteArray& data, QString* error);
 
     // Converts a libplist tree (a `plist_t`, passed untyped so that callers
     // need not include libplist) of any kind, leaving it as it is; null with
