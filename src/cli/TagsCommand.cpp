@@ -5,10 +5,9 @@
 #include "songs/SongFile.h"
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
+#include "tags/PictureSize.h"
 #include "tags/PosixFile.h"
 
-#include <QBuffer>
-#include <QImageReader>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRegularExpression>
@@ -27,16 +26,6 @@ QString typeName(int dataType)
     default:
         return QStringLiteral("unknown");
     }
-}
-
-// Pixel size of a picture without decoding it; invalid when unreadable.
-QSize pictureSize(const QByteArray& data)
-{
-    QBuffer buffer;
-    buffer.setData(data);
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
-    return reader.size();
 }
 
 QJsonValue textValue(const QString& value)
@@ -129,7 +118,7 @@ QJsonObject TagsCommand::jsonForTag(const QString& path, int dataType, const Aud
     o.insert(QStringLiteral("lyrics"), textValue(tag->lyrics()));
     QJsonArray pictures;
     for (const ID3Image& picture : tag->images()) {
-        const QSize size = pictureSize(picture.imageData());
+        const QSize size = PictureSize::of(picture.imageData());
         QJsonObject p;
         p.insert(QStringLiteral("mimeType"), textValue(picture.mimeFormat()));
         p.insert(QStringLiteral("bytes"), picture.imageData().size());
@@ -177,7 +166,7 @@ QString TagsCommand::textForTag(const QString& path, int dataType, const AudioIn
     line("pictures", QString::number(tag->numberOfImages()));
     for (qsizetype i = 0; i < pictures.size(); ++i) {
         const ID3Image& picture = pictures.at(i);
-        const QSize size = pictureSize(picture.imageData());
+        const QSize size = PictureSize::of(picture.imageData());
         text +=
             QStringLiteral("    %1: %2, %3 bytes, %4\n")
                 .arg(i + 1)
