@@ -2,11 +2,11 @@
 
 #include "CliOutput.h"
 
-#include "songs/SongFile.h"
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
 #include "tags/PictureSize.h"
-#include "tags/PosixFile.h"
+#include "tags/SongFileDevice.h"
+#include "tags/SongFileType.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -59,9 +59,11 @@ int TagsCommand::run()
     }
     int status = 0;
     for (const QString& path : std::as_const(paths)) {
-        // A pipe, socket, device or folder is never opened: reading one
-        // could wait forever.
-        if (PosixFile::isSpecialFile(path)) {
+        // The file is opened once: a pipe, socket, device or folder is
+        // refused there (reading one could wait forever); the type the tag
+        // is read as is the file's bytes' first, then its name's.
+        SongFileDevice file(path);
+        if (!file.open(QIODevice::ReadOnly) && file.isSpecialFile()) {
             status = 1;
             CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("ErrorNotRegularFile"), path) +
                                        QLatin1Char('\n'));
@@ -72,14 +74,9 @@ int TagsCommand::run()
                               QLatin1Char('\n'));
             continue;
         }
-        // The type the tag is read as: the file's bytes first, then its name,
-        // as the tag factory decides.
-        int dataType = static_cast<int>(SongFile::songDataTypeAtPath(path));
-        if (dataType == static_cast<int>(SongDataType::Unknown))
-            dataType = SongFile::claimsToBeMP3(path)   ? static_cast<int>(SongDataType::MPEGAudio)
-                       : SongFile::claimsToBeAAC(path) ? static_cast<int>(SongDataType::MPEG4Audio)
-                                                       : dataType;
-        const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFileAtPath(path, true);
+        SongDataType type = SongDataType::Unknown;
+        const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFile(file, true, &type);
+        const int dataType = static_cast<int>(type);
         if (!tag) {
             status = 1;
             if (!json)

@@ -2,8 +2,8 @@
 
 #include "AACFileWriter.h"
 #include "Atom.h"
-#include "AtomFileDevice.h"
 #include "FileWriteLock.h"
+#include "SongFileDevice.h"
 
 #include "support/WMLog.h"
 
@@ -66,16 +66,22 @@ std::unique_ptr<AACInfoTag> AACInfoTag::tagAtPath(const QString& path)
 
 bool AACInfoTag::initWithPath(const QString& path)
 {
-    AudioInfoTag::initWithPath(path);
-    AtomFileDevice file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        WMLog("AACInfoTag cannot open %@: %@", path, file.errorString());
+    SongFileDevice file(path);
+    file.open(QIODevice::ReadOnly);
+    return initWithFile(file);
+}
+
+bool AACInfoTag::initWithFile(SongFileDevice& file)
+{
+    AudioInfoTag::initWithFile(file);
+    if (!file.isOpen()) {
+        WMLog("AACInfoTag cannot open %@: %@", file.path(), file.openError());
         return false;
     }
     try {
         getAttributesFromAACFile(&file);
     } catch (const std::exception& e) {
-        WMLog("AACInfoTag cannot read %@: %@", path, e.what());
+        WMLog("AACInfoTag cannot read %@: %@", file.path(), e.what());
         return false;
     }
     return true;
