@@ -4,8 +4,12 @@
 
 void CliOutput::print(std::FILE* to, const QString& text)
 {
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), to);
+    print(to, text.toUtf8());
+}
+
+void CliOutput::print(std::FILE* to, const QByteArray& utf8)
+{
+    std::fwrite(utf8.constData(), 1, static_cast<size_t>(utf8.size()), to);
     std::fflush(to);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QJsonObject>
 #include <QString>
 
@@ -10,5 +11,7 @@ class CliOutput
 {
 public:
     static void print(std::FILE* to, const QString& text);
+    // Text already in UTF-8.
+    static void print(std::FILE* to, const QByteArray& utf8);
     static void printJson(std::FILE* to, const QJsonObject& object);
 };

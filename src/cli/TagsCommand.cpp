@@ -1,6 +1,7 @@
 #include "TagsCommand.h"
 
 #include "CliOutput.h"
+#include "CompactJson.h"
 
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
@@ -8,8 +9,6 @@
 #include "tags/SongFileDevice.h"
 #include "tags/SongFileType.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QRegularExpression>
 
 #include <utility>
@@ -26,11 +25,6 @@ QString typeName(int dataType)
     default:
         return QStringLiteral("unknown");
     }
-}
-
-QJsonValue textValue(const QString& value)
-{
-    return value.isNull() ? QJsonValue(QJsonValue::Null) : QJsonValue(value);
 }
 
 } // namespace
@@ -68,10 +62,7 @@ int TagsCommand::run()
             CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("ErrorNotRegularFile"), path) +
                                        QLatin1Char('\n'));
             if (json)
-                CliOutput::print(
-                    mOut, QString::fromUtf8(
-                              QJsonDocument(jsonForTag(path, 0, nullptr)).toJson(QJsonDocument::Compact)) +
-                              QLatin1Char('\n'));
+                CliOutput::print(mOut, jsonForTag(path, 0, nullptr) + '\n');
             continue;
         }
         SongDataType type = SongDataType::Unknown;
@@ -84,9 +75,7 @@ int TagsCommand::run()
                                            QLatin1Char('\n'));
         }
         if (json) {
-            const QByteArray line =
-                QJsonDocument(jsonForTag(path, dataType, tag.get())).toJson(QJsonDocument::Compact);
-            CliOutput::print(mOut, QString::fromUtf8(line) + QLatin1Char('\n'));
+            CliOutput::print(mOut, jsonForTag(path, dataType, tag.get()) + '\n');
         } else if (tag) {
             CliOutput::print(mOut, textForTag(path, dataType, tag.get()));
         }
@@ -94,43 +83,48 @@ int TagsCommand::run()
     return status;
 }
 
-QJsonObject TagsCommand::jsonForTag(const QString& path, int dataType, const AudioInfoTag* tag)
+QByteArray TagsCommand::jsonForTag(const QString& path, int dataType, const AudioInfoTag* tag)
 {
-    QJsonObject o;
-    o.insert(QStringLiteral("path"), path);
-    o.insert(QStringLiteral("type"), typeName(dataType));
-    o.insert(QStringLiteral("readable"), tag != nullptr);
+    CompactJson o;
+    o.add(QLatin1String("path"), path);
+    o.add(QLatin1String("type"), typeName(dataType));
+    o.add(QLatin1String("readable"), tag != nullptr);
     if (!tag)
-        return o;
-    o.insert(QStringLiteral("readVersion"), textValue(tag->readVersion()));
-    o.insert(QStringLiteral("writeVersion"), textValue(tag->writeVersion()));
-    o.insert(QStringLiteral("title"), textValue(tag->title()));
-    o.insert(QStringLiteral("artist"), textValue(tag->artist()));
-    o.insert(QStringLiteral("album"), textValue(tag->album()));
-    o.insert(QStringLiteral("year"), textValue(tag->year()));
-    o.insert(QStringLiteral("genres"), textValue(tag->genres()));
-    o.insert(QStringLiteral("track"), textValue(tag->track()));
-    o.insert(QStringLiteral("bpm"), textValue(tag->bpm()));
-    o.insert(QStringLiteral("compilation"), tag->isPartOfCompilation());
-    o.insert(QStringLiteral("lyrics"), textValue(tag->lyrics()));
-    QJsonArray pictures;
+        return o.toJson();
+    o.addText(QLatin1String("readVersion"), tag->readVersion());
+    o.addText(QLatin1String("writeVersion"), tag->writeVersion());
+    o.addText(QLatin1String("title"), tag->title());
+    o.addText(QLatin1String("artist"), tag->artist());
+    o.addText(QLatin1String("album"), tag->album());
+    o.addText(QLatin1String("year"), tag->year());
+    o.addText(QLatin1String("genres"), tag->genres());
+    o.addText(QLatin1String("track"), tag->track());
+    o.addText(QLatin1String("bpm"), tag->bpm());
+    o.add(QLatin1String("compilation"), tag->isPartOfCompilation());
+    o.addText(QLatin1String("lyrics"), tag->lyrics());
+    std::vector<QByteArray> pictures;
     for (const ID3Image& picture : tag->images()) {
         const QSize size = PictureSize::of(picture.imageData());
-        QJsonObject p;
-        p.insert(QStringLiteral("mimeType"), textValue(picture.mimeFormat()));
-        p.insert(QStringLiteral("bytes"), picture.imageData().size());
-        p.insert(QStringLiteral("width"), size.isValid() ? QJsonValue(size.width()) : QJsonValue());
-        p.insert(QStringLiteral("height"), size.isValid() ? QJsonValue(size.height()) : QJsonValue());
-        p.insert(QStringLiteral("pictureType"), picture.pictureType());
-        pictures.append(p);
+        CompactJson p;
+        p.addText(QLatin1String("mimeType"), picture.mimeFormat());
+        p.add(QLatin1String("bytes"), qint64(picture.imageData().size()));
+        if (size.isValid()) {
+            p.add(QLatin1String("width"), size.width());
+            p.add(QLatin1String("height"), size.height());
+        } else {
+            p.addNull(QLatin1String("width"));
+            p.addNull(QLatin1String("height"));
+        }
+        p.add(QLatin1String("pictureType"), picture.pictureType());
+        pictures.push_back(p.toJson());
     }
-    o.insert(QStringLiteral("pictureCount"), tag->numberOfImages());
-    o.insert(QStringLiteral("pictures"), pictures);
-    o.insert(QStringLiteral("duration"), tag->duration());
-    o.insert(QStringLiteral("bitrate"), tag->bitrate());
-    o.insert(QStringLiteral("samplerate"), tag->samplerate());
-    o.insert(QStringLiteral("problem"), tag->encounteredProblemDecoding());
-    return o;
+    o.add(QLatin1String("pictureCount"), tag->numberOfImages());
+    o.addRaw(QLatin1String("pictures"), CompactJson::arrayOf(pictures));
+    o.add(QLatin1String("duration"), tag->duration());
+    o.add(QLatin1String("bitrate"), tag->bitrate());
+    o.add(QLatin1String("samplerate"), tag->samplerate());
+    o.add(QLatin1String("problem"), tag->encounteredProblemDecoding());
+    return o.toJson();
 }
 
 QString TagsCommand::textForTag(const QString& path, int dataType, const AudioInfoTag* tag)

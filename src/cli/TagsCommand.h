@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QJsonObject>
+#include <QByteArray>
 #include <QStringList>
 
 #include <cstdio>
@@ -17,8 +17,9 @@ public:
     TagsCommand(QStringList arguments, std::FILE* out, std::FILE* err);
     int run();
 
-    // The JSON description of one file's tag (keys listed in the README).
-    static QJsonObject jsonForTag(const QString& path, int dataType, const AudioInfoTag* tag);
+    // The JSON description of one file's tag (keys listed in the README), as
+    // one compact line of UTF-8 without its line end.
+    static QByteArray jsonForTag(const QString& path, int dataType, const AudioInfoTag* tag);
     // The same as readable lines.
     static QString textForTag(const QString& path, int dataType, const AudioInfoTag* tag);
 
