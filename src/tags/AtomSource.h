@@ -30,6 +30,9 @@ public:
     qint64 length() const { return mLength; }
     // Up to `count` bytes at `offset` (fewer at the end; empty when out of range).
     QByteArray read(qint64 offset, qint64 count) const;
+    // Exactly `count` bytes at `offset` into `into`; false when they are not
+    // all there.
+    bool readInto(qint64 offset, char* into, qint64 count) const;
     // "bytes" or "file", for log lines.
     QString kind() const;
 
