@@ -13,108 +13,130 @@ char hexDigit(uint value)
     return static_cast<char>(value < 10 ? '0' + value : 'a' + value - 10);
 }
 
-void appendEscape(QByteArray& out, char16_t unit)
+char* writeEscape(char* out, char16_t unit)
 {
-    const char escape[] = {'\\',
-                           'u',
-                           hexDigit((unit >> 12) & 0xF),
-                           hexDigit((unit >> 8) & 0xF),
-                           hexDigit((unit >> 4) & 0xF),
-                           hexDigit(unit & 0xF)};
-    out.append(escape, sizeof escape);
+    *out++ = '\\';
+    *out++ = 'u';
+    *out++ = hexDigit((unit >> 12) & 0xF);
+    *out++ = hexDigit((unit >> 8) & 0xF);
+    *out++ = hexDigit((unit >> 4) & 0xF);
+    *out++ = hexDigit(unit & 0xF);
+    return out;
 }
 
 } // namespace
 
 void CompactJson::appendString(QByteArray& out, QStringView text)
 {
-    out.reserve(out.size() + text.size() + 2);
-    out.append('"');
+    // Written through a pointer into room for the longest form (six bytes
+    // per code unit), then cut to what was written.
+    const qsizetype start = out.size();
+    out.resize(start + 6 * text.size() + 2);
+    char* cursor = out.data() + start;
+    *cursor++ = '"';
     const char16_t* src = text.utf16();
     const char16_t* const end = src + text.size();
     while (src != end) {
         const char16_t u = *src++;
         if (u < 0x80) {
             if (u >= 0x20 && u != '"' && u != '\\') {
-                out.append(static_cast<char>(u));
+                *cursor++ = static_cast<char>(u);
                 continue;
             }
+            *cursor++ = '\\';
             switch (u) {
             case '"':
-                out.append("\\\"", 2);
+                *cursor++ = '"';
                 break;
             case '\\':
-                out.append("\\\\", 2);
+                *cursor++ = '\\';
                 break;
             case 0x8:
-                out.append("\\b", 2);
+                *cursor++ = 'b';
                 break;
             case 0xC:
-                out.append("\\f", 2);
+                *cursor++ = 'f';
                 break;
             case 0xA:
-                out.append("\\n", 2);
+                *cursor++ = 'n';
                 break;
             case 0xD:
-                out.append("\\r", 2);
+                *cursor++ = 'r';
                 break;
             case 0x9:
-                out.append("\\t", 2);
+                *cursor++ = 't';
                 break;
-            default: {
-                const char escape[] = {'\\', 'u', '0', '0', hexDigit(u >> 4), hexDigit(u & 0xF)};
-                out.append(escape, sizeof escape);
-            }
+            default:
+                *cursor++ = 'u';
+                *cursor++ = '0';
+                *cursor++ = '0';
+                *cursor++ = hexDigit(u >> 4);
+                *cursor++ = hexDigit(u & 0xF);
             }
         } else if (u < 0x800) {
-            out.append(static_cast<char>(0xC0 | (u >> 6)));
-            out.append(static_cast<char>(0x80 | (u & 0x3F)));
+            *cursor++ = static_cast<char>(0xC0 | (u >> 6));
+            *cursor++ = static_cast<char>(0x80 | (u & 0x3F));
         } else if (!QChar::isSurrogate(u)) {
-            out.append(static_cast<char>(0xE0 | (u >> 12)));
-            out.append(static_cast<char>(0x80 | ((u >> 6) & 0x3F)));
-            out.append(static_cast<char>(0x80 | (u & 0x3F)));
+            *cursor++ = static_cast<char>(0xE0 | (u >> 12));
+            *cursor++ = static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+            *cursor++ = static_cast<char>(0x80 | (u & 0x3F));
         } else if (QChar::isHighSurrogate(u) && src != end && QChar::isLowSurrogate(*src)) {
             const char32_t ucs4 = QChar::surrogateToUcs4(u, *src++);
-            out.append(static_cast<char>(0xF0 | ((ucs4 >> 18) & 0x07)));
-            out.append(static_cast<char>(0x80 | ((ucs4 >> 12) & 0x3F)));
-            out.append(static_cast<char>(0x80 | ((ucs4 >> 6) & 0x3F)));
-            out.append(static_cast<char>(0x80 | (ucs4 & 0x3F)));
+            *cursor++ = static_cast<char>(0xF0 | ((ucs4 >> 18) & 0x07));
+            *cursor++ = static_cast<char>(0x80 | ((ucs4 >> 12) & 0x3F));
+            *cursor++ = static_cast<char>(0x80 | ((ucs4 >> 6) & 0x3F));
+            *cursor++ = static_cast<char>(0x80 | (ucs4 & 0x3F));
         } else {
             // A surrogate without its partner has no UTF-8 form.
-            appendEscape(out, u);
+            cursor = writeEscape(cursor, u);
         }
     }
-    out.append('"');
+    *cursor++ = '"';
+    out.resize(cursor - out.constData());
+}
+
+void CompactJson::begin(QLatin1String key)
+{
+    if (!mMembers.empty())
+        mMembers.back().length = mValues.size() - mMembers.back().start;
+    mMembers.push_back(Member{key, mValues.size(), 0});
 }
 
 void CompactJson::addNull(QLatin1String key)
 {
-    mMembers.emplace_back(key, QByteArrayLiteral("null"));
+    begin(key);
+    mValues.append("null", 4);
 }
 
 void CompactJson::add(QLatin1String key, bool value)
 {
-    mMembers.emplace_back(key, value ? QByteArrayLiteral("true") : QByteArrayLiteral("false"));
+    begin(key);
+    if (value)
+        mValues.append("true", 4);
+    else
+        mValues.append("false", 5);
 }
 
 void CompactJson::add(QLatin1String key, qint64 value)
 {
-    mMembers.emplace_back(key, QByteArray::number(value));
+    begin(key);
+    mValues.append(QByteArray::number(value));
 }
 
 void CompactJson::add(QLatin1String key, double value)
 {
+    begin(key);
     // Infinities and not-a-number have no JSON form.
-    mMembers.emplace_back(key, std::isfinite(value)
-                                   ? QByteArray::number(value, 'g', QLocale::FloatingPointShortest)
-                                   : QByteArrayLiteral("null"));
+    if (std::isfinite(value))
+        mValues.append(QByteArray::number(value, 'g', QLocale::FloatingPointShortest));
+    else
+        mValues.append("null", 4);
 }
 
 void CompactJson::add(QLatin1String key, const QString& value)
 {
-    QByteArray text;
-    appendString(text, value);
-    mMembers.emplace_back(key, std::move(text));
+    begin(key);
+    appendString(mValues, value);
 }
 
 void CompactJson::addText(QLatin1String key, const QString& value)
@@ -127,35 +149,32 @@ void CompactJson::addText(QLatin1String key, const QString& value)
 
 void CompactJson::addRaw(QLatin1String key, QByteArray json)
 {
-    mMembers.emplace_back(key, std::move(json));
+    begin(key);
+    mValues.append(json);
 }
 
 QByteArray CompactJson::toJson() const
 {
     // Keys in the order of their UTF-16 code units, as QJsonObject keeps
     // them (for ASCII keys: byte order).
-    std::vector<const std::pair<QLatin1String, QByteArray>*> order;
-    order.reserve(mMembers.size());
-    qsizetype length = 2;
-    for (const auto& member : mMembers) {
-        order.push_back(&member);
-        length += member.first.size() + member.second.size() + 4;
-    }
-    const auto keyOf = [](const auto* member) {
-        return std::string_view(member->first.data(), static_cast<size_t>(member->first.size()));
+    std::vector<Member> members = mMembers;
+    if (!members.empty())
+        members.back().length = mValues.size() - members.back().start;
+    const auto keyOf = [](const Member& member) {
+        return std::string_view(member.key.data(), static_cast<size_t>(member.key.size()));
     };
-    std::stable_sort(order.begin(), order.end(),
-                     [&keyOf](const auto* a, const auto* b) { return keyOf(a) < keyOf(b); });
+    std::sort(members.begin(), members.end(),
+              [&keyOf](const Member& a, const Member& b) { return keyOf(a) < keyOf(b); });
     QByteArray out;
-    out.reserve(length);
+    out.reserve(mValues.size() + 8 * qsizetype(members.size()) + 2);
     out.append('{');
-    for (size_t i = 0; i < order.size(); ++i) {
+    for (size_t i = 0; i < members.size(); ++i) {
         if (i > 0)
             out.append(',');
         out.append('"');
-        out.append(order[i]->first.data(), order[i]->first.size());
+        out.append(members[i].key.data(), members[i].key.size());
         out.append("\":", 2);
-        out.append(order[i]->second);
+        out.append(mValues.constData() + members[i].start, members[i].length);
     }
     out.append('}');
     return out;

@@ -3,7 +3,6 @@
 #include <QByteArray>
 #include <QString>
 
-#include <utility>
 #include <vector>
 
 // One JSON object written straight to UTF-8 text, byte for byte as
@@ -34,5 +33,15 @@ public:
     static void appendString(QByteArray& out, QStringView text);
 
 private:
-    std::vector<std::pair<QLatin1String, QByteArray>> mMembers;
+    struct Member
+    {
+        QLatin1String key;
+        qsizetype start = 0; // of the value's text in mValues
+        qsizetype length = 0;
+    };
+    // Starts a member whose value text is then appended to mValues.
+    void begin(QLatin1String key);
+
+    std::vector<Member> mMembers;
+    QByteArray mValues;
 };

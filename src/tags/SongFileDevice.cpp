@@ -107,15 +107,15 @@ bool SongFileDevice::growHead(qint64 end, bool walking)
         return true;
     if (mInMemory)
         return false;
-    // At first kHeadStart bytes. Later, for a reader walking the file (the
-    // type sniffing after a tag), twice what is there or the range with a
-    // margin, whichever is more, so that a long walk costs few reads; for a
-    // range read as a whole, the range and a block for the short reads that
-    // usually follow. Never beyond the limit unless the range asked for
-    // reaches beyond it.
-    qint64 target = have == 0 ? qMax(end, kHeadStart)
-                    : walking ? qMax(end + kHeadStart / 2, 2 * have)
-                              : end + kBlock;
+    // At first kHeadStart bytes. Later the range and a little more for the
+    // short reads that usually follow (the first MPEG frames after a tag,
+    // the atom headers after a cover); for a reader walking on through the
+    // file (the type sniffing) at least half again what is there, so that a
+    // long walk costs few reads. Never beyond the limit unless the range
+    // asked for reaches beyond it.
+    qint64 target = have == 0 ? qMax(end, kHeadStart) : end + kHeadMargin;
+    if (walking && have > 0)
+        target = qMax(target, have + have / 2);
     target = qMin(qMin(target, qMax(end, kHeadLimit)), mSize);
     if (target < end)
         return false;

@@ -30,6 +30,7 @@ class SongFileDevice : public QIODevice
 {
 public:
     static constexpr qint64 kHeadStart = 64 * 1024;
+    static constexpr qint64 kHeadMargin = 4 * 1024;
     static constexpr qint64 kHeadReach = 256 * 1024;
     static constexpr qint64 kHeadLimit = 1024 * 1024;
     static constexpr qint64 kTailSpan = 1024 * 1024;
