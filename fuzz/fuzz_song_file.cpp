@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const qint64 length = expected.size();
     for (size_t i = 0; i + 4 <= size && i < 64; i += 4) {
         const qint64 offset = (qint64(data[i]) << 8 | data[i + 1]) * (length + 1) / 65536;
-        const qint64 count = (qint64(data[i + 2]) << 8 | data[i + 3]) * 32;
+        const qint64 count = (qint64(data[i + 2]) << 8 | data[i + 3]) * 8;
         if (!device.seek(offset) || device.read(count) != expected.mid(offset, count))
             std::abort();
         const QByteArrayView view = device.bytesAt(offset, count);
