@@ -110,12 +110,14 @@ bool SongFileDevice::growHead(qint64 end, bool walking)
     // At first kHeadStart bytes. Later the range and a little more for the
     // short reads that usually follow (the first MPEG frames after a tag,
     // the atom headers after a cover); for a reader walking on through the
-    // file (the type sniffing) at least half again what is there, so that a
-    // long walk costs few reads. Never beyond the limit unless the range
-    // asked for reaches beyond it.
+    // file (the type sniffing) at least half again what is there, and twice
+    // that once the walk goes on, so that a long walk (500 KB through the
+    // media data of an MPEG-4 file whose movie atom comes last) costs few
+    // reads. Never beyond the limit unless the range asked for reaches
+    // beyond it.
     qint64 target = have == 0 ? qMax(end, kHeadStart) : end + kHeadMargin;
     if (walking && have > 0)
-        target = qMax(target, have + have / 2);
+        target = qMax(target, have < 2 * kHeadStart ? have + have / 2 : 2 * have);
     target = qMin(qMin(target, qMax(end, kHeadLimit)), mSize);
     if (target < end)
         return false;
