@@ -1,5 +1,7 @@
 #include "AtomSource.h"
 
+#include "SongFileDevice.h"
+
 #include "support/WMLog.h"
 
 #include <QIODevice>
@@ -9,7 +11,9 @@
 
 AtomSource::AtomSource(const QByteArray& bytes) : mBytes(&bytes), mLength(bytes.size()) {}
 
-AtomSource::AtomSource(QIODevice* device) : mDevice(device), mLength(device ? device->size() : 0) {}
+AtomSource::AtomSource(QIODevice* device)
+    : mDevice(device), mSongFile(dynamic_cast<SongFileDevice*>(device)), mLength(device ? device->size() : 0)
+{}
 
 QByteArray AtomSource::read(qint64 offset, qint64 count) const
 {
@@ -31,6 +35,8 @@ bool AtomSource::readInto(qint64 offset, char* into, qint64 count) const
         std::memcpy(into, mBytes->constData() + offset, static_cast<size_t>(count));
         return true;
     }
+    if (mSongFile)
+        return mSongFile->readAt(offset, into, count);
     return mDevice && mDevice->seek(offset) && mDevice->read(into, count) == count;
 }
 

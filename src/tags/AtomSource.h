@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 class QIODevice;
+class SongFileDevice;
 
 // The error raised by the atom readers on structural damage (impossible
 // sizes, a container running past its parent, a header beyond the end of the
@@ -61,5 +62,6 @@ public:
 private:
     const QByteArray* mBytes = nullptr;
     QIODevice* mDevice = nullptr;
+    SongFileDevice* mSongFile = nullptr; // the device, when it is a song file's
     qint64 mLength = 0;
 };

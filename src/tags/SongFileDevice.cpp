@@ -188,6 +188,17 @@ QByteArrayView SongFileDevice::bytesAt(qint64 offset, qint64 length)
     return bytes ? QByteArrayView(bytes, length) : QByteArrayView();
 }
 
+bool SongFileDevice::readAt(qint64 offset, char* into, qint64 count)
+{
+    if (!isOpen() || count <= 0 || offset < 0 || offset > mSize - count)
+        return false;
+    if (const char* bytes = cached(offset, count, true)) {
+        std::memcpy(into, bytes, static_cast<size_t>(count));
+        return true;
+    }
+    return !mInMemory && count >= kBlock / 2 && readFully(into, count, offset);
+}
+
 qint64 SongFileDevice::readData(char* data, qint64 maxSize)
 {
     const qint64 at = pos();

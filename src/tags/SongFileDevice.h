@@ -64,6 +64,12 @@ public:
     // stays valid until the next read of this device.
     QByteArrayView bytesAt(qint64 offset, qint64 length);
 
+    // Exactly `count` bytes at `offset` into `into`, by the same rules as a
+    // read through QIODevice but without its position and buffer
+    // bookkeeping (the atom readers ask for thousands of headers); false
+    // when the file does not hold them all.
+    bool readAt(qint64 offset, char* into, qint64 count);
+
     // How many reads this device made of its file (tests).
     int systemReads() const { return mSystemReads; }
 
