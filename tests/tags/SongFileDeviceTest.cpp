@@ -84,9 +84,16 @@ TEST(SongFileDevice, EveryReadGivesTheFileBytes)
             const QString row = device->path() + QStringLiteral(" %1+%2").arg(r[0]).arg(r[1]);
             ASSERT_TRUE(device->seek(r[0])) << qPrintable(row);
             EXPECT_EQ(device->read(r[1]), expected) << qPrintable(row);
-            // A view is all or nothing.
+            // A view, and a read into a buffer of the caller's, are all or
+            // nothing.
+            const bool whole = r[0] + r[1] <= size;
             const QByteArrayView view = device->bytesAt(r[0], r[1]);
-            EXPECT_EQ(view.toByteArray(), r[0] + r[1] <= size ? expected : QByteArray()) << qPrintable(row);
+            EXPECT_EQ(view.toByteArray(), whole ? expected : QByteArray()) << qPrintable(row);
+            QByteArray into(r[1], '\0');
+            EXPECT_EQ(device->readAt(r[0], into.data(), r[1]), whole) << qPrintable(row);
+            if (whole) {
+                EXPECT_EQ(into, expected) << qPrintable(row);
+            }
         }
     }
 }
