@@ -4,12 +4,11 @@
 // with QImage), followed by an ID3v1.1 trailer. The tag has no padding.
 //
 //   bench_tool_mp3corpus FOLDER [COUNT=500] [AUDIO_KB=1024]
-#include <QBuffer>
+#include "BenchCover.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QImage>
-#include <QImageWriter>
 #include <QtEndian>
 
 #include <cstdio>
@@ -32,35 +31,6 @@ QByteArray frameBytes(int serial)
         frame[i] = char((state >> 16) % 255); // never a sync byte
     }
     return frame;
-}
-
-// A noisy gradient compresses poorly enough that a modest size reaches 100 KB.
-QByteArray makeJpeg()
-{
-    QImage image(600, 600, QImage::Format_RGB32);
-    quint32 state = 12345;
-    for (int y = 0; y < image.height(); ++y) {
-        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < image.width(); ++x) {
-            state = state * 1664525u + 1013904223u;
-            const int noise = int(state >> 27);
-            line[x] = qRgb((x + noise) & 255, (y * 2 + noise) & 255, ((x ^ y) + noise) & 255);
-        }
-    }
-    QByteArray best;
-    for (int quality = 95; quality >= 5; quality -= 5) {
-        QByteArray bytes;
-        QBuffer buffer(&bytes);
-        buffer.open(QIODevice::WriteOnly);
-        QImageWriter writer(&buffer, "jpeg");
-        writer.setQuality(quality);
-        if (!writer.write(image))
-            return QByteArray();
-        best = bytes;
-        if (bytes.size() <= kPictureTarget)
-            break;
-    }
-    return best;
 }
 
 QByteArray be32(quint32 value)
@@ -146,7 +116,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "bad arguments\n");
         return 2;
     }
-    const QByteArray jpeg = makeJpeg();
+    const QByteArray jpeg = BenchCover::makeJpeg(kPictureTarget);
     if (jpeg.isEmpty()) {
         std::fprintf(stderr, "no JPEG writer available\n");
         return 1;

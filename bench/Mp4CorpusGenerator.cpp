@@ -1,10 +1,12 @@
 // Writes a deterministic corpus of M4A files for the MP4 tag benchmarks, built
 // with the project's own test-file factory: ftyp, moov (mvhd, one trak with
 // stsd/mp4a/esds and a stco table), udta/meta/hdlr/ilst with the usual items,
-// about 1 KB of lyrics and a 100 KB JPEG-looking cover, a 2 KB free atom
+// about 1 KB of lyrics and a 100 KB JPEG cover (made with QImage, as the MP3
+// corpus's), a 2 KB free atom
 // after the item list, and an mdat of a few MB in 4 KB chunks.
 //
 //   bench_tool_m4acorpus FOLDER [COUNT=300] [MEDIA_KB=3072]
+#include "BenchCover.h"
 #include "Mp4TestFiles.h"
 
 #include <QCoreApplication>
@@ -24,7 +26,11 @@ int main(int argc, char** argv)
     const int count = args.size() > 2 ? args[2].toInt() : 300;
     const int mediaKB = args.size() > 3 ? args[3].toInt() : 3072;
     QDir().mkpath(args[1]);
-    const QByteArray cover = Mp4TestFiles::fakeJpeg(100 * 1024);
+    const QByteArray cover = BenchCover::makeJpeg();
+    if (cover.isEmpty()) {
+        std::fprintf(stderr, "no JPEG writer available\n");
+        return 1;
+    }
     const QString lyrics = QStringLiteral("A line of the song that goes on for a while\n").repeated(22);
     for (int i = 0; i < count; ++i) {
         using F = Mp4TestFiles;

@@ -5,8 +5,8 @@
 #include "tags/ID3Image.h"
 #include "tags/ID3TextCodec.h"
 #include "tags/MP3InfoTag.h"
+#include "tags/SongFileDevice.h"
 
-#include <QBuffer>
 #include <QByteArray>
 
 #include <cstddef>
@@ -25,10 +25,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     AudioInfoTag::setShouldDiscardMalformedInfo(size > 0 && (data[0] & 1));
     AudioInfoTag::setShouldDiscardUnrecognizedInfo(size > 0 && (data[0] & 2));
 
-    QBuffer device(&bytes);
+    SongFileDevice device(bytes, QStringLiteral("fuzz"));
     device.open(QIODevice::ReadOnly);
     MP3InfoTag tag;
-    if (tag.initWithDevice(device, QStringLiteral("fuzz"))) {
+    if (tag.initWithFile(device)) {
         (void)tag.title();
         (void)tag.lyrics();
         (void)tag.images();

@@ -16,6 +16,11 @@ bool CliOutput::print(std::FILE* to, const QString& text)
     return write(to, text.toUtf8());
 }
 
+bool CliOutput::print(std::FILE* to, const QByteArray& utf8)
+{
+    return write(to, utf8);
+}
+
 bool CliOutput::printJson(std::FILE* to, const QJsonObject& object)
 {
     return write(to, QJsonDocument(object).toJson(QJsonDocument::Indented));

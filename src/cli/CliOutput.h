@@ -19,6 +19,8 @@ public:
     // closed pipe) or the disk is full. Once a stream has failed, nothing
     // more is tried on it.
     static bool print(std::FILE* to, const QString& text);
+    // Text already in UTF-8.
+    static bool print(std::FILE* to, const QByteArray& utf8);
     static bool printJson(std::FILE* to, const QJsonObject& object);
     // One compact object on a line of its own.
     static bool printJsonLine(std::FILE* to, const QJsonObject& object);

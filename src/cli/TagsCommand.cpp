@@ -3,17 +3,16 @@
 #include "ArgumentParser.h"
 #include "CliOutput.h"
 
-#include "songs/SongFile.h"
+#include "CompactJson.h"
+
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
-#include "tags/PosixFile.h"
+#include "tags/PictureSize.h"
+#include "tags/SongFileDevice.h"
+#include "tags/SongFileType.h"
 #include "text/FileNameEncoding.h"
 
-#include <QBuffer>
 #include <QFileInfo>
-#include <QImageReader>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QRegularExpression>
 
 #include <utility>
@@ -30,21 +29,6 @@ QString typeName(int dataType)
     default:
         return QStringLiteral("unknown");
     }
-}
-
-// Pixel size of a picture without decoding it; invalid when unreadable.
-QSize pictureSize(const QByteArray& data)
-{
-    QBuffer buffer;
-    buffer.setData(data);
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
-    return reader.size();
-}
-
-QJsonValue textValue(const QString& value)
-{
-    return value.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(value);
 }
 
 // The genres of a tag's text ("Rock/Pop"): each on its own.
@@ -87,35 +71,32 @@ int TagsCommand::run()
             CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("SongNameNotUtf8"), shown) +
                                        QLatin1Char('\n'));
             if (json)
-                CliOutput::printJsonLine(mOut,
-                                         jsonForTag(shown, static_cast<int>(SongDataType::Unknown), nullptr,
-                                                    LocalizedStrings::text(QStringLiteral("NameNotUtf8"))));
+                CliOutput::print(mOut, jsonForTag(shown, static_cast<int>(SongDataType::Unknown), nullptr,
+                                                  LocalizedStrings::text(QStringLiteral("NameNotUtf8"))) +
+                                           '\n');
             if (CliOutput::hasFailed(mOut))
                 return CliOutput::kClosedOutputStatus;
             continue;
         }
-        // A pipe, socket, device or folder is never opened: reading one
-        // could wait forever.
-        if (PosixFile::isSpecialFile(path)) {
+        // The file is opened once: a pipe, socket, device or folder is
+        // refused there (reading one could wait forever); the type the tag
+        // is read as is the file's bytes' first, then its name's.
+        SongFileDevice file(path);
+        if (!file.open(QIODevice::ReadOnly) && file.isSpecialFile()) {
             status = 1;
             CliOutput::print(mErr, LocalizedStrings::format(QStringLiteral("ErrorNotRegularFile"), path) +
                                        QLatin1Char('\n'));
             if (json)
-                CliOutput::printJsonLine(
-                    mOut, jsonForTag(path, 0, nullptr,
-                                     LocalizedStrings::text(QStringLiteral("ReasonNotRegularFile"))));
+                CliOutput::print(mOut, jsonForTag(path, 0, nullptr,
+                                                  LocalizedStrings::text(QStringLiteral("ReasonNotRegularFile"))) +
+                                           '\n');
             if (CliOutput::hasFailed(mOut))
                 return CliOutput::kClosedOutputStatus;
             continue;
         }
-        // The type the tag is read as: the file's bytes first, then its name,
-        // as the tag factory decides.
-        int dataType = static_cast<int>(SongFile::songDataTypeAtPath(path));
-        if (dataType == static_cast<int>(SongDataType::Unknown))
-            dataType = SongFile::claimsToBeMP3(path)   ? static_cast<int>(SongDataType::MPEGAudio)
-                       : SongFile::claimsToBeAAC(path) ? static_cast<int>(SongDataType::MPEG4Audio)
-                                                       : dataType;
-        const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFileAtPath(path, true);
+        SongDataType type = SongDataType::Unknown;
+        const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFile(file, true, &type);
+        const int dataType = static_cast<int>(type);
         QString error;
         if (!tag) {
             status = 1;
@@ -124,7 +105,7 @@ int TagsCommand::run()
             CliOutput::print(mErr, path + QStringLiteral(": ") + error + QLatin1Char('\n'));
         }
         if (json) {
-            CliOutput::printJsonLine(mOut, jsonForTag(path, dataType, tag.get(), error));
+            CliOutput::print(mOut, jsonForTag(path, dataType, tag.get(), error) + '\n');
         } else if (tag) {
             CliOutput::print(mOut, textForTag(path, dataType, tag.get()));
         }
@@ -135,51 +116,88 @@ int TagsCommand::run()
     return status;
 }
 
-QJsonObject TagsCommand::jsonForTag(const QString& path, int dataType, const AudioInfoTag* tag,
-                                    const QString& error)
+QByteArray TagsCommand::jsonForTag(const QString& path, int dataType, const AudioInfoTag* tag,
+                                   const QString& error)
 {
     // Every key on every line; what a file lacks (or a file that could not
     // be read) is null.
-    const QJsonValue null;
-    QJsonObject o;
-    o.insert(QStringLiteral("path"), path);
-    o.insert(QStringLiteral("type"), typeName(dataType));
-    o.insert(QStringLiteral("readable"), tag != nullptr);
-    o.insert(QStringLiteral("error"), error.isEmpty() ? null : QJsonValue(error));
-    o.insert(QStringLiteral("readVersion"), tag ? textValue(tag->readVersion()) : null);
-    o.insert(QStringLiteral("writeVersion"), tag ? textValue(tag->writeVersion()) : null);
-    o.insert(QStringLiteral("title"), tag ? textValue(tag->title()) : null);
-    o.insert(QStringLiteral("artist"), tag ? textValue(tag->artist()) : null);
-    o.insert(QStringLiteral("album"), tag ? textValue(tag->album()) : null);
-    o.insert(QStringLiteral("year"), tag ? textValue(tag->year()) : null);
-    o.insert(QStringLiteral("genres"), tag && !tag->genres().isEmpty()
-                                           ? QJsonValue(QJsonArray::fromStringList(genreList(tag->genres())))
-                                           : null);
-    o.insert(QStringLiteral("track"), tag ? textValue(tag->track()) : null);
-    o.insert(QStringLiteral("bpm"), tag ? textValue(tag->bpm()) : null);
-    o.insert(QStringLiteral("compilation"), tag ? QJsonValue(tag->isPartOfCompilation()) : null);
-    o.insert(QStringLiteral("lyrics"), tag ? textValue(tag->lyrics()) : null);
-    QJsonArray pictures;
-    if (tag) {
-        for (const ID3Image& picture : tag->images()) {
-            const QSize size = pictureSize(picture.imageData());
-            QJsonObject p;
-            p.insert(QStringLiteral("mimeType"), textValue(picture.mimeFormat()));
-            p.insert(QStringLiteral("bytes"), picture.imageData().size());
-            p.insert(QStringLiteral("width"), size.isValid() ? QJsonValue(size.width()) : null);
-            p.insert(QStringLiteral("height"), size.isValid() ? QJsonValue(size.height()) : null);
-            p.insert(QStringLiteral("pictureType"), picture.pictureType());
-            pictures.append(p);
+    CompactJson o;
+    const auto text = [&o, tag](const char* key, const QString& value) {
+        if (tag && !value.isEmpty())
+            o.add(QLatin1String(key), value);
+        else
+            o.addNull(QLatin1String(key));
+    };
+    o.add(QLatin1String("path"), path);
+    o.add(QLatin1String("type"), typeName(dataType));
+    o.add(QLatin1String("readable"), tag != nullptr);
+    if (error.isEmpty())
+        o.addNull(QLatin1String("error"));
+    else
+        o.add(QLatin1String("error"), error);
+    text("readVersion", tag ? tag->readVersion() : QString());
+    text("writeVersion", tag ? tag->writeVersion() : QString());
+    text("title", tag ? tag->title() : QString());
+    text("artist", tag ? tag->artist() : QString());
+    text("album", tag ? tag->album() : QString());
+    text("year", tag ? tag->year() : QString());
+    const QStringList genres = tag ? genreList(tag->genres()) : QStringList();
+    if (genres.isEmpty()) {
+        o.addNull(QLatin1String("genres"));
+    } else {
+        QByteArray list("[");
+        for (qsizetype i = 0; i < genres.size(); ++i) {
+            if (i > 0)
+                list += ',';
+            CompactJson::appendString(list, genres.at(i));
         }
+        o.addRaw(QLatin1String("genres"), list + ']');
     }
-    o.insert(QStringLiteral("pictureCount"), tag ? QJsonValue(tag->numberOfImages()) : null);
-    o.insert(QStringLiteral("pictures"), tag ? QJsonValue(pictures) : null);
-    o.insert(QStringLiteral("duration"), tag && tag->duration() >= 0 ? QJsonValue(tag->duration()) : null);
-    o.insert(QStringLiteral("bitrate"), tag && tag->bitrate() >= 0 ? QJsonValue(tag->bitrate()) : null);
-    o.insert(QStringLiteral("samplerate"),
-             tag && tag->samplerate() >= 0 ? QJsonValue(tag->samplerate()) : null);
-    o.insert(QStringLiteral("problem"), tag ? QJsonValue(tag->encounteredProblemDecoding()) : null);
-    return o;
+    text("track", tag ? tag->track() : QString());
+    text("bpm", tag ? tag->bpm() : QString());
+    text("lyrics", tag ? tag->lyrics() : QString());
+    if (!tag) {
+        for (const char* key : {"compilation", "pictureCount", "pictures", "duration", "bitrate", "samplerate",
+                                "problem"})
+            o.addNull(QLatin1String(key));
+        return o.toJson();
+    }
+    o.add(QLatin1String("compilation"), tag->isPartOfCompilation());
+    std::vector<QByteArray> pictures;
+    for (const ID3Image& picture : tag->images()) {
+        const QSize size = PictureSize::of(picture.imageData());
+        CompactJson p;
+        if (picture.mimeFormat().isEmpty())
+            p.addNull(QLatin1String("mimeType"));
+        else
+            p.add(QLatin1String("mimeType"), picture.mimeFormat());
+        p.add(QLatin1String("bytes"), qint64(picture.imageData().size()));
+        if (size.isValid()) {
+            p.add(QLatin1String("width"), size.width());
+            p.add(QLatin1String("height"), size.height());
+        } else {
+            p.addNull(QLatin1String("width"));
+            p.addNull(QLatin1String("height"));
+        }
+        p.add(QLatin1String("pictureType"), picture.pictureType());
+        pictures.push_back(p.toJson());
+    }
+    o.add(QLatin1String("pictureCount"), tag->numberOfImages());
+    o.addRaw(QLatin1String("pictures"), CompactJson::arrayOf(pictures));
+    if (tag->duration() >= 0)
+        o.add(QLatin1String("duration"), tag->duration());
+    else
+        o.addNull(QLatin1String("duration"));
+    if (tag->bitrate() >= 0)
+        o.add(QLatin1String("bitrate"), tag->bitrate());
+    else
+        o.addNull(QLatin1String("bitrate"));
+    if (tag->samplerate() >= 0)
+        o.add(QLatin1String("samplerate"), tag->samplerate());
+    else
+        o.addNull(QLatin1String("samplerate"));
+    o.add(QLatin1String("problem"), tag->encounteredProblemDecoding());
+    return o.toJson();
 }
 
 QString TagsCommand::textForTag(const QString& path, int dataType, const AudioInfoTag* tag)
@@ -212,7 +230,7 @@ QString TagsCommand::textForTag(const QString& path, int dataType, const AudioIn
     line("pictures", QString::number(tag->numberOfImages()));
     for (qsizetype i = 0; i < pictures.size(); ++i) {
         const ID3Image& picture = pictures.at(i);
-        const QSize size = pictureSize(picture.imageData());
+        const QSize size = PictureSize::of(picture.imageData());
         text +=
             QStringLiteral("    %1: %2, %3 bytes, %4\n")
                 .arg(i + 1)

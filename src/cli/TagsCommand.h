@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QJsonObject>
 #include <QList>
 #include <QStringList>
 
@@ -27,8 +26,8 @@ public:
     // every key present: null for what the file lacks, and all but path,
     // type, readable and error null for a file without a readable tag, whose
     // `error` says why.
-    static QJsonObject jsonForTag(const QString& path, int dataType, const AudioInfoTag* tag,
-                                  const QString& error = QString());
+    static QByteArray jsonForTag(const QString& path, int dataType, const AudioInfoTag* tag,
+                                 const QString& error = QString());
     // The same as readable lines.
     static QString textForTag(const QString& path, int dataType, const AudioInfoTag* tag);
 

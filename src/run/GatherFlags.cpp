@@ -1,6 +1,7 @@
 #include "GatherFlags.h"
 
 #include "tags/ID3Image.h"
+#include "tags/PictureSize.h"
 
 #include <QBuffer>
 #include <QImageReader>
@@ -48,16 +49,15 @@ float GatherFlags::largestImageWidth(const QList<ID3Image>& images)
 {
     int widest = 0;
     for (const ID3Image& image : images) {
-        QByteArray data = image.imageData();
-        QBuffer buffer(&data);
-        if (!buffer.open(QIODevice::ReadOnly))
-            continue;
-        QImageReader reader(&buffer);
-        QSize size = reader.size();
+        QSize size = PictureSize::of(image.imageData());
         if (!size.isValid()) {
             // Some formats tell their size only once decoded.
-            const QImage decoded = reader.read();
-            size = decoded.size();
+            QByteArray data = image.imageData();
+            QBuffer buffer(&data);
+            if (!buffer.open(QIODevice::ReadOnly))
+                continue;
+            QImageReader reader(&buffer);
+            size = reader.read().size();
         }
         if (size.isValid())
             widest = std::max(widest, size.width());

@@ -31,6 +31,17 @@ LogState& state()
     return s;
 }
 
+// Remembers the log's folder in the settings (the crash reporter looks for
+// the log there). Only a change is written: a command that writes nothing
+// else then writes no settings and flushes nothing to disk.
+void rememberLogFolder(const QString& folder)
+{
+    QSettings settings;
+    const QString key = QStringLiteral("logDirectory");
+    if (settings.value(key).toString() != folder)
+        settings.setValue(key, folder);
+}
+
 void writeToConsole(const QString& message)
 {
     const QByteArray bytes = QStringLiteral("WM> %1\n").arg(message).toUtf8();
@@ -105,8 +116,7 @@ QString WMLogLocation()
         s.path = QDir::homePath() + QStringLiteral("/Library/Application Support/") + appName +
                  QLatin1Char('/') + fileName;
 
-    QSettings settings;
-    settings.setValue(QStringLiteral("logDirectory"), QFileInfo(s.path).absolutePath());
+    rememberLogFolder(QFileInfo(s.path).absolutePath());
     return s.path;
 }
 
@@ -165,6 +175,5 @@ void WMLogSetLocation(const QString& path)
     closeHandle(s);
     s.path = path;
     s.fileIsNew = false;
-    QSettings settings;
-    settings.setValue(QStringLiteral("logDirectory"), QFileInfo(path).absolutePath());
+    rememberLogFolder(QFileInfo(path).absolutePath());
 }

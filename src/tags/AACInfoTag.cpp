@@ -2,8 +2,8 @@
 
 #include "AACFileWriter.h"
 #include "Atom.h"
-#include "AtomFileDevice.h"
 #include "FileWriteLock.h"
+#include "SongFileDevice.h"
 
 #include "support/WMLog.h"
 
@@ -54,10 +54,23 @@ quint16 be16At(const QByteArray& bytes, qsizetype at)
     return at >= 0 && at + 2 <= bytes.size() ? qFromBigEndian<quint16>(bytes.constData() + at) : 0;
 }
 
+// The first child of `parent` named `name`.
+Atom* firstChildNamed(Atom* parent, quint32 name)
+{
+    for (const Atom::Ptr& child : parent->contents()) {
+        if (child->name() == name)
+            return child.get();
+    }
+    return nullptr;
+}
+
 // The bytes of the first "data" child of an item atom; null when absent.
+// Found as the path "ilst:<item>:data" finds it: the first item of that name,
+// which must be a container.
 QByteArray itemValue(Atom* ilst, const QString& item)
 {
-    Atom* data = ilst->childAtAtomPath(QStringLiteral("ilst:") + item + QStringLiteral(":data"));
+    Atom* entry = firstChildNamed(ilst, Atom::codeOf(item));
+    Atom* data = entry && entry->isContainer() ? firstChildNamed(entry, kData) : nullptr;
     return data ? data->data() : QByteArray();
 }
 
@@ -82,16 +95,22 @@ std::unique_ptr<AACInfoTag> AACInfoTag::tagAtPath(const QString& path)
 
 bool AACInfoTag::initWithPath(const QString& path)
 {
-    AudioInfoTag::initWithPath(path);
-    AtomFileDevice file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        WMLog("AACInfoTag cannot open %@: %@", path, file.errorString());
+    SongFileDevice file(path);
+    file.open(QIODevice::ReadOnly);
+    return initWithFile(file);
+}
+
+bool AACInfoTag::initWithFile(SongFileDevice& file)
+{
+    AudioInfoTag::initWithFile(file);
+    if (!file.isOpen()) {
+        WMLog("AACInfoTag cannot open %@: %@", file.path(), file.openError());
         return false;
     }
     try {
         getAttributesFromAACFile(&file);
     } catch (const std::exception& e) {
-        WMLog("AACInfoTag cannot read %@: %@", path, e.what());
+        WMLog("AACInfoTag cannot read %@: %@", file.path(), e.what());
         return false;
     }
     return true;
@@ -146,7 +165,7 @@ void AACInfoTag::readItems(Atom* ilst)
     if (cpil.size() >= 9)
         mAttribs.insert(kCompilation, cpil.at(8) != 0);
 
-    if (Atom* covr = ilst->childAtAtomPath(QStringLiteral("ilst:covr"))) {
+    if (Atom* covr = firstChildNamed(ilst, Atom::codeOf(u"covr"))) {
         for (const Atom::Ptr& child : covr->contents()) {
             if (child->name() != kData || child->isContainer() || child->size() < 9)
                 continue;

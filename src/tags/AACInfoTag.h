@@ -11,6 +11,7 @@
 
 class Atom;
 class QIODevice;
+class SongFileDevice;
 
 // The tag of an MPEG-4 audio file (AAC/M4A): the iTunes-style item list
 // "moov:udta:meta:ilst" read through the atom tree, with the values kept
@@ -31,6 +32,7 @@ public:
     static std::unique_ptr<AACInfoTag> tagAtPath(const QString& path);
 
     bool initWithPath(const QString& path) override;
+    bool initWithFile(SongFileDevice& file) override;
     void gatherFileMetadataFromPath(const QString& path) override;
     // Reads the items and file properties from an open file; raises
     // AtomError when the atom structure is unreadable.

@@ -1,13 +1,19 @@
 #include "AtomSource.h"
 
+#include "SongFileDevice.h"
+
 #include "support/WMLog.h"
 
 #include <QIODevice>
 #include <QtEndian>
 
+#include <cstring>
+
 AtomSource::AtomSource(const QByteArray& bytes) : mBytes(&bytes), mLength(bytes.size()) {}
 
-AtomSource::AtomSource(QIODevice* device) : mDevice(device), mLength(device ? device->size() : 0) {}
+AtomSource::AtomSource(QIODevice* device)
+    : mDevice(device), mSongFile(dynamic_cast<SongFileDevice*>(device)), mLength(device ? device->size() : 0)
+{}
 
 QByteArray AtomSource::read(qint64 offset, qint64 count) const
 {
@@ -19,6 +25,19 @@ QByteArray AtomSource::read(qint64 offset, qint64 count) const
     if (!mDevice || !mDevice->seek(offset))
         return QByteArray();
     return mDevice->read(n);
+}
+
+bool AtomSource::readInto(qint64 offset, char* into, qint64 count) const
+{
+    if (offset < 0 || count <= 0 || offset > mLength - count)
+        return false;
+    if (mBytes) {
+        std::memcpy(into, mBytes->constData() + offset, static_cast<size_t>(count));
+        return true;
+    }
+    if (mSongFile)
+        return mSongFile->readAt(offset, into, count);
+    return mDevice && mDevice->seek(offset) && mDevice->read(into, count) == count;
 }
 
 QString AtomSource::kind() const
@@ -46,17 +65,28 @@ QString AtomSource::nameOf(quint32 code)
 
 QList<quint32> AtomSource::namePathCodes(const QString& namePath)
 {
+    // Read in place (this runs for every path looked up): components of
+    // exactly four Latin-1 characters, separated by colons.
     QList<quint32> codes;
-    const QStringList parts = namePath.split(QLatin1Char(':'));
-    for (const QString& part : parts) {
-        if (part.size() != 4)
-            return {};
-        for (QChar c : part) {
-            if (c.unicode() > 0xFF)
+    codes.reserve(namePath.size() / 5 + 1);
+    quint32 code = 0;
+    int length = 0;
+    for (const QChar c : namePath) {
+        if (c == QLatin1Char(':')) {
+            if (length != 4)
                 return {};
+            codes.append(code);
+            code = 0;
+            length = 0;
+        } else if (c.unicode() > 0xFF || ++length > 4) {
+            return {};
+        } else {
+            code = (code << 8) | c.unicode();
         }
-        codes.append(codeOf(part));
     }
+    if (length != 4)
+        return {};
+    codes.append(code);
     return codes;
 }
 
@@ -79,11 +109,11 @@ quint64 AtomSource::sizeOfAtomAt(qint64 offset, quint32* name, int* headerLength
               static_cast<quint64>(mLength));
         throw AtomError();
     }
-    const QByteArray header = read(offset, 8);
-    if (header.size() != 8)
+    char header[8];
+    if (!readInto(offset, header, 8))
         throw AtomError();
-    const quint32 size32 = qFromBigEndian<quint32>(header.constData());
-    const quint32 code = qFromBigEndian<quint32>(header.constData() + 4);
+    const quint32 size32 = qFromBigEndian<quint32>(header);
+    const quint32 code = qFromBigEndian<quint32>(header + 4);
     if (name)
         *name = code;
     if (headerLength)
@@ -93,8 +123,8 @@ quint64 AtomSource::sizeOfAtomAt(qint64 offset, quint32* name, int* headerLength
     if (size32 == 0)
         return static_cast<quint64>(mLength - offset);
     if (size32 == 1) {
-        const QByteArray large = read(offset + 8, 8);
-        const quint64 size64 = large.size() == 8 ? qFromBigEndian<quint64>(large.constData()) : 0;
+        char large[8];
+        const quint64 size64 = readInto(offset + 8, large, 8) ? qFromBigEndian<quint64>(large) : 0;
         if (size64 < 16) {
             WMLog("invalid size %qu for atom '%@' in %@", size64, nameOf(code), kind());
             throw AtomError();

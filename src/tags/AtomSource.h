@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 class QIODevice;
+class SongFileDevice;
 
 // The error raised by the atom readers on structural damage (impossible
 // sizes, a container running past its parent, a header beyond the end of the
@@ -30,6 +31,9 @@ public:
     qint64 length() const { return mLength; }
     // Up to `count` bytes at `offset` (fewer at the end; empty when out of range).
     QByteArray read(qint64 offset, qint64 count) const;
+    // Exactly `count` bytes at `offset` into `into`; false when they are not
+    // all there.
+    bool readInto(qint64 offset, char* into, qint64 count) const;
     // "bytes" or "file", for log lines.
     QString kind() const;
 
@@ -58,5 +62,6 @@ public:
 private:
     const QByteArray* mBytes = nullptr;
     QIODevice* mDevice = nullptr;
+    SongFileDevice* mSongFile = nullptr; // the device, when it is a song file's
     qint64 mLength = 0;
 };

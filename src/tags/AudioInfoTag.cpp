@@ -4,8 +4,8 @@
 #include "GenreList.h"
 #include "ID3TextCodec.h"
 #include "MP3InfoTag.h"
+#include "SongFileDevice.h"
 #include "SongFileType.h"
-#include "PosixFile.h"
 
 #include "support/WMLog.h"
 #include "text/WendmarkTextExtensions.h"
@@ -40,24 +40,23 @@ LastIcon& lastIcon()
     return shared;
 }
 
-std::unique_ptr<AudioInfoTag> newTagForPath(const QString& path, bool byNameOnly)
+std::unique_ptr<AudioInfoTag> newTagOfType(SongDataType type)
 {
-    if (!byNameOnly && PosixFile::isSpecialFile(path)) {
-        WMLog("Not reading %@: not a regular file", path);
-        return nullptr;
-    }
-    int type = byNameOnly ? 0 : static_cast<int>(SongFileType::songDataTypeAtPath(path));
-    if (type == 0) {
-        if (SongFileType::claimsToBeMP3(path))
-            type = 1;
-        else if (SongFileType::claimsToBeAAC(path))
-            type = 2;
-    }
-    if (type == 1)
+    if (type == SongDataType::MPEGAudio)
         return std::make_unique<MP3InfoTag>();
-    if (type == 2)
+    if (type == SongDataType::MPEG4Audio)
         return std::make_unique<AACInfoTag>();
     return nullptr;
+}
+
+// The type a file's name claims, for files whose bytes tell none.
+SongDataType typeByName(const QString& path)
+{
+    if (SongFileType::claimsToBeMP3(path))
+        return SongDataType::MPEGAudio;
+    if (SongFileType::claimsToBeAAC(path))
+        return SongDataType::MPEG4Audio;
+    return SongDataType::Unknown;
 }
 
 } // namespace
@@ -67,8 +66,9 @@ AudioInfoTag::~AudioInfoTag() = default;
 
 std::unique_ptr<AudioInfoTag> AudioInfoTag::tagWithPath(const QString& path)
 {
-    std::unique_ptr<AudioInfoTag> tag = newTagForPath(path, false);
-    if (!tag || !tag->initWithPath(path))
+    SongFileDevice file(path);
+    std::unique_ptr<AudioInfoTag> tag = tagFromFile(file, false);
+    if (!tag)
         return nullptr;
     tag->gatherTagsFromPathname(path);
     tag->gatherFileMetadataFromPath(path);
@@ -77,18 +77,41 @@ std::unique_ptr<AudioInfoTag> AudioInfoTag::tagWithPath(const QString& path)
 
 std::unique_ptr<AudioInfoTag> AudioInfoTag::tagFromFileAtPath(const QString& path, bool withFileProperties)
 {
-    std::unique_ptr<AudioInfoTag> tag = newTagForPath(path, false);
-    if (!tag || !tag->initWithPath(path))
+    SongFileDevice file(path);
+    return tagFromFile(file, withFileProperties);
+}
+
+std::unique_ptr<AudioInfoTag> AudioInfoTag::tagFromFile(SongFileDevice& file, bool withFileProperties,
+                                                        SongDataType* type)
+{
+    if (type)
+        *type = SongDataType::Unknown;
+    if (!file.isOpen() && !file.open(QIODevice::ReadOnly)) {
+        if (file.isSpecialFile()) {
+            WMLog("Not reading %@: not a regular file", file.path());
+            return nullptr;
+        }
+        WMLog("songDataTypeAtPath %@ fileHandleForReadingAtPath: %@", file.path(), file.openError());
+    }
+    // The bytes decide, else the name.
+    const SongDataType claimed = typeByName(file.path());
+    SongDataType found = file.isOpen() ? SongFileType::songDataType(file, claimed) : SongDataType::Unknown;
+    if (found == SongDataType::Unknown)
+        found = claimed;
+    if (type)
+        *type = found;
+    std::unique_ptr<AudioInfoTag> tag = newTagOfType(found);
+    if (!tag || !tag->initWithFile(file))
         return nullptr;
     if (withFileProperties)
-        tag->gatherFileMetadataFromPath(path);
+        tag->gatherFileMetadataFromPath(file.path());
     return tag;
 }
 
 std::unique_ptr<AudioInfoTag> AudioInfoTag::tagWithiTunesTrackInfo(const QVariantMap& track,
                                                                    const QString& path)
 {
-    std::unique_ptr<AudioInfoTag> tag = newTagForPath(path, true);
+    std::unique_ptr<AudioInfoTag> tag = newTagOfType(typeByName(path));
     if (!tag)
         return nullptr;
     // Made once: a library load builds tens of thousands of these tags.
@@ -151,6 +174,14 @@ bool AudioInfoTag::initWithPath(const QString& path)
     // Taken before the format class reads a byte: whatever changes after
     // this moment shows in the identity when the tag is written back.
     setSource(path, FileIdentity::of(path));
+    mPlaylistIndex = NotFound;
+    return true;
+}
+
+bool AudioInfoTag::initWithFile(SongFileDevice& file)
+{
+    // The device took the identity from the open file before its first read.
+    setSource(file.path(), file.identity());
     mPlaylistIndex = NotFound;
     return true;
 }

@@ -14,6 +14,9 @@
 #include <limits>
 #include <memory>
 
+class SongFileDevice;
+enum class SongDataType;
+
 // The tag of one song file: the one type through which the rest of the
 // program reads and changes song metadata. The format classes (MP3InfoTag,
 // the MP4 and cached tags) hold the values and override the accessors; this
@@ -41,6 +44,13 @@ public:
     // The tag exactly as the file holds it (no title from the file name),
     // with or without the file properties; null as tagWithPath.
     static std::unique_ptr<AudioInfoTag> tagFromFileAtPath(const QString& path, bool withFileProperties);
+    // The same on a file device (opened here unless it is open): the type
+    // sniffing, the tag and the file properties all read through it, so the
+    // file is opened once and its bytes are read once. `type` receives the
+    // type the tag was read as: the bytes' type, else the name's, else
+    // Unknown.
+    static std::unique_ptr<AudioInfoTag> tagFromFile(SongFileDevice& file, bool withFileProperties,
+                                                     SongDataType* type = nullptr);
     // A lazy tag made from one track of the iTunes library ("Name", "Artist",
     // "Year", "Track Number", "Total Time" ...); the class follows the path's
     // extension.
@@ -49,6 +59,8 @@ public:
 
     // Reads the file; false when it cannot be read (the tag is then unusable).
     virtual bool initWithPath(const QString& path);
+    // The same through an open device; its identity becomes the source's.
+    virtual bool initWithFile(SongFileDevice& file);
     // Takes the title from the file name when the tag has none.
     void gatherTagsFromPathname(const QString& path);
     // Fills the file properties from the system's metadata index, when there

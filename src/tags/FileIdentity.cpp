@@ -4,9 +4,7 @@
 
 #include <sys/stat.h>
 
-namespace {
-
-FileIdentity fromStat(const struct stat& st)
+FileIdentity FileIdentity::fromStat(const struct stat& st)
 {
     FileIdentity identity;
     if (!S_ISREG(st.st_mode))
@@ -18,8 +16,6 @@ FileIdentity fromStat(const struct stat& st)
     identity.ctimeNs = static_cast<qint64>(st.st_ctim.tv_sec) * 1000000000LL + st.st_ctim.tv_nsec;
     return identity;
 }
-
-} // namespace
 
 FileIdentity FileIdentity::of(const QString& path)
 {

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QtGlobal>
 
+struct stat;
+
 // What identifies one state of a file on disk: the device and inode (the
 // file itself, whatever its names), its length, and its modification and
 // change times in nanoseconds. A writer remembers the identity it read and
@@ -37,5 +39,8 @@ struct FileIdentity
     static FileIdentity of(const QString& path);
     // The identity of an open file descriptor.
     static FileIdentity ofDescriptor(int fd);
+    // The identity a stat() or fstat() answered; invalid for anything but a
+    // regular file.
+    static FileIdentity fromStat(const struct stat& st);
     QString description() const;
 };

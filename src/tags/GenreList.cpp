@@ -13,8 +13,7 @@ namespace {
 QStringList loadGenres()
 {
     QStringList genres;
-    const QVariantList list =
-        LiveResources::shared().resources().value(QStringLiteral("genres")).toList();
+    const QVariantList list = LiveResources::shared().resources().value(QStringLiteral("genres")).toList();
     genres.reserve(list.size());
     for (const QVariant& v : list)
         genres.append(v.toString());
@@ -85,7 +84,14 @@ QString GenreList::expandedGenres(const QString& text)
 {
     if (text.isNull())
         return QString();
-    const QStringList& genres = allGenres();
+    // The list (the live resources) is loaded only for a text that refers
+    // to it: a genre given by name needs none.
+    const QStringList* list = nullptr;
+    const auto genres = [&list]() -> const QStringList& {
+        if (!list)
+            list = &allGenres();
+        return *list;
+    };
     QString s = text;
     // Each pass replaces one "(n)"; the bound only matters for a resource
     // list whose names themselves hold references.
@@ -98,9 +104,9 @@ QString GenreList::expandedGenres(const QString& text)
             break;
         const QString number = s.mid(open + 1, close - open - 1);
         const qint64 n = number.toLongLong();
-        if ((n == 0 && number != QLatin1String("0")) || n < 0 || n >= genres.size())
+        if ((n == 0 && number != QLatin1String("0")) || n < 0 || n >= genres().size())
             break;
-        QString name = genres.at(n);
+        QString name = genres().at(n);
         if (close < s.size() - 2)
             name += QLatin1Char('/');
         s.replace(open, close - open + 1, name);
@@ -108,8 +114,8 @@ QString GenreList::expandedGenres(const QString& text)
     if (text.isEmpty() || isAllDigits(text)) {
         // An empty text counts as 0, like a number that does not parse.
         const qint64 n = s.toLongLong();
-        if (n >= 0 && n < genres.size())
-            s = genres.at(n);
+        if (n >= 0 && n < genres().size())
+            s = genres().at(n);
     }
     const QStringList parts = s.split(QLatin1Char('/'));
     QStringList unique;

@@ -12,14 +12,15 @@
 #include "MP3Header.h"
 #include "PosixFile.h"
 #include "SafeFileRewriter.h"
+#include "SongFileDevice.h"
 
 #include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
 
-#include <QFile>
 #include <QFileInfo>
 
 #include <atomic>
+#include <cstring>
 
 namespace {
 
@@ -27,12 +28,11 @@ std::atomic<bool> sWriteSynchSafeSizesInV24{false};
 
 const QString kImageID = QStringLiteral("[image]");
 
-// Reads `length` bytes at `offset`; throws when the file does not hold them.
-QByteArray readExactly(QIODevice& file, qint64 offset, qint64 length)
+// The `length` bytes at `offset`, read once by the file's device; throws
+// when the file does not hold them.
+QByteArrayView readExactly(SongFileDevice& file, qint64 offset, qint64 length)
 {
-    if (!file.seek(offset))
-        throw ID3ReadError(file.errorString(), "NSFileHandleOperationException");
-    QByteArray bytes = file.read(length);
+    const QByteArrayView bytes = file.bytesAt(offset, length);
     if (bytes.size() != length)
         throw ID3ReadError(file.errorString(), "NSFileHandleOperationException");
     return bytes;
@@ -53,56 +53,47 @@ std::unique_ptr<MP3InfoTag> MP3InfoTag::tagAtPath(const QString& path)
 
 bool MP3InfoTag::initWithPath(const QString& path)
 {
-    AudioInfoTag::initWithPath(path);
+    SongFileDevice file(path);
+    file.open(QIODevice::ReadOnly);
+    return initWithFile(file);
+}
+
+bool MP3InfoTag::initWithFile(SongFileDevice& file)
+{
+    AudioInfoTag::initWithFile(file);
     try {
-        readTags(path, true);
+        readTags(file, true);
         return true;
     } catch (const ID3ReadError& error) {
-        WMLog("MP3InfoTag cannot read %@: %@", path, error.reason());
+        WMLog("MP3InfoTag cannot read %@: %@", file.path(), error.reason());
     } catch (const std::exception& error) {
-        WMLog("MP3InfoTag cannot read %@: %@", path, error.what());
+        WMLog("MP3InfoTag cannot read %@: %@", file.path(), error.what());
     }
     return false;
 }
 
-bool MP3InfoTag::initWithDevice(QIODevice& device, const QString& name)
+void MP3InfoTag::readTags(SongFileDevice& file, bool withAudioHeader)
 {
-    try {
-        readTags(device, name, true);
-        return true;
-    } catch (const std::exception& error) {
-        WMLog("MP3InfoTag cannot read %@: %@", name, error.what());
-    }
-    return false;
-}
-
-void MP3InfoTag::readTags(const QString& path, bool withAudioHeader)
-{
-    // Opened so that a pipe or device of that name is refused, not waited on.
-    PosixFile opened = PosixFile::openForReading(path);
-    QFile file;
-    if (!opened.isOpen() || !file.open(opened.release(), QIODevice::ReadOnly | QIODevice::Unbuffered,
-                                       QFileDevice::AutoCloseHandle))
+    // The device was opened so that a pipe or device of that name is
+    // refused, not waited on.
+    if (!file.isOpen())
         throw ID3ReadError(QStringLiteral("nil filehandle"), "NSObjectNotAvailableException");
-    readTags(file, path, withAudioHeader);
-}
-
-void MP3InfoTag::readTags(QIODevice& file, const QString& path, bool withAudioHeader)
-{
+    const QString& path = file.path();
     const qint64 length = file.size();
     if (length < ID3v1Tag::kSize) {
         WMLog("MP3 only %qu bytes in %@", static_cast<quint64>(length), path);
         markProblemDecoding();
         throw ID3ReadError(QStringLiteral("file too small"), "NSRangeException");
     }
-    const QByteArray head = readExactly(file, 0, 10);
-    const auto* h = reinterpret_cast<const uchar*>(head.constData());
-    bool hasID3v2 =
-        head.startsWith("ID3") && h[3] < 255 && h[4] < 255 && h[6] < 128 && h[7] < 128 && h[8] < 128;
+    uchar h[10];
+    std::memcpy(h, readExactly(file, 0, 10).data(), sizeof h);
+    bool hasID3v2 = h[0] == 'I' && h[1] == 'D' && h[2] == '3' && h[3] < 255 && h[4] < 255 && h[6] < 128 &&
+                    h[7] < 128 && h[8] < 128;
     if (hasID3v2 && h[9] >= 128)
         hasID3v2 = false;
     if (hasID3v2) {
-        const qint64 size = ID3TextCodec::getSynchSafeIntIn(head, 6);
+        const qint64 size =
+            ID3TextCodec::getSynchSafeIntIn(QByteArrayView(reinterpret_cast<const char*>(h), sizeof h), 6);
         if (size < 7 || size + 10 > length) {
             WMLog("MP3 tag length wrong for file: %@", path);
             markProblemDecoding();
@@ -111,10 +102,9 @@ void MP3InfoTag::readTags(QIODevice& file, const QString& path, bool withAudioHe
         mID3v2Range = ID3Range{0, size + 10};
         // The header is read again with the tag so that the frame offsets
         // are those of the tag as a whole.
-        const QByteArray tag = readExactly(file, 0, size + 10);
-        getAttributesFromID3v2(tag);
+        getAttributesFromID3v2(readExactly(file, 0, size + 10));
     }
-    const QByteArray last = readExactly(file, length - ID3v1Tag::kSize, ID3v1Tag::kSize);
+    const QByteArrayView last = readExactly(file, length - ID3v1Tag::kSize, ID3v1Tag::kSize);
     if (last.startsWith("TAG")) {
         mID3v1Range = ID3Range{length - ID3v1Tag::kSize, ID3v1Tag::kSize};
         if (!hasID3v2)
@@ -434,7 +424,9 @@ bool MP3InfoTag::modifySongFileAtPath(const QString& path, QString* errorText)
     const FileIdentity identity = expectedIdentityAt(path);
     MP3InfoTag current;
     try {
-        current.readTags(path, false);
+        SongFileDevice file(path);
+        file.open(QIODevice::ReadOnly);
+        current.readTags(file, false);
     } catch (const std::exception&) {
         WMLog("MP3InfoTag cannot write %@: its tag is unreadable", path);
         return fail(QStringLiteral("ErrorCannotOpenForWrite"));

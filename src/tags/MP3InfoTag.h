@@ -12,6 +12,7 @@
 #include <variant>
 
 class QIODevice;
+class SongFileDevice;
 
 // The value of one ID3 frame: the strings of a text frame (the first is the
 // value), a text block ({"lang", "desc", "text"}) for lyrics, a picture, or
@@ -42,8 +43,7 @@ public:
     static std::unique_ptr<MP3InfoTag> tagAtPath(const QString& path);
 
     bool initWithPath(const QString& path) override;
-    // The same on an open device (a whole file's bytes); `name` is for logs.
-    bool initWithDevice(QIODevice& device, const QString& name);
+    bool initWithFile(SongFileDevice& file) override;
     void gatherFileMetadataFromPath(const QString& path) override;
 
     QString title() const override;
@@ -132,8 +132,7 @@ public:
 private:
     // Reads both tags; with `withAudioHeader` also the first MPEG frame.
     // Throws on damage that makes the file unreadable.
-    void readTags(const QString& path, bool withAudioHeader);
-    void readTags(QIODevice& file, const QString& path, bool withAudioHeader);
+    void readTags(SongFileDevice& file, bool withAudioHeader);
     // Duration, bit rate and sampling rate: from the first MPEG frame, or,
     // when that search finds nothing usable, from scanning the frames.
     void readAudioProperties(QIODevice& file, const QString& path);

@@ -1,5 +1,7 @@
 #include "PosixFile.h"
 
+#include "FileIdentity.h"
+
 #include <QFile>
 
 #include <cerrno>
@@ -29,11 +31,12 @@ PosixFile PosixFile::open(const QString& path, int flags, int mode)
     return PosixFile(fd);
 }
 
-PosixFile PosixFile::openForReading(const QString& path)
+PosixFile PosixFile::openForReading(const QString& path, FileIdentity* identity)
 {
     // O_NONBLOCK keeps open() from waiting for the writer of a pipe (or a
     // device for its carrier); it means nothing for a regular file and is
-    // cleared again all the same.
+    // cleared again all the same. Of the flags F_SETFL changes it is the only
+    // one set here, so clearing them all clears just that one.
     PosixFile file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     if (!file.isOpen())
         return file;
@@ -45,9 +48,9 @@ PosixFile PosixFile::openForReading(const QString& path)
         errno = S_ISDIR(st.st_mode) ? EISDIR : ENODEV;
         return file;
     }
-    const int flags = ::fcntl(file.fd(), F_GETFL);
-    if (flags >= 0)
-        ::fcntl(file.fd(), F_SETFL, flags & ~O_NONBLOCK);
+    ::fcntl(file.fd(), F_SETFL, 0);
+    if (identity)
+        *identity = FileIdentity::fromStat(st);
     return file;
 }
 

@@ -5,6 +5,8 @@
 
 #include <memory>
 
+struct FileIdentity;
+
 // An owned POSIX file descriptor with whole-range reads and writes that
 // survive short transfers and interruptions. Used where a writer needs the
 // exact system calls (positioned writes, truncation, data flushes, locks).
@@ -24,7 +26,9 @@ public:
     // Opens a regular file for reading without ever waiting in open(): a
     // pipe, socket, device or folder of that name is refused (not open,
     // errno EISDIR for a folder, ENODEV for the others) before a byte is read.
-    static PosixFile openForReading(const QString& path);
+    // With `identity`, the identity of the file opened (from the same look at
+    // the open descriptor, before any read).
+    static PosixFile openForReading(const QString& path, FileIdentity* identity = nullptr);
     // True when `path` names something that exists but is not a regular
     // file (a folder, pipe, socket or device); such names are never opened
     // as songs. Symbolic links are followed.

@@ -1,12 +1,12 @@
 #include "SongFileType.h"
 
-#include "PosixFile.h"
+#include "SongFileDevice.h"
 #include "support/WMLog.h"
 
-#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
+#include <cstring>
 #include <exception>
 
 namespace {
@@ -31,10 +31,20 @@ bool isFrameHeader(const uchar* b)
     return b[0] == 0xFF && (layer == 0xFA || layer == 0xFC) && b[2] < 0xF0 && ((b[2] >> 2) & 3) != 3;
 }
 
-bool nameEndsAt(const uchar* block, int end, const char* name)
+// Whether `name` (four bytes) starts anywhere in the first `length` bytes:
+// the search jumps from one occurrence of its first byte to the next.
+bool containsName(const uchar* bytes, qint64 length, const char* name)
 {
-    return block[end - 3] == uchar(name[0]) && block[end - 2] == uchar(name[1]) &&
-           block[end - 1] == uchar(name[2]) && block[end] == uchar(name[3]);
+    for (qint64 i = 0; i + 4 <= length;) {
+        const void* first = std::memchr(bytes + i, name[0], static_cast<size_t>(length - 3 - i));
+        if (!first)
+            return false;
+        i = static_cast<const uchar*>(first) - bytes;
+        if (std::memcmp(bytes + i, name, 4) == 0)
+            return true;
+        ++i;
+    }
+    return false;
 }
 
 QString suffixOf(const QString& path)
@@ -46,25 +56,25 @@ QString suffixOf(const QString& path)
 
 SongDataType SongFileType::songDataTypeAtPath(const QString& path)
 {
+    // A pipe or device of that name is refused here, never waited on.
+    SongFileDevice file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        WMLog("songDataTypeAtPath %@ fileHandleForReadingAtPath: %@", path, file.openError());
+        return SongDataType::Unknown;
+    }
+    return songDataType(file);
+}
+
+SongDataType SongFileType::songDataType(SongFileDevice& file, SongDataType claimed)
+{
     try {
-        // A pipe or device of that name is refused here, never waited on.
-        PosixFile opened = PosixFile::openForReading(path);
-        if (!opened.isOpen()) {
-            WMLog("songDataTypeAtPath %@ fileHandleForReadingAtPath: %@", path, PosixFile::lastError());
-            return SongDataType::Unknown;
-        }
-        QFile file;
-        if (!file.open(opened.release(), QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-            WMLog("songDataTypeAtPath %@ fileHandleForReadingAtPath: %@", path, file.errorString());
-            return SongDataType::Unknown;
-        }
         const qint64 length = file.size();
         if (length < kBlockSize)
             return SongDataType::Unknown;
-        QByteArray block = file.read(kBlockSize);
+        QByteArrayView block = file.bytesAt(0, kBlockSize);
         if (block.size() != kBlockSize)
             return SongDataType::Unknown;
-        const auto* first = reinterpret_cast<const uchar*>(block.constData());
+        const auto* first = reinterpret_cast<const uchar*>(block.data());
 
         qint64 offset = 0;
         if (block.startsWith("ID3") && first[3] < 255 && first[4] < 255 && first[6] < 128 && first[7] < 128 &&
@@ -80,14 +90,18 @@ SongDataType SongFileType::songDataTypeAtPath(const QString& path)
         bool sawMdia = false;
         for (; offset <= kScanLimit && offset < length - kBlockSize; offset += kBlockSize) {
             if (offset != 0) {
-                if (!file.seek(offset))
-                    return SongDataType::Unknown;
-                block = file.read(kBlockSize);
+                block = file.bytesAt(offset, kBlockSize);
                 if (block.size() != kBlockSize)
                     return SongDataType::Unknown;
             }
-            const auto* bytes = reinterpret_cast<const uchar*>(block.constData());
-            for (int i = 0; i < kBlockSize - 4;) {
+            const auto* bytes = reinterpret_cast<const uchar*>(block.data());
+            // Only a 0xFF byte can start a header: the search jumps from one
+            // to the next.
+            for (qint64 i = 0; i < kBlockSize - 4;) {
+                const void* sync = std::memchr(bytes + i, 0xFF, static_cast<size_t>(kBlockSize - 4 - i));
+                if (!sync)
+                    break;
+                i = static_cast<const uchar*>(sync) - bytes;
                 if (isFrameHeader(bytes + i)) {
                     ++frames;
                     i += kFrameSkip;
@@ -95,22 +109,23 @@ SongDataType SongFileType::songDataTypeAtPath(const QString& path)
                     ++i;
                 }
             }
+            if (claimed == SongDataType::MPEGAudio && frames > kMaxFramesForMPEG4)
+                return SongDataType::MPEGAudio;
             if (frames >= kFramesForMPEG) {
                 if ((offset + kBlockSize) / frames < kMaxBytesPerFrame)
                     return SongDataType::MPEGAudio;
                 continue;
             }
-            for (int end = 3; end <= kBlockSize - 2; ++end) {
-                sawMoov = sawMoov || nameEndsAt(bytes, end, "moov");
-                sawUdta = sawUdta || nameEndsAt(bytes, end, "udta");
-                sawMdia = sawMdia || nameEndsAt(bytes, end, "mdia");
-            }
+            // A name counts when it ends before the block's last byte.
+            sawMoov = sawMoov || containsName(bytes, kBlockSize - 1, "moov");
+            sawUdta = sawUdta || containsName(bytes, kBlockSize - 1, "udta");
+            sawMdia = sawMdia || containsName(bytes, kBlockSize - 1, "mdia");
             if (sawMdia && sawUdta && frames <= kMaxFramesForMPEG4 && sawMoov)
                 return SongDataType::MPEG4Audio;
         }
         return SongDataType::Unknown;
     } catch (const std::exception& e) {
-        WMLog("songDataTypeAtPath exception %@ for path: %@", e.what(), path);
+        WMLog("songDataTypeAtPath exception %@ for path: %@", e.what(), file.path());
         return SongDataType::Unknown;
     }
 }

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
+class SongFileDevice;
+
 // The audio type a file's bytes show.
 enum class SongDataType
 {
@@ -22,6 +24,13 @@ public:
     // Files shorter than 4096 bytes are Unknown; a pipe or device of that
     // name is never waited on.
     static SongDataType songDataTypeAtPath(const QString& path);
+    // The same on a file already open, whose bytes the tag readers then
+    // find read. With `claimed` MPEGAudio (the name claims MP3, which decides
+    // whenever the bytes tell nothing) the walk ends as soon as the bytes
+    // can no longer show MPEG-4 audio (more than nine frame headers seen) and
+    // answers MPEGAudio: the type the file is read as is then MPEG audio
+    // whatever the rest of the walk would find.
+    static SongDataType songDataType(SongFileDevice& file, SongDataType claimed = SongDataType::Unknown);
 
     // Judgements by file name (and, where the platform keeps them, the old
     // four-letter type codes).

@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QImage>
 #include <QFile>
 #include <QProcess>
 
@@ -141,11 +142,15 @@ TEST(CommandLine, QtMessagesGoToTheActivityLog)
     // Every message of Qt's plugin loading, as a warning would come.
     environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qt.core.library.debug=true"));
     cli.setProcessEnvironment(environment);
-    // Its pictures are measured with Qt's image plugins.
-    const QString song =
-        LoadTestFiles::freshFolder(QStringLiteral("qt-messages")) + QStringLiteral("/pictures.mp3");
-    ASSERT_TRUE(LoadTestFiles::writeDamagedSong(song, QStringLiteral("Pictures")));
-    cli.start(QStringLiteral(QB_CLI_PATH), {QStringLiteral("tags"), song});
+    // A picture in a format that only one of Qt's image plugins reads.
+    const QString folder = LoadTestFiles::freshFolder(QStringLiteral("qt-messages"));
+    const QString song = folder + QStringLiteral("/pictures.mp3");
+    ASSERT_TRUE(LoadTestFiles::writeSong(song, QStringLiteral("Pictures")));
+    const QString icon = folder + QStringLiteral("/cover.ico");
+    QImage cover(16, 16, QImage::Format_ARGB32);
+    cover.fill(Qt::darkCyan);
+    ASSERT_TRUE(cover.save(icon, "ICO"));
+    cli.start(QStringLiteral(QB_CLI_PATH), {QStringLiteral("set"), song, QStringLiteral("--add-picture"), icon});
     ASSERT_TRUE(cli.waitForFinished(30000));
     const QByteArray shown = cli.readAllStandardOutput() + cli.readAllStandardError();
     EXPECT_FALSE(shown.contains("qt.core")) << shown.constData();

@@ -10,7 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <thread>
+#include <tuple>
 #include <vector>
 #include <zip.h>
 
@@ -149,4 +151,25 @@ TEST(WMLogLocation, RemembersTheLogFolderInTheSettings)
 {
     const QString path = WMLogLocation();
     EXPECT_EQ(QSettings().value(QStringLiteral("logDirectory")).toString(), QFileInfo(path).absolutePath());
+}
+
+TEST(WMLogLocation, AnUnchangedFolderLeavesTheSettingsFileAlone)
+{
+    // A command that writes nothing must not rewrite (and flush) the
+    // settings each time it opens its log.
+    const QString path = WMLogLocation();
+    WMLogSetLocation(path);
+    QSettings().sync();
+    // A rewrite replaces the file (another inode) and moves its times.
+    const QByteArray settingsFile = QFile::encodeName(QSettings().fileName());
+    const auto stamp = [&settingsFile] {
+        struct stat st = {};
+        ::stat(settingsFile.constData(), &st);
+        return std::make_tuple(st.st_ino, st.st_mtim.tv_sec, st.st_mtim.tv_nsec, st.st_ctim.tv_nsec);
+    };
+    const auto before = stamp();
+    ASSERT_NE(std::get<0>(before), 0u);
+    WMLogSetLocation(path);
+    WMLog("written to the log, not to the settings");
+    EXPECT_EQ(stamp(), before);
 }

@@ -336,3 +336,57 @@ TEST(CliWriters, NamesThatAreNotRegularFilesAreRefusedWithoutWaiting)
     }
     EXPECT_EQ(TestSupport::readFile(song), songBytes);
 }
+
+TEST(CliWriters, ReadingCommandsLeaveTheProgramsFilesAlone)
+{
+    // Once the first run has made its settings and log, a command that
+    // changes nothing writes nothing but its log lines: no settings file
+    // rewritten (and flushed), no journal, no history.
+    const QString home = TestSupport::scratchFolder() + QStringLiteral("/readonly-home");
+    QDir(home).removeRecursively();
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), home);
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/config"));
+    environment.insert(QStringLiteral("XDG_CACHE_HOME"), home + QStringLiteral("/cache"));
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/data"));
+    // A genre by number: reading it loads the resources, which logs, so the
+    // first run makes the log and remembers its folder in the settings.
+    const QString song = TestSupport::scratchFolder() + QStringLiteral("/readonly/song.mp3");
+    ASSERT_TRUE(
+        TestSupport::writeFile(song, T::tag(3, {T::frame("TIT2", T::textBody(QStringLiteral("Title"))),
+                                                T::frame("TCON", T::textBody(QStringLiteral("(17)")))}) +
+                                         T::audio()));
+    // Every file of the home but the log, with its inode, length and times.
+    const auto files = [&home] {
+        QStringList listed;
+        QDirIterator it(home, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            const QString path = it.next();
+            struct stat st = {};
+            ::stat(QFile::encodeName(path).constData(), &st);
+            if (!path.contains(QStringLiteral("/Log-")))
+                listed.append(QStringLiteral("%1 %2 %3 %4.%5")
+                                  .arg(path)
+                                  .arg(st.st_ino)
+                                  .arg(st.st_size)
+                                  .arg(st.st_mtim.tv_sec)
+                                  .arg(st.st_mtim.tv_nsec));
+        }
+        listed.sort();
+        return listed;
+    };
+    QStringList first;
+    for (const QStringList& arguments :
+         {QStringList{QStringLiteral("tags"), QStringLiteral("--json"), song},
+          QStringList{QStringLiteral("tags"), song}, QStringList{QStringLiteral("--version")}}) {
+        QProcess cli;
+        cli.setProcessEnvironment(environment);
+        start(cli, arguments);
+        const Finished done = finish(cli);
+        ASSERT_EQ(done.status, 0) << done.err.toStdString();
+        if (first.isEmpty())
+            first = files();
+        else
+            EXPECT_EQ(files(), first) << arguments.join(QLatin1Char(' ')).toStdString();
+    }
+}

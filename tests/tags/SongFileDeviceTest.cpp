@@ -1,0 +1,195 @@
+// One song file read once: the device serves every reader the file's own
+// bytes, in a few system calls, and the type the tag is read as is the one
+// the bytes and then the name decide.
+#include "Mp4TestFiles.h"
+#include "MpegTestFiles.h"
+#include "TestSupport.h"
+
+#include "tags/AudioInfoTag.h"
+#include "tags/FileIdentity.h"
+#include "tags/SongFileDevice.h"
+#include "tags/SongFileType.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+namespace {
+
+using Spec = MpegTestFiles::FrameSpec;
+
+QString scratch(const QString& name)
+{
+    const QString folder = TestSupport::scratchFolder() + QStringLiteral("/device/");
+    QDir().mkpath(folder);
+    return folder + name;
+}
+
+QString written(const QString& name, const QByteArray& bytes)
+{
+    const QString path = scratch(name);
+    EXPECT_TRUE(TestSupport::writeFile(path, bytes));
+    return path;
+}
+
+QByteArray pattern(qsizetype length)
+{
+    QByteArray bytes(length, Qt::Uninitialized);
+    for (qsizetype i = 0; i < length; ++i)
+        bytes[i] = static_cast<char>((i * 131 + (i >> 9)) & 0xFF);
+    return bytes;
+}
+
+// An ID3v2.3 tag holding a title and a picture of `pictureBytes` bytes.
+QByteArray taggedPrefix(int pictureBytes)
+{
+    const auto frame = [](const char* id, const QByteArray& body) -> QByteArray {
+        QByteArray size(4, '\0');
+        for (int i = 0; i < 4; ++i)
+            size[i] = static_cast<char>((body.size() >> (24 - 8 * i)) & 0xFF);
+        return QByteArray(id, 4) + size + QByteArray(2, '\0') + body;
+    };
+    const QByteArray frames =
+        frame("TIT2", QByteArray("\0Device", 7)) +
+        frame("APIC", QByteArray("\0image/jpeg\0\3\0", 14) + QByteArray(pictureBytes, 'J'));
+    return MpegTestFiles::id3v2Header(3, quint32(frames.size())) + frames;
+}
+
+} // namespace
+
+TEST(SongFileDevice, EveryReadGivesTheFileBytes)
+{
+    const QByteArray bytes = pattern(3 * 1024 * 1024 + 777);
+    const qint64 size = bytes.size();
+    // Head, reads just past it and far from it, the tail, blocks, long reads,
+    // reads across the ends of what is kept, the very end and beyond.
+    const qint64 reads[][2] = {
+        {0, 8},           {4096, 4096},  {70000, 4096},     {0, 150000},       {900000, 8},
+        {2000000, 20},    {2000010, 20}, {1500000, 70000},  {size - 128, 128}, {size - 500000, 8},
+        {size - 10, 100}, {size, 10},    {63 * 1024, 8192}, {300000, 16384},   {5, 1048576}};
+    const QString path = written(QStringLiteral("pattern.bin"), bytes);
+    SongFileDevice file(path);
+    SongFileDevice memory(bytes, QStringLiteral("memory"));
+    EXPECT_FALSE(file.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    ASSERT_TRUE(memory.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.size(), size);
+    EXPECT_EQ(file.identity(), FileIdentity::of(path));
+    for (SongFileDevice* device : {&file, &memory}) {
+        for (const auto& r : reads) {
+            const QByteArray expected = bytes.mid(r[0], r[1]);
+            const QString row = device->path() + QStringLiteral(" %1+%2").arg(r[0]).arg(r[1]);
+            ASSERT_TRUE(device->seek(r[0])) << qPrintable(row);
+            EXPECT_EQ(device->read(r[1]), expected) << qPrintable(row);
+            // A view, and a read into a buffer of the caller's, are all or
+            // nothing.
+            const bool whole = r[0] + r[1] <= size;
+            const QByteArrayView view = device->bytesAt(r[0], r[1]);
+            EXPECT_EQ(view.toByteArray(), whole ? expected : QByteArray()) << qPrintable(row);
+            QByteArray into(r[1], '\0');
+            EXPECT_EQ(device->readAt(r[0], into.data(), r[1]), whole) << qPrintable(row);
+            if (whole) {
+                EXPECT_EQ(into, expected) << qPrintable(row);
+            }
+        }
+    }
+}
+
+TEST(SongFileDevice, AnMp3IsReadInThreeCalls)
+{
+    // A 100 KB picture in the tag, 2 MB of frames, an ID3v1 block: the head,
+    // the rest of the tag with the frames behind it, the last 128 bytes.
+    MpegTestFiles::Id3v1Fields v1;
+    v1.title = "Trailer";
+    const QString path = scratch(QStringLiteral("three reads.mp3"));
+    ASSERT_TRUE(MpegTestFiles::writeFile(path, taggedPrefix(100 * 1024), MpegTestFiles::frames(Spec(), 5000),
+                                         MpegTestFiles::id3v1Trailer(v1)));
+    SongFileDevice file(path);
+    SongDataType type = SongDataType::Unknown;
+    const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFile(file, true, &type);
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(type, SongDataType::MPEGAudio);
+    EXPECT_EQ(tag->title(), QStringLiteral("Device"));
+    EXPECT_EQ(tag->images().value(0).imageData().size(), 100 * 1024);
+    EXPECT_GT(tag->duration(), 0);
+    EXPECT_EQ(file.systemReads(), 3);
+    // The identity is the open file's, taken before its first byte was read.
+    EXPECT_EQ(tag->sourceIdentity(), FileIdentity::of(path));
+}
+
+TEST(SongFileDevice, NamesThatAreNoFilesAreRefusedAtOnce)
+{
+    const QString fifo = scratch(QStringLiteral("pipe.mp3"));
+    QFile::remove(fifo);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    const QString missing = scratch(QStringLiteral("missing.mp3"));
+    const struct
+    {
+        QString path;
+        bool special;
+    } rows[] = {{fifo, true}, {TestSupport::scratchFolder(), true}, {missing, false}};
+    for (const auto& row : rows) {
+        SongFileDevice file(row.path);
+        EXPECT_FALSE(file.open(QIODevice::ReadOnly)) << qPrintable(row.path);
+        EXPECT_EQ(file.isSpecialFile(), row.special) << qPrintable(row.path);
+        EXPECT_FALSE(file.identity().isValid()) << qPrintable(row.path);
+        EXPECT_FALSE(AudioInfoTag::tagFromFile(file, true)) << qPrintable(row.path);
+    }
+}
+
+TEST(SongFileDevice, AFileCutShortWhileOpenGivesNoBytes)
+{
+    const QByteArray bytes = pattern(2 * 1024 * 1024);
+    const QString path = written(QStringLiteral("cut.bin"), bytes);
+    SongFileDevice file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    ASSERT_TRUE(QFile::resize(path, 1000));
+    EXPECT_TRUE(file.bytesAt(1500000, 100).isEmpty());
+    ASSERT_TRUE(file.seek(1900000));
+    EXPECT_TRUE(file.read(100000).isEmpty());
+    EXPECT_EQ(file.bytesAt(0, 1000).toByteArray(), bytes.left(1000));
+}
+
+TEST(SongFileDevice, TypeReadAsIsTheBytesThenTheName)
+{
+    // What the factory reads a file as must not depend on how far the type
+    // sniffing walks: the bytes' type when they show one, else the name's.
+    const QByteArray mp3 = taggedPrefix(30000) + MpegTestFiles::frames(Spec(), 2000);
+    Mp4TestFiles::Options options;
+    options.items = {Mp4TestFiles::textItem(QStringLiteral("\u00A9nam"), QStringLiteral("Movie"))};
+    options.chunkCount = 40;
+    const QByteArray m4a = Mp4TestFiles::m4a(options);
+    // A few frame headers, then the MPEG-4 names: MPEG-4 by its bytes. With
+    // a dozen headers first the names no longer count.
+    const QByteArray names = QByteArray(100, '\0') + "moov" + QByteArray(50, '\0') + "udta" + "mdia";
+    const QByteArray fewFrames = MpegTestFiles::frames(Spec(), 5) + names + QByteArray(20000, '\0');
+    const QByteArray dozenFrames = MpegTestFiles::frames(Spec(), 12) + names + QByteArray(20000, '\0');
+    const struct
+    {
+        const char* name;
+        QByteArray bytes;
+    } rows[] = {{"song.mp3", mp3},
+                {"song.m4a", mp3},
+                {"movie.m4a", m4a},
+                {"movie.mp3", m4a},
+                {"few.mp3", fewFrames},
+                {"dozen.mp3", dozenFrames},
+                {"dozen.m4a", dozenFrames},
+                {"noise.mp3", pattern(50000)},
+                {"noise.ogg", pattern(50000)}};
+    for (const auto& row : rows) {
+        const QString path = written(QString::fromLatin1(row.name), row.bytes);
+        SongDataType expected = SongFileType::songDataTypeAtPath(path);
+        if (expected == SongDataType::Unknown)
+            expected = SongFileType::claimsToBeMP3(path)   ? SongDataType::MPEGAudio
+                       : SongFileType::claimsToBeAAC(path) ? SongDataType::MPEG4Audio
+                                                           : SongDataType::Unknown;
+        SongFileDevice file(path);
+        SongDataType type = SongDataType::Unknown;
+        AudioInfoTag::tagFromFile(file, false, &type);
+        EXPECT_EQ(type, expected) << row.name;
+    }
+}
