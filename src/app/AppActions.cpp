@@ -40,6 +40,11 @@ AppActions::AppActions(QObject* parent) : QObject(parent)
     add(QStringLiteral("MainWindow"), LocalizedStrings::text(QStringLiteral("MenuMainWindow")));
     add(QStringLiteral("CloseWindow"), LocalizedStrings::text(QStringLiteral("MenuCloseWindow")))
         ->setShortcut(QKeySequence::Close);
+    add(QStringLiteral("Undo"), LocalizedStrings::text(QStringLiteral("MenuUndo")))
+        ->setShortcut(QKeySequence::Undo);
+    add(QStringLiteral("Redo"), LocalizedStrings::text(QStringLiteral("MenuRedo")))
+        ->setShortcut(QKeySequence::Redo);
+    add(QStringLiteral("History"), LocalizedStrings::text(QStringLiteral("MenuHistory")));
 }
 
 QAction* AppActions::add(const QString& identifier, const QString& text, const QString& icon)

@@ -37,6 +37,9 @@ void MainMenus::build(QMainWindow& window, AppActions& actions, QMenu* columnsMe
     add(file, actions, "Quit");
 
     QMenu* edit = addMenu(window, "MenuEdit");
+    add(edit, actions, "Undo");
+    add(edit, actions, "Redo");
+    edit->addSeparator();
     add(edit, actions, "SelectAll");
     add(edit, actions, "Find");
     edit->addSeparator();
@@ -63,6 +66,7 @@ void MainMenus::build(QMainWindow& window, AppActions& actions, QMenu* columnsMe
     add(windows, actions, "Zoom");
     windows->addSeparator();
     add(windows, actions, "MainWindow");
+    add(windows, actions, "History");
 
     QMenu* help = addMenu(window, "MenuHelp");
     add(help, actions, "ShowLogFile");

@@ -5,6 +5,7 @@
 #include "ColumnLayout.h"
 #include "DesktopActions.h"
 #include "DrawerPanel.h"
+#include "HistoryWindow.h"
 #include "LogPane.h"
 #include "LyricsPanel.h"
 #include "MainMenus.h"
@@ -21,6 +22,7 @@
 #include "StatusLine.h"
 #include "ToolbarCustomizeDialog.h"
 #include "WelcomeSheet.h"
+#include "WindowHistory.h"
 
 #include "cli/SongSourceOptions.h"
 #include "library/iTunesInterface.h"
@@ -75,7 +77,7 @@ MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), mController(std::make_unique<MainController>()),
       mSession(new SongSourceSession(this)), mDelazifier(new Delazifier(this)),
       mActions(new AppActions(this)), mModel(new SongTableModel(this)),
-      mEditor(new SongEditor(*mController, this))
+      mHistory(new WindowHistory(*mController, this)), mEditor(new SongEditor(*mHistory, this))
 {
     setWindowTitle(BundleInfo::executableName());
     setWindowIcon(AppIcons::applicationIcon());
@@ -90,6 +92,7 @@ MainWindow::MainWindow(QWidget* parent)
     restoreWindowState();
     updateCommands();
     mSession->readLibraryForMenu();
+    mHistory->tellStartNotices();
 }
 
 MainWindow::~MainWindow()
@@ -197,6 +200,13 @@ void MainWindow::connectCommands()
     });
     connect(action(mActions, "ShowLogFile"), &QAction::triggered, this,
             [this] { showNotice(DesktopActions::reveal({WMLogLocation()})); });
+    mHistory->setActions(action(mActions, "Undo"), action(mActions, "Redo"));
+    connect(action(mActions, "History"), &QAction::triggered, this, &MainWindow::showHistory);
+    connect(mHistory, &WindowHistory::notice, this, &MainWindow::showNotice);
+    connect(mHistory, &WindowHistory::songsChanged, this, [this] {
+        mModel->refreshAll();
+        selectionChanged();
+    });
 
     connect(mSearch, &SearchField::searchRequested, mModel, &SongTableModel::setSearch);
     connect(mTable, &SongTableView::headerClicked, this, &MainWindow::headerClicked);
@@ -380,6 +390,8 @@ void MainWindow::songsLoaded(const QList<std::shared_ptr<SongFile>>& songs)
         mSearch->clear();
     }
     mController->setAllSongs(songs);
+    mController->setSourceDescription(
+        kind == SongSourceKind::Library ? LocalizedStrings::text(QStringLiteral("iTunesLibrary")) : name);
     // A library is shown by artist; other sources keep the column sorted.
     const WindowPrefs saved = WindowPrefs::readPrefs();
     const QString column = kind == SongSourceKind::Library
@@ -486,6 +498,17 @@ void MainWindow::showAbout()
                        LocalizedStrings::format(QStringLiteral("AboutTitle"), BundleInfo::executableName()),
                        LocalizedStrings::format(QStringLiteral("AboutText"), BundleInfo::executableName(),
                                                 BundleInfo::shortVersion(), BundleInfo::version()));
+}
+
+void MainWindow::showHistory()
+{
+    if (!mHistoryWindow)
+        mHistoryWindow = new HistoryWindow(*mHistory, this);
+    else
+        mHistoryWindow->reload();
+    mHistoryWindow->show();
+    mHistoryWindow->raise();
+    mHistoryWindow->activateWindow();
 }
 
 // ---- closing and quitting

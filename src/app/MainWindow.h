@@ -9,6 +9,7 @@
 class AppActions;
 class Delazifier;
 class DrawerPanel;
+class HistoryWindow;
 class LogPane;
 class LyricsPanel;
 class MainController;
@@ -27,6 +28,7 @@ class SongTableModel;
 class SongTableView;
 class SourceMenu;
 class StatusLine;
+class WindowHistory;
 
 // The main window: the song table under the toolbar, the drawer of the
 // run's choices, the activity log, the lyrics, the status line and the
@@ -65,6 +67,8 @@ public:
     AppActions* actions() const { return mActions; }
     MainController& controller() const { return *mController; }
     SongSourceSession& session() const { return *mSession; }
+    // Where the window's edits and commands are recorded and undone.
+    WindowHistory& history() const { return *mHistory; }
 
 signals:
     // The user chose to quit (after confirming, during a run); the
@@ -91,6 +95,7 @@ private:
     void customizeToolbar();
     void showPreferences();
     void showAbout();
+    void showHistory();
     void askToQuitDuringRun();
     void quitApplication();
     void restoreWindowState();
@@ -100,6 +105,7 @@ private:
     Delazifier* mDelazifier;
     AppActions* mActions;
     SongTableModel* mModel;
+    WindowHistory* mHistory;
     SongEditor* mEditor;
     SongTableView* mTable = nullptr;
     LogPane* mLog = nullptr;
@@ -113,6 +119,7 @@ private:
     QSplitter* mSplitter = nullptr;
     RunPresenter* mRun = nullptr;
     PreferencesDialog* mPreferences = nullptr;
+    HistoryWindow* mHistoryWindow = nullptr;
     QProgressDialog* mLoadingPanel = nullptr;
     bool mQuitConfirmed = false;
     bool mQuitting = false;

@@ -1,8 +1,10 @@
 #include "SongEditor.h"
 
 #include "SongCells.h"
+#include "WindowHistory.h"
+#include "WindowOperation.h"
 
-#include "run/MainController.h"
+#include "history/TagSnapshot.h"
 #include "songs/SongFile.h"
 #include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
@@ -51,8 +53,7 @@ bool setText(AudioInfoTag& tag, SongColumn column, const QString& value)
 
 } // namespace
 
-SongEditor::SongEditor(MainController& controller, QObject* parent) : QObject(parent), mController(controller)
-{}
+SongEditor::SongEditor(WindowHistory& history, QObject* parent) : QObject(parent), mHistory(history) {}
 
 QString SongEditor::refusal(SongFile& song)
 {
@@ -110,6 +111,7 @@ bool SongEditor::setValue(const std::shared_ptr<SongFile>& song, SongColumn colu
         return false;
     }
     song->rememberOriginalValuesForLaterRefresh();
+    const TagSnapshot before = TagSnapshot::of(*tag);
     bool changed = false;
     if (textColumn) {
         changed = setText(*tag, column, value.toString());
@@ -123,8 +125,13 @@ bool SongEditor::setValue(const std::shared_ptr<SongFile>& song, SongColumn colu
         song->revertToCachedInfotag();
         return false;
     }
-    if (!mController.writeSong(song))
+    WindowOperation operation(
+        mHistory, OperationKind::Edit,
+        LocalizedStrings::format(QStringLiteral("HistoryNameEdit"), SongColumns::title(column)),
+        {song->path()});
+    if (!operation.write(song, before))
         return false;
+    operation.finish();
     emit valueChanged(song, column);
     return true;
 }

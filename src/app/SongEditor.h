@@ -8,12 +8,13 @@
 
 #include <memory>
 
-class MainController;
+class WindowHistory;
 class SongFile;
 
 // Changes one value of a song from the table and writes its file at once,
 // through the run's own write (the crash-safe rewrite, the cache renewed, a
-// failure logged in red). A value equal to the one shown (empty and absent
+// failure logged in red), as one operation "edit" of the change history
+// (Edit > Undo takes it back). A value equal to the one shown (empty and absent
 // count as equal) writes nothing. A read-only or damaged file, one that is
 // gone, or one another program changed since it was shown is left alone and
 // the user is told why.
@@ -22,7 +23,7 @@ class SongEditor : public QObject
     Q_OBJECT
 
 public:
-    explicit SongEditor(MainController& controller, QObject* parent = nullptr);
+    explicit SongEditor(WindowHistory& history, QObject* parent = nullptr);
 
     // Artist, title, album, track, year, genre and BPM take text; the
     // compilation column takes a boolean. True when the file was written.
@@ -38,5 +39,5 @@ private:
     // The reason a song cannot be edited now, or empty.
     QString refusal(SongFile& song);
 
-    MainController& mController;
+    WindowHistory& mHistory;
 };

@@ -55,23 +55,29 @@ int HistoryCommand::list(bool json)
     const QList<HistoryOperation> operations = ChangeHistory::shared().operations(1000, &problem);
     for (const HistoryOperation& operation : operations) {
         const QString time = operation.time.toLocalTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+        const bool redo = operation.kind == OperationKind::Redo;
+        const qint64 undoes = redo ? 0 : operation.undoes;
+        const qint64 redoes = redo ? operation.undoes : 0;
         if (json) {
-            printLine(mOut, QJsonObject{{QStringLiteral("id"), operation.id},
-                                        {QStringLiteral("time"), operation.time.toString(Qt::ISODate)},
-                                        {QStringLiteral("kind"), HistoryOperation::nameOf(operation.kind)},
-                                        {QStringLiteral("source"), operation.source},
-                                        {QStringLiteral("files"), operation.files},
-                                        {QStringLiteral("undoes"), operation.undoes > 0 ? QJsonValue(operation.undoes)
-                                                                                        : QJsonValue()},
-                                        {QStringLiteral("note"), operation.note.isEmpty() ? QJsonValue()
-                                                                                          : QJsonValue(operation.note)}});
+            printLine(mOut,
+                      QJsonObject{{QStringLiteral("id"), operation.id},
+                                  {QStringLiteral("time"), operation.time.toString(Qt::ISODate)},
+                                  {QStringLiteral("kind"), HistoryOperation::nameOf(operation.kind)},
+                                  {QStringLiteral("source"), operation.source},
+                                  {QStringLiteral("files"), operation.files},
+                                  {QStringLiteral("undoes"), undoes > 0 ? QJsonValue(undoes) : QJsonValue()},
+                                  {QStringLiteral("redoes"), redoes > 0 ? QJsonValue(redoes) : QJsonValue()},
+                                  {QStringLiteral("note"),
+                                   operation.note.isEmpty() ? QJsonValue() : QJsonValue(operation.note)}});
             continue;
         }
         QString line = LocalizedStrings::format(
             QStringLiteral("CliHistoryLine"), operation.id, time, HistoryOperation::nameOf(operation.kind),
             LocalizedStrings::count(QStringLiteral("CountFiles"), operation.files), operation.source);
         if (operation.undoes > 0)
-            line += QLatin1Char(' ') + LocalizedStrings::format(QStringLiteral("CliHistoryUndoes"), operation.undoes);
+            line += QLatin1Char(' ') + LocalizedStrings::format(redo ? QStringLiteral("CliHistoryRedoes")
+                                                                     : QStringLiteral("CliHistoryUndoes"),
+                                                                operation.undoes);
         if (!operation.note.isEmpty())
             line += QStringLiteral(" (") + operation.note + QLatin1Char(')');
         CliOutput::print(mOut, line + QLatin1Char('\n'));

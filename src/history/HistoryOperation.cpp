@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr std::array<std::pair<OperationKind, const char*>, 7> kNames{{
+constexpr std::array<std::pair<OperationKind, const char*>, 8> kNames{{
     {OperationKind::Run, "run"},
     {OperationKind::Set, "set"},
     {OperationKind::Regenerate, "regenerate"},
@@ -13,6 +13,7 @@ constexpr std::array<std::pair<OperationKind, const char*>, 7> kNames{{
     {OperationKind::Artwork, "artwork"},
     {OperationKind::Lyrics, "lyrics"},
     {OperationKind::Undo, "undo"},
+    {OperationKind::Redo, "redo"},
 }};
 
 } // namespace

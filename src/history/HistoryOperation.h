@@ -15,7 +15,8 @@ enum class OperationKind
     Edit = 4,
     Artwork = 5,
     Lyrics = 6,
-    Undo = 7
+    Undo = 7,
+    Redo = 8
 };
 
 // One operation of the change history as it is listed.
@@ -26,7 +27,7 @@ struct HistoryOperation
     OperationKind kind = OperationKind::Set;
     QString source;      // what it ran on: a folder, the library, the files of a command
     qint64 files = 0;    // files changed
-    qint64 undoes = 0;   // for an undo: the operation it took back
+    qint64 undoes = 0;   // for an undo: the operation it took back; for a redo: the one it did again
     QString note;        // what could not be recorded, when anything
 
     static QString nameOf(OperationKind kind);

@@ -18,7 +18,28 @@ bool HistoryUndo::Result::complete() const
            });
 }
 
+QStringList HistoryUndo::Result::writtenPaths() const
+{
+    QStringList paths;
+    for (const FileResult& file : files) {
+        if (file.outcome == Outcome::Restored)
+            paths.append(file.path);
+    }
+    return paths;
+}
+
 HistoryUndo::Result HistoryUndo::undo(ChangeHistory& history, qint64 operation, bool dryRun, bool force)
+{
+    return apply(history, operation, false, dryRun, force);
+}
+
+HistoryUndo::Result HistoryUndo::redo(ChangeHistory& history, qint64 operation, bool dryRun, bool force)
+{
+    return apply(history, operation, true, dryRun, force);
+}
+
+HistoryUndo::Result HistoryUndo::apply(ChangeHistory& history, qint64 operation, bool again, bool dryRun,
+                                       bool force)
 {
     Result result;
     const std::optional<HistoryOperation> entry = history.operation(operation, &result.historyProblem);
@@ -28,10 +49,15 @@ HistoryUndo::Result HistoryUndo::undo(ChangeHistory& history, qint64 operation, 
     const QList<FileChangeRecord> records = history.filesOf(operation, &result.historyProblem);
     std::optional<HistoryRecorder> recorder;
     if (!dryRun)
-        recorder.emplace(OperationKind::Undo, entry->source, operation, history);
-    const ChangeOrigin origin{ChangeOrigin::Kind::Undo, QString::number(operation)};
+        recorder.emplace(again ? OperationKind::Redo : OperationKind::Undo, entry->source, operation,
+                         history);
+    // An undo's values come from the undo; a redo's from where they first came.
+    const ChangeOrigin undoOrigin{ChangeOrigin::Kind::Undo, QString::number(operation)};
 
     for (const FileChangeRecord& record : records) {
+        // What the operation left the file with, and what it is to hold now.
+        const TagSnapshot& expected = again ? record.before : record.after;
+        const TagSnapshot& wanted = again ? record.after : record.before;
         FileResult file{record.path, Outcome::Failed, {}, {}};
         if (!QFileInfo(record.path).isFile()) {
             file.outcome = Outcome::Vanished;
@@ -51,12 +77,12 @@ HistoryUndo::Result HistoryUndo::undo(ChangeHistory& history, qint64 operation, 
             continue;
         }
         const TagSnapshot current = TagSnapshot::of(*tag);
-        QList<TagAttribute> changedSince, toRestore;
+        QList<TagAttribute> changedSince, toWrite;
         for (TagAttribute attribute : record.attributes) {
-            if (current.sameValue(record.before, attribute))
+            if (current.sameValue(wanted, attribute))
                 continue;
-            toRestore.append(attribute);
-            if (!current.sameValue(record.after, attribute))
+            toWrite.append(attribute);
+            if (!current.sameValue(expected, attribute))
                 changedSince.append(attribute);
         }
         if (!changedSince.isEmpty() && !force) {
@@ -65,17 +91,21 @@ HistoryUndo::Result HistoryUndo::undo(ChangeHistory& history, qint64 operation, 
             result.files.append(file);
             continue;
         }
-        file.attributes = toRestore;
-        if (toRestore.isEmpty()) {
+        file.attributes = toWrite;
+        if (toWrite.isEmpty()) {
             file.outcome = Outcome::AlreadyRestored;
         } else if (dryRun) {
             file.outcome = Outcome::WouldRestore;
         } else {
-            for (TagAttribute attribute : std::as_const(toRestore))
-                record.before.applyTo(*tag, attribute);
+            for (TagAttribute attribute : std::as_const(toWrite))
+                wanted.applyTo(*tag, attribute);
             if (tag->modifySongFileAtPath(record.path, &file.reason)) {
                 file.outcome = Outcome::Restored;
-                recorder->record(FileChangeRecord::between(record.path, current, TagSnapshot::of(*tag), origin));
+                recorder->record(
+                    again
+                        ? FileChangeRecord::between(record.path, current, TagSnapshot::of(*tag), undoOrigin,
+                                                    record.origins)
+                        : FileChangeRecord::between(record.path, current, TagSnapshot::of(*tag), undoOrigin));
             }
         }
         result.files.append(file);

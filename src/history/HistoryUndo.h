@@ -4,22 +4,25 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 class ChangeHistory;
 
-// Takes an operation of the history back: each file gets its old values
-// again through the crash-safe write, and the undo is itself recorded as an
-// operation (so it can be undone too). A file whose values are no longer
-// those the operation wrote (changed since by the user or another program)
-// is left alone and named, unless forced.
+// Takes an operation of the history back, or does it again: each file gets
+// the operation's old values (undo) or its new values (redo) through the
+// crash-safe write, and that is itself recorded as an operation (kind "undo"
+// or "redo"), so it can be taken back too. A file whose values are no longer
+// those the operation left it with (for a redo: those it found), changed
+// since by the user or another program, is left alone and named, unless
+// forced.
 class HistoryUndo
 {
 public:
     enum class Outcome
     {
-        Restored = 0,
-        WouldRestore = 1, // a dry run
-        AlreadyRestored = 2,
+        Restored = 0,        // written
+        WouldRestore = 1,    // a dry run
+        AlreadyRestored = 2, // the file holds those values already
         ChangedSince = 3,
         Vanished = 4,
         Failed = 5
@@ -29,18 +32,25 @@ public:
     {
         QString path;
         Outcome outcome = Outcome::Failed;
-        QList<TagAttribute> attributes; // restored, or (changed since) the ones that differ
+        QList<TagAttribute> attributes; // written, or (changed since) the ones that differ
         QString reason;                 // for a failure
     };
 
     struct Result
     {
         bool found = false;       // the operation exists
-        qint64 undoOperation = 0; // the undo's own operation in the history
+        qint64 undoOperation = 0; // the undo's (or redo's) own operation in the history
         QList<FileResult> files;
         QString historyProblem; // what the history could not record or read
-        bool complete() const;  // every file restored (or already so)
+        bool complete() const;  // every file written (or holding the values already)
+        // The paths of the files written.
+        QStringList writtenPaths() const;
     };
 
     static Result undo(ChangeHistory& history, qint64 operation, bool dryRun, bool force);
+    // Writes the operation's new values again, with the same care.
+    static Result redo(ChangeHistory& history, qint64 operation, bool dryRun, bool force);
+
+private:
+    static Result apply(ChangeHistory& history, qint64 operation, bool again, bool dryRun, bool force);
 };

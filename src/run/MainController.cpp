@@ -602,7 +602,10 @@ void MainController::endRun()
             addLog(mHistory->problem(), kRed);
             emit historyProblem(mHistory->problem());
         }
+        const qint64 operation = mHistory->recordedFiles() > 0 ? mHistory->operationID() : 0;
         mHistory.reset();
+        if (operation > 0)
+            emit historyRecorded(operation);
     }
     mOverallProgress.setDoubleValue(0.0);
     emit controlsEnabledChanged(true);

@@ -130,6 +130,15 @@ public:
     // and the song's status becomes 4. Answers whether it was written; the
     // write is durable when it answers.
     bool writeSong(const std::shared_ptr<SongFile>& song);
+    // Writes a song whose tag was changed outside a run (an edit, a command
+    // of the window) as above, and records in `history` what changed since
+    // `before`, every new value coming from `origin`.
+    bool writeSong(const std::shared_ptr<SongFile>& song, const TagSnapshot& before, HistoryRecorder& history,
+                   const ChangeOrigin& origin = {});
+    // A song whose file another write of ours changed (an undo, a redo):
+    // its tag is read from the file again, the cache learns the values and
+    // the song keeps their summary.
+    static void takeValuesFromFile(SongFile& song);
 
     // Works out whether iTunes keeps artwork for the song outside its file:
     // a song iTunes doesn't know, or no iTunes at all, means none.
@@ -148,6 +157,9 @@ signals:
     void songDone(const std::shared_ptr<SongFile>& song, const SongOutcome& outcome);
     // The change history could not record the run (also in a log line).
     void historyProblem(const QString& text);
+    // The run's operation in the change history, once the run ended (not
+    // for a run that changed no file, nor for a dry run).
+    void historyRecorded(qint64 operation);
     void statusTextChanged(const QString& text);
     // "Begin" or "Add": the Begin command's texts are the localised ones
     // under that word followed by "Label", "PaletteLabel" and "ToolTip".
@@ -202,7 +214,7 @@ private:
     // In a dry run: whether the song's changed tag could be written, with
     // every check of a real write made and nothing written.
     static bool rehearseWrite(const SongFile& song, AudioInfoTag& tag, QString* error);
-    void keepCachedSummary(SongFile& song);
+    static void keepCachedSummary(SongFile& song);
     std::shared_ptr<SongFile> nextSong();
     void startTask(const std::shared_ptr<SongFile>& song);
     void scheduleNextSong();

@@ -11,9 +11,13 @@
 
 #include "cli/SongSourceOptions.h"
 
+#include <QAbstractButton>
 #include <QAccessible>
+#include <QApplication>
 #include <QDir>
 #include <QHeaderView>
+#include <QLineEdit>
+#include <QMessageBox>
 #include <QSettings>
 #include <QTest>
 
@@ -97,6 +101,50 @@ void AppTestWindow::clickHeader(SongColumn column)
     const QPoint point(header->sectionViewportPosition(int(column)) + header->sectionSize(int(column)) / 2,
                        header->height() / 2);
     QTest::mouseClick(header->viewport(), Qt::LeftButton, Qt::NoModifier, point);
+}
+
+void AppTestWindow::editCell(const QString& title, SongColumn column, const QString& text, Qt::Key finish)
+{
+    SongTableView* table = mWindow->table();
+    const int row = rowOfTitle(title);
+    if (row < 0) {
+        qWarning("no row titled %s", qPrintable(title));
+        return;
+    }
+    table->setCurrentIndex(table->model()->index(row, int(column)));
+    QTest::keyClick(table, Qt::Key_F2);
+    auto* editor = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+    if (!editor)
+        editor = table->viewport()->findChild<QLineEdit*>();
+    if (!editor) {
+        qWarning("no editor opened on %s", qPrintable(title));
+        return;
+    }
+    editor->selectAll();
+    QTest::keyClick(editor, Qt::Key_Delete);
+    QTest::keyClicks(editor, text);
+    QTest::keyClick(editor, finish);
+    QCoreApplication::processEvents();
+}
+
+QMessageBox* AppTestWindow::openQuestion() const
+{
+    for (QMessageBox* box : mWindow->findChildren<QMessageBox*>()) {
+        if (box->isVisible())
+            return box;
+    }
+    return nullptr;
+}
+
+bool AppTestWindow::answerQuestion(QMessageBox* box, const QString& button)
+{
+    for (QAbstractButton* candidate : box ? box->buttons() : QList<QAbstractButton*>()) {
+        if (candidate->text() == button) {
+            QTest::mouseClick(candidate, Qt::LeftButton);
+            return true;
+        }
+    }
+    return false;
 }
 
 QString AppTestWindow::logText() const

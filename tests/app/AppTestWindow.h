@@ -10,6 +10,8 @@
 #include <memory>
 #include <ostream>
 
+class QMessageBox;
+
 inline void PrintTo(const QString& text, std::ostream* os)
 {
     *os << '"' << text.toStdString() << '"';
@@ -42,6 +44,15 @@ public:
     int rowOfTitle(const QString& title) const;
     // Clicks the header of a column.
     void clickHeader(SongColumn column);
+    // Types `text` into the cell of the song's row, as a user does: F2, the
+    // text over what is there, then `finish` (Enter or Escape).
+    void editCell(const QString& title, SongColumn column, const QString& text,
+                  Qt::Key finish = Qt::Key_Return);
+
+    // The question the window shows now (a window-modal message box), or null.
+    QMessageBox* openQuestion() const;
+    // Clicks the button of that text; false when there is none.
+    static bool answerQuestion(QMessageBox* box, const QString& button);
 
     QString logText() const;
     QString noticeText() const;

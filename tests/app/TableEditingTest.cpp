@@ -16,7 +16,6 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
-#include <QLineEdit>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -44,24 +43,9 @@ protected:
 
     bool load() { return mApp.load(mFolder); }
 
-    // Types `text` into the cell of the song's row, as a user does: F2, the
-    // text over what is there, then `finish` (Enter or Escape).
     void edit(const QString& title, SongColumn column, const QString& text, Qt::Key finish = Qt::Key_Return)
     {
-        SongTableView* table = mApp.window().table();
-        const int row = mApp.rowOfTitle(title);
-        ASSERT_GE(row, 0) << title.toStdString();
-        table->setCurrentIndex(table->model()->index(row, int(column)));
-        QTest::keyClick(table, Qt::Key_F2);
-        auto* editor = qobject_cast<QLineEdit*>(QApplication::focusWidget());
-        if (!editor)
-            editor = table->viewport()->findChild<QLineEdit*>();
-        ASSERT_NE(editor, nullptr) << "no editor opened on " << title.toStdString();
-        editor->selectAll();
-        QTest::keyClick(editor, Qt::Key_Delete);
-        QTest::keyClicks(editor, text);
-        QTest::keyClick(editor, finish);
-        QCoreApplication::processEvents();
+        mApp.editCell(title, column, text, finish);
     }
 
     static QString artistInFile(const QString& path)

@@ -1,7 +1,7 @@
 // The window's run, driven from its toolbar against a source on the local
 // test server: every song goes through waiting, being looked up and ready,
-// the log tells what was set, Stop ends the run, closing during a run asks
-// first. Also a folder dropped on the table, and the welcome sheet of the
+// the log tells what was set, Edit > Undo takes the run back, Stop ends the
+// run, closing during a run asks first. Also a folder dropped on the table, and the welcome sheet of the
 // first start.
 #include "AppTestWindow.h"
 
@@ -23,6 +23,7 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QDir>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
@@ -187,6 +188,25 @@ TEST_F(WindowRunTest, StopEndsTheRunAndLeavesTheSongsReady)
     EXPECT_FALSE(mApp.window().actions()->action(QStringLiteral("Stop"))->isEnabled());
     for (const QString& path : std::as_const(mPaths))
         EXPECT_TRUE(AudioInfoTag::tagWithPath(path)->year().isEmpty());
+}
+
+TEST_F(WindowRunTest, EditUndoTakesTheRunBack)
+{
+    ASSERT_TRUE(mApp.load(mFolder));
+    const QStringList yearsBefore = mApp.column(SongColumn::Year);
+    QSignalSpy ended(&mApp.window().controller(), &MainController::runEnded);
+    press("BeginAdd");
+    ASSERT_TRUE(AppTestWindow::waitFor([&] { return ended.count() == 1; }));
+    ASSERT_EQ(AudioInfoTag::tagWithPath(mPaths.first())->year(), QStringLiteral("1987"));
+
+    const QString run = LocalizedStrings::format(QStringLiteral("HistoryNameOn"), text("HistoryKindRun"),
+                                                 QFileInfo(mFolder).fileName());
+    EXPECT_EQ(mApp.window().actions()->action(QStringLiteral("Undo"))->text(),
+              LocalizedStrings::format(QStringLiteral("MenuUndoNamed"), run));
+    press("Undo");
+    for (const QString& path : std::as_const(mPaths))
+        EXPECT_TRUE(AudioInfoTag::tagWithPath(path)->year().isEmpty()) << path.toStdString();
+    EXPECT_EQ(mApp.column(SongColumn::Year), yearsBefore);
 }
 
 TEST_F(WindowRunTest, ClosingDuringARunAsksFirst)

@@ -1,6 +1,6 @@
 // The change history: what set and regenerate record, undo (and undo of an
-// undo) read back from disk, files changed since, the size limit, damaged and
-// locked databases, and two processes recording at once.
+// undo) and redo read back from disk, files changed since, the size limit,
+// damaged and locked databases, and two processes recording at once.
 #include "CommandCapture.h"
 #include "ID3TestData.h"
 #include "Mp4TestFiles.h"
@@ -12,6 +12,7 @@
 #include "cli/UndoCommand.h"
 #include "history/ChangeHistory.h"
 #include "history/HistoryRecorder.h"
+#include "history/HistoryUndo.h"
 #include "history/UnrecordedChanges.h"
 #include "tags/AudioInfoTag.h"
 
@@ -143,6 +144,40 @@ TEST(ChangeHistory, FileChangedSinceIsLeftAloneUnlessForced)
     const CommandCapture forced = CommandCapture::run<UndoCommand>({QString::number(id), QStringLiteral("--force")});
     EXPECT_EQ(forced.status, 0) << forced.err.toStdString();
     EXPECT_EQ(snapshotOf(path).text(TagAttribute::Year), QStringLiteral("1971"));
+}
+
+TEST(ChangeHistory, RedoWritesTheNewValuesAgainUnlessChangedSince)
+{
+    const QString path = songWithPicture(QStringLiteral("redo.mp3"), T::png(8, 8));
+    ASSERT_EQ(
+        CommandCapture::run<SetCommand>({path, QStringLiteral("--year"), QStringLiteral("1999")}).status, 0);
+    const qint64 id = lastOperation();
+    ChangeHistory& history = ChangeHistory::shared();
+    ASSERT_TRUE(HistoryUndo::undo(history, id, false, false).complete());
+    ASSERT_EQ(snapshotOf(path).text(TagAttribute::Year), QStringLiteral("1971"));
+    // Another program changes the year after the undo.
+    auto tag = AudioInfoTag::tagFromFileAtPath(path, false);
+    tag->setYear(QStringLiteral("2020"));
+    QString error;
+    ASSERT_TRUE(tag->modifySongFileAtPath(path, &error));
+
+    const HistoryUndo::Result refused = HistoryUndo::redo(history, id, false, false);
+    ASSERT_EQ(refused.files.size(), 1);
+    EXPECT_EQ(refused.files.first().outcome, HistoryUndo::Outcome::ChangedSince);
+    EXPECT_EQ(snapshotOf(path).text(TagAttribute::Year), QStringLiteral("2020"));
+
+    const HistoryUndo::Result forced = HistoryUndo::redo(history, id, false, true);
+    EXPECT_TRUE(forced.complete());
+    EXPECT_EQ(snapshotOf(path).text(TagAttribute::Year), QStringLiteral("1999"));
+    // Listed as a redo of the operation, its change from where it first came.
+    const CommandCapture listed = CommandCapture::run<HistoryCommand>({QStringLiteral("--json")});
+    const QJsonObject newest =
+        QJsonDocument::fromJson(listed.out.section(QLatin1Char('\n'), 0, 0).toUtf8()).object();
+    EXPECT_EQ(newest.value(QStringLiteral("kind")).toString(), QStringLiteral("redo"));
+    EXPECT_EQ(newest.value(QStringLiteral("redoes")).toInteger(), id);
+    const QList<FileChangeRecord> redone = history.filesOf(forced.undoOperation);
+    ASSERT_EQ(redone.size(), 1);
+    EXPECT_EQ(redone.first().originOf(TagAttribute::Year).kind, ChangeOrigin::Kind::User);
 }
 
 TEST(ChangeHistory, RegenerateRecordedAsARebuiltTag)
