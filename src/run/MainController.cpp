@@ -12,7 +12,9 @@
 #include "tags/AudioInfoTag.h"
 #include "web/AlbumChooser.h"
 #include "web/AlbumInfo.h"
+#include "web/HTTPAnswerStore.h"
 #include "web/SongInfoTask.h"
+#include "web/WMHTTPQueue.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -44,6 +46,8 @@ MainController::~MainController()
         mCurrentInfoTask->cancel();
         delete mCurrentInfoTask.data();
     }
+    if (mAnswerStore && WMHTTPQueue::queue()->answerStore() == mAnswerStore)
+        WMHTTPQueue::queue()->setAnswerStore(nullptr);
 }
 
 void MainController::setAllSongs(const SongList& songs)
@@ -155,6 +159,10 @@ bool MainController::beginGathering(const SongList& selection)
             endRun();
         }
         return false;
+    }
+    if (newRun) {
+        mAnswerStore = std::make_shared<HTTPAnswerStore>();
+        WMHTTPQueue::queue()->setAnswerStore(mAnswerStore);
     }
     for (const std::shared_ptr<SongFile>& song : added) {
         song->setActivityStatus(SongActivityStatus::Queued);
@@ -479,6 +487,9 @@ void MainController::releaseTask()
 
 void MainController::endRun()
 {
+    if (mAnswerStore && WMHTTPQueue::queue()->answerStore() == mAnswerStore)
+        WMHTTPQueue::queue()->setAnswerStore(nullptr);
+    mAnswerStore.reset();
     if (mHistory) {
         mHistory->finish();
         if (!mHistory->problem().isEmpty())

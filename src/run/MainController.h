@@ -22,6 +22,7 @@
 #include <optional>
 
 class AudioInfoTag;
+class HTTPAnswerStore;
 class SongFile;
 
 // The gathering run: the songs chosen are put on a work list and done one
@@ -31,6 +32,9 @@ class SongFile;
 // only reported), the song information cache is renewed, the outcome is
 // logged, and the next song is taken. Stop cancels the running task and
 // gives up waiting for it after four seconds.
+//
+// The tasks of one run share the answers of the web sources by URL, so that
+// the songs of an album ask each source once, whichever order they come in.
 //
 // Without a window: the front end (the window, the command line) gives the
 // songs, the choices and the selection, and shows what the signals report.
@@ -202,6 +206,9 @@ private:
     QHash<TagAttribute, ChangeOrigin> mCurrentOrigins;
     // The run's operation in the change history (none in a dry run).
     std::optional<HistoryRecorder> mHistory;
+    // The web sources' answers, shared by the tasks of the run (none
+    // between runs).
+    std::shared_ptr<HTTPAnswerStore> mAnswerStore;
     QString mSourceDescription;
     bool mCurrentSongUnreadable = false;
 };
