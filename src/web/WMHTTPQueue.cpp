@@ -504,7 +504,8 @@ void WMHTTPQueue::invokeOwner(QObject* owner, const QByteArray& method, const QV
         return;
     }
     try {
-        QMetaObject::invokeMethod(owner, method.constData(), Qt::DirectConnection, Q_ARG(QVariantMap, answer));
+        QMetaObject::invokeMethod(owner, method.constData(), Qt::DirectConnection,
+                                  Q_ARG(QVariantMap, answer));
     } catch (const std::exception& e) {
         WMLog("!!! notifyOwnerOfURL: %@ raised %@ for URL %@", method, e.what(), url.toString());
     } catch (...) {

@@ -41,7 +41,8 @@ void WMHTTPQueue::deliverStoredAnswer(quint64 id)
         return;
     const QUrl answeredFrom = delivery.answer.value(kURLKey).toUrl();
     if (keyFor(answeredFrom) != keyFor(delivery.url))
-        emit redirectNotification({{QStringLiteral("old"), delivery.url}, {QStringLiteral("new"), answeredFrom}});
+        emit redirectNotification(
+            {{QStringLiteral("old"), delivery.url}, {QStringLiteral("new"), answeredFrom}});
     invokeOwner(delivery.owner.data(), delivery.method, delivery.answer, delivery.url);
 }
 
