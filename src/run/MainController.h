@@ -23,6 +23,7 @@
 
 class AudioInfoTag;
 class HTTPAnswerStore;
+class SiblingIndex;
 class SongFile;
 
 // The gathering run: the songs chosen are put on a work list and done one
@@ -33,8 +34,10 @@ class SongFile;
 // logged, and the next song is taken. Stop cancels the running task and
 // gives up waiting for it after four seconds.
 //
-// The tasks of one run share the answers of the web sources by URL, so that
-// the songs of an album ask each source once, whichever order they come in.
+// What the tasks of one run share: the songs filed by album and artist (the
+// siblings a song borrows from, filed again as each song ends), and the
+// answers of the web sources by URL, so that the songs of an album ask each
+// source once, whichever order they come in.
 //
 // Without a window: the front end (the window, the command line) gives the
 // songs, the choices and the selection, and shows what the signals report.
@@ -172,6 +175,9 @@ private:
     void scheduleNextSong();
     void endRun();
     void releaseTask();
+    // The songs by album for the tasks, with those still queued (and the
+    // current one) waiting.
+    void fileSiblings();
 
     SongList mAllSongs;
     SongList mVisibleSongs;
@@ -206,8 +212,8 @@ private:
     QHash<TagAttribute, ChangeOrigin> mCurrentOrigins;
     // The run's operation in the change history (none in a dry run).
     std::optional<HistoryRecorder> mHistory;
-    // The web sources' answers, shared by the tasks of the run (none
-    // between runs).
+    // Shared by the tasks of the run (none between runs).
+    std::shared_ptr<SiblingIndex> mSiblings;
     std::shared_ptr<HTTPAnswerStore> mAnswerStore;
     QString mSourceDescription;
     bool mCurrentSongUnreadable = false;
