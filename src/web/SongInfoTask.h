@@ -28,9 +28,10 @@ class WebDBInterface;
 // Fills in what one song lacks. The run makes one task per song, says which
 // assets to gather and which existing values may be replaced, and starts it.
 // The task first borrows from sibling songs of the same album in the current
-// song list (found through a SiblingIndex), then asks every configured web source (all at once, or one
-// after another in serial mode), pools and prunes the albums they return,
-// chooses one, sets its values in the song's tag and downloads artwork. It
+// song list (found through a SiblingIndex), then asks every configured web
+// source (all at once, or one after another in serial mode), pools and
+// prunes the albums they return, chooses one, sets its values in the song's
+// tag and downloads artwork. It
 // ends by calling the owner once, with itself as the argument. The tag is
 // changed in memory only; writing the file is the run's business.
 //
