@@ -7,6 +7,10 @@ that MusicBrainzInterface reads, from the manifest that quillbeat-demo wrote
 lack). Listens on 127.0.0.1; the port (0: any free one) is printed as the
 first line on stdout once the server is ready.
 
+At the end (SIGTERM) it prints on stderr the requests it answered by kind,
+and per album asked: how many of each kind the busiest album and the
+albums on average needed.
+
 Usage: fix_bench_server.py MANIFEST COVER_JPEG [PORT]
 """
 import json
@@ -14,6 +18,7 @@ import re
 import signal
 import sys
 import threading
+from collections import Counter
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from urllib.parse import parse_qs, unquote, urlsplit
 
@@ -40,10 +45,31 @@ class Catalogue:
         self.by_name = {(key(a["album"]), key(a["artist"])): i for i, a in enumerate(self.albums)}
         self.lock = threading.Lock()
         self.counts = {"search": 0, "lookup": 0, "cover": 0, "other": 0}
+        # kind -> Counter of album index (None: no album of the catalogue)
+        self.per_album = {kind: Counter() for kind in ("search", "lookup", "cover")}
 
-    def count(self, what):
+    def count(self, what, album=None):
         with self.lock:
             self.counts[what] += 1
+            if what in self.per_album:
+                self.per_album[what][album] += 1
+
+    def album_of_query(self, query):
+        match = QUERY.search(query)
+        if not match:
+            return None
+        return self.by_name.get((key(unescape(match.group(1))), key(unescape(match.group(2)))))
+
+    def per_album_summary(self):
+        parts = []
+        for kind, counter in self.per_album.items():
+            known = [n for album, n in counter.items() if album is not None]
+            if known:
+                parts.append("%s %.2f (max %d) over %d albums"
+                             % (kind, sum(known) / len(known), max(known), len(known)))
+            else:
+                parts.append("%s none" % kind)
+        return "per album asked: " + ", ".join(parts)
 
     def summary(self, index, album):
         return {
@@ -71,9 +97,13 @@ class Catalogue:
                 releases.append(self.summary(index, self.albums[index]))
         return {"releases": releases, "count": len(releases), "offset": 0}
 
-    def release(self, identifier):
+    def index_of(self, identifier):
         index = int(identifier.rsplit("-", 1)[1])
-        if index >= len(self.albums):
+        return index if index < len(self.albums) else None
+
+    def release(self, identifier):
+        index = self.index_of(identifier)
+        if index is None:
             return None
         album = self.albums[index]
         answer = self.summary(index, album)
@@ -114,18 +144,19 @@ def handler(catalogue, cover):
             parts = urlsplit(self.path)
             path = unquote(parts.path)
             if path == "/ws/2/release":
-                catalogue.count("search")
                 query = parse_qs(parts.query).get("query", [""])[0]
+                catalogue.count("search", catalogue.album_of_query(query))
                 return self.json(catalogue.search(query))
             match = LOOKUP.match(path)
             if match:
-                catalogue.count("lookup")
+                catalogue.count("lookup", catalogue.index_of(match.group(1)))
                 release = catalogue.release(match.group(1))
                 if release is None:
                     return self.answer(404, b'{"error": "Not Found"}', "application/json")
                 return self.json(release)
-            if COVER.match(path):
-                catalogue.count("cover")
+            match = COVER.match(path)
+            if match:
+                catalogue.count("cover", catalogue.index_of(match.group(1)))
                 return self.answer(200, cover, "image/jpeg")
             catalogue.count("other")
             self.answer(404, b"not here", "text/plain")
@@ -156,6 +187,7 @@ def main():
     finally:
         print("requests: " + ", ".join("%s %d" % kv for kv in catalogue.counts.items()),
               file=sys.stderr, flush=True)
+        print(catalogue.per_album_summary(), file=sys.stderr, flush=True)
 
 
 if __name__ == "__main__":

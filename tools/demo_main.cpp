@@ -59,11 +59,11 @@ int main(int argc, char** argv)
         };
         bool ok = true;
         if (arg == QLatin1String("--albums") && hasValue)
-            ok = number(1, 1000, &options.albums);
+            ok = number(1, 10000, &options.albums);
         else if (arg == QLatin1String("--songs-per-album") && hasValue)
             ok = number(1, 99, &options.songsPerAlbum);
         else if (arg == QLatin1String("--bare-albums") && hasValue)
-            ok = number(0, 1000, &options.bareAlbums);
+            ok = number(0, 10000, &options.bareAlbums);
         else if (arg == QLatin1String("--seconds") && hasValue)
             ok = number(1, 3600, &options.seconds);
         else if (arg == QLatin1String("--no-damaged"))

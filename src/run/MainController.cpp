@@ -13,7 +13,10 @@
 #include "tags/WriteBatch.h"
 #include "web/AlbumChooser.h"
 #include "web/AlbumInfo.h"
+#include "web/HTTPAnswerStore.h"
+#include "web/SiblingIndex.h"
 #include "web/SongInfoTask.h"
+#include "web/WMHTTPQueue.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -46,6 +49,8 @@ MainController::~MainController()
         mCurrentInfoTask->cancel();
         delete mCurrentInfoTask.data();
     }
+    if (mAnswerStore && WMHTTPQueue::queue()->answerStore() == mAnswerStore)
+        WMHTTPQueue::queue()->setAnswerStore(nullptr);
 }
 
 void MainController::setAllSongs(const SongList& songs)
@@ -55,6 +60,19 @@ void MainController::setAllSongs(const SongList& songs)
         mVisibleSongs = songs;
         mVisibleCursor = 0;
     }
+    if (mSiblings)
+        fileSiblings();
+}
+
+void MainController::fileSiblings()
+{
+    mSiblings = std::make_shared<SiblingIndex>(mAllSongs);
+    if (mSongWorkList) {
+        for (const std::shared_ptr<SongFile>& song : std::as_const(*mSongWorkList))
+            mSiblings->setWaiting(song->path(), true);
+    }
+    if (mCurrentInfoTask && mCurrentInfoTask->song())
+        mSiblings->setWaiting(mCurrentInfoTask->song()->path(), true);
 }
 
 void MainController::setVisibleSongs(const SongList& songs)
@@ -158,10 +176,16 @@ bool MainController::beginGathering(const SongList& selection)
         }
         return false;
     }
+    if (newRun) {
+        fileSiblings();
+        mAnswerStore = std::make_shared<HTTPAnswerStore>();
+        WMHTTPQueue::queue()->setAnswerStore(mAnswerStore);
+    }
     for (const std::shared_ptr<SongFile>& song : added) {
         song->setActivityStatus(SongActivityStatus::Queued);
         mSongWorkList->append(song);
         mQueued.insert(song.get());
+        mSiblings->setWaiting(song->path(), true);
     }
     mVisibleCursor = 0;
     updateInfoGatheringStatusField();
@@ -346,6 +370,11 @@ void MainController::finishCurrentTask(SongInfoTask* task)
     }
     if (!task->errorMessage().isEmpty())
         addLog(WMFormat::string("-- %@", task->errorMessage()), kRed);
+    // The songs after it see the song as its file now is.
+    if (mSiblings) {
+        mSiblings->refile(*song);
+        mSiblings->setWaiting(song->path(), false);
+    }
     if (writing)
         writeRunSong(std::move(result));
     else
@@ -500,7 +529,7 @@ std::shared_ptr<SongFile> MainController::nextSong()
 void MainController::startTask(const std::shared_ptr<SongFile>& song)
 {
     const QStringList sourcelist = mResources.value(QStringLiteral("sourcelist")).toStringList();
-    auto* task = new SongInfoTask(song, mAllSongs, *mSongWorkList, sourcelist, mResources, this);
+    auto* task = new SongInfoTask(song, mSiblings, sourcelist, mResources, this);
     mCurrentInfoTask = task;
 
     // A file changed since it was loaded is read again before anything is
@@ -537,7 +566,10 @@ void MainController::startTask(const std::shared_ptr<SongFile>& song)
     task->setMaximumImageSize(prefs.maximumImageSize());
     task->setIgnoreNonSquareArt(prefs.ignoreNonSquareArtwork());
     task->setNoiTunesArtwork(prefs.noiTunesArtwork());
-    mSongWorkList->removeOne(song);
+    // Taken in table order from a list filled from the table's end: it is
+    // usually the last one.
+    if (const qsizetype at = mSongWorkList->lastIndexOf(song); at >= 0)
+        mSongWorkList->removeAt(at);
     mQueued.remove(song.get());
 
     const GatherFlags flags =
@@ -596,6 +628,10 @@ void MainController::releaseTask()
 void MainController::endRun()
 {
     commitWrites();
+    mSiblings.reset();
+    if (mAnswerStore && WMHTTPQueue::queue()->answerStore() == mAnswerStore)
+        WMHTTPQueue::queue()->setAnswerStore(nullptr);
+    mAnswerStore.reset();
     if (mHistory) {
         mHistory->finish();
         if (!mHistory->problem().isEmpty()) {

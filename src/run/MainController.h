@@ -23,6 +23,8 @@
 #include <optional>
 
 class AudioInfoTag;
+class HTTPAnswerStore;
+class SiblingIndex;
 class SongFile;
 class WriteBatch;
 
@@ -33,6 +35,11 @@ class WriteBatch;
 // only reported), the song information cache is renewed, the outcome is
 // logged, and the next song is taken. Stop cancels the running task and
 // gives up waiting for it after four seconds.
+//
+// What the tasks of one run share: the songs filed by album and artist (the
+// siblings a song borrows from, filed again as each song ends), and the
+// answers of the web sources by URL, so that the songs of an album ask each
+// source once, whichever order they come in.
 //
 // Without a window: the front end (the window, the command line) gives the
 // songs, the choices and the selection, and shows what the signals report.
@@ -220,6 +227,9 @@ private:
     void scheduleNextSong();
     void endRun();
     void releaseTask();
+    // The songs by album for the tasks, with those still queued (and the
+    // current one) waiting.
+    void fileSiblings();
 
     SongList mAllSongs;
     SongList mVisibleSongs;
@@ -254,6 +264,9 @@ private:
     QHash<TagAttribute, ChangeOrigin> mCurrentOrigins;
     // The run's operation in the change history (none in a dry run).
     std::optional<HistoryRecorder> mHistory;
+    // Shared by the tasks of the run (none between runs).
+    std::shared_ptr<SiblingIndex> mSiblings;
+    std::shared_ptr<HTTPAnswerStore> mAnswerStore;
     QString mSourceDescription;
     bool mCurrentSongUnreadable = false;
     // How the current song ends, and what its path gave it.

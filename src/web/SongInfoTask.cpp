@@ -4,6 +4,7 @@
 #include "support/ProgressIndicator.h"
 #include "support/WMLog.h"
 #include "tags/AudioInfoTag.h"
+#include "web/SiblingIndex.h"
 #include "web/WMHTTPQueue.h"
 #include "web/WebDBInterface.h"
 
@@ -13,9 +14,19 @@
 SongInfoTask::SongInfoTask(std::shared_ptr<SongFile> song, SongList sourceLibrary,
                            SongList noOverwriteSourceLibrary, QStringList sourcelist, QVariantMap resources,
                            QObject* parent)
-    : QObject(parent), mSong(std::move(song)), mSongLibrary(std::move(sourceLibrary)),
-      mExcludeLibrary(std::move(noOverwriteSourceLibrary)), mSources(std::move(sourcelist)),
-      mAllResources(std::move(resources))
+    : SongInfoTask(std::move(song), std::make_shared<SiblingIndex>(std::move(sourceLibrary)),
+                   std::move(sourcelist), std::move(resources), parent)
+{
+    for (const std::shared_ptr<SongFile>& waiting : std::as_const(noOverwriteSourceLibrary)) {
+        if (waiting)
+            mSiblings->setWaiting(waiting->path(), true);
+    }
+}
+
+SongInfoTask::SongInfoTask(std::shared_ptr<SongFile> song, std::shared_ptr<SiblingIndex> siblings,
+                           QStringList sourcelist, QVariantMap resources, QObject* parent)
+    : QObject(parent), mSong(std::move(song)), mSiblings(std::move(siblings)),
+      mSources(std::move(sourcelist)), mAllResources(std::move(resources))
 {
     mNoiTunesArtwork = QSettings().value(QStringLiteral("noiTunesArtwork"), false).toBool();
 }

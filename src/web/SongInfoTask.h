@@ -22,15 +22,17 @@
 
 class AudioInfoTag;
 class ProgressIndicator;
+class SiblingIndex;
 class SongFile;
 class WebDBInterface;
 
 // Fills in what one song lacks. The run makes one task per song, says which
 // assets to gather and which existing values may be replaced, and starts it.
 // The task first borrows from sibling songs of the same album in the current
-// song list, then asks every configured web source (all at once, or one
-// after another in serial mode), pools and prunes the albums they return,
-// chooses one, sets its values in the song's tag and downloads artwork. It
+// song list (found through a SiblingIndex), then asks every configured web
+// source (all at once, or one after another in serial mode), pools and
+// prunes the albums they return, chooses one, sets its values in the song's
+// tag and downloads artwork. It
 // ends by calling the owner once, with itself as the argument. The tag is
 // changed in memory only; writing the file is the run's business.
 //
@@ -40,7 +42,13 @@ class SongInfoTask : public QObject
 public:
     using SongList = QList<std::shared_ptr<SongFile>>;
 
+    // `sourceLibrary`: the songs that may lend values; those of
+    // `noOverwriteSourceLibrary` still wait for their own lookup.
     SongInfoTask(std::shared_ptr<SongFile> song, SongList sourceLibrary, SongList noOverwriteSourceLibrary,
+                 QStringList sourcelist, QVariantMap resources, QObject* parent = nullptr);
+    // The same with the songs already filed (the run keeps one index for all
+    // its tasks).
+    SongInfoTask(std::shared_ptr<SongFile> song, std::shared_ptr<SiblingIndex> siblings,
                  QStringList sourcelist, QVariantMap resources, QObject* parent = nullptr);
     ~SongInfoTask() override;
 
@@ -124,8 +132,7 @@ private:
     void finishAndNotify();
 
     std::shared_ptr<SongFile> mSong;
-    SongList mSongLibrary;
-    SongList mExcludeLibrary;
+    std::shared_ptr<SiblingIndex> mSiblings;
     QStringList mSources;
     QVariantMap mAllResources;
     AlbumAssets mGatherFlags;

@@ -12,6 +12,7 @@
 #include "tags/ID3Image.h"
 #include "text/WendmarkTextExtensions.h"
 #include "web/ArtworkFitter.h"
+#include "web/SiblingIndex.h"
 
 using WendmarkTextExtensions::simplified;
 
@@ -24,14 +25,18 @@ const QString JPEGType = QStringLiteral("image/jpeg");
 void SongInfoTask::applyResourcesFromLibrary()
 {
     AudioInfoTag* t = tag();
-    if (!t || mSongLibrary.size() < 2 || t->artist().isEmpty() || t->album().isEmpty())
+    if (!t || !mSiblings || mSiblings->size() < 2 || t->artist().isEmpty() || t->album().isEmpty())
+        return;
+    const AlbumAssets borrowable = AlbumAssets(AlbumAsset::Artwork) | AlbumAsset::Year | AlbumAsset::Genre;
+    if (!(mDesiredAssetFlags & borrowable))
         return;
     const QString album = simplified(t->album());
     const QString artist = simplified(t->artist());
     const bool compilation = t->isPartOfCompilation();
-    const AlbumAssets borrowable = AlbumAssets(AlbumAsset::Artwork) | AlbumAsset::Year | AlbumAsset::Genre;
 
-    for (const std::shared_ptr<SongFile>& other : std::as_const(mSongLibrary)) {
+    // In the order of the song list, as a walk over all songs meets them.
+    const SiblingIndex::SongList candidates = mSiblings->candidates(album, artist, compilation);
+    for (const std::shared_ptr<SongFile>& other : candidates) {
         if (!(mDesiredAssetFlags & borrowable))
             break;
         if (!other || other == mSong)
@@ -48,9 +53,7 @@ void SongInfoTask::applyResourcesFromLibrary()
         // threshold, so that the first song of an album borrows as the
         // later ones do.
         const ChangeOrigin sibling{ChangeOrigin::Kind::Sibling, other->path()};
-        const bool untrusted =
-            std::any_of(mExcludeLibrary.cbegin(), mExcludeLibrary.cend(),
-                        [&](const std::shared_ptr<SongFile>& s) { return s && s->path() == other->path(); });
+        const bool untrusted = mSiblings->isWaiting(other->path());
         bool takeYear = true;
         bool takeGenre = true;
         bool takeArtwork = true;

@@ -4,6 +4,7 @@
 #include "support/LocalizedStrings.h"
 #include "support/ProgressIndicator.h"
 #include "support/WMLog.h"
+#include "web/HTTPAnswerStore.h"
 #include "web/HTTPQueueModel.h"
 #include "web/HTTPReplyReader.h"
 
@@ -164,17 +165,24 @@ void WMHTTPQueue::addURL(const QUrl& url, QObject* owner, const QByteArray& retu
     if (!acceptsRequest(url, owner, returnMethod))
         return;
     int policy = 1;
+    RequestInfo info;
     if (usingCache) {
         // The bypass holds for one request only.
         policy = mNoCacheURLs.remove(keyFor(url)) ? 1 : 2;
+        if (policy == 2 && answerFromStore(url, owner, returnMethod))
+            return;
+        info.mayBeStored = true;
     }
-    enqueue(url, owner, returnMethod, atBeginning, policy, RequestInfo{});
+    enqueue(url, owner, returnMethod, atBeginning, policy, info);
 }
 
 void WMHTTPQueue::addURL(const QUrl& url, QObject* owner, const QByteArray& returnMethod,
                          ProgressIndicator* indicator)
 {
     if (!acceptsRequest(url, owner, returnMethod))
+        return;
+    // An answer from the run's store is no download to show.
+    if (!mNoCacheURLs.contains(keyFor(url)) && answerFromStore(url, owner, returnMethod))
         return;
     if (indicator) {
         mIndicator = indicator;
@@ -219,6 +227,8 @@ void WMHTTPQueue::enqueue(const QUrl& url, QObject* owner, const QByteArray& ret
         mURLs.append(url);
     RequestInfo stored = info;
     stored.url = url;
+    if (stored.askedURL.isEmpty())
+        stored.askedURL = url;
     mRequests.insert(key, stored);
     mOwners.insert(key, owner);
     mCachePolicies.insert(key, policy);
@@ -229,6 +239,7 @@ void WMHTTPQueue::enqueue(const QUrl& url, QObject* owner, const QByteArray& ret
 void WMHTTPQueue::cancelURL(const QUrl& url)
 {
     const QString key = keyFor(url);
+    dropStoredDeliveries(key);
     if (!mRequests.contains(key))
         return;
     releaseIndicator(key);
@@ -250,6 +261,7 @@ void WMHTTPQueue::cancelAll()
     mMIMETypes.clear();
     mHeaderDicts.clear();
     mRequests.clear();
+    mStoredDeliveries.clear();
     mIndicator = nullptr;
     mIndicatorURL = QUrl();
     mWakeTimer.stop();
@@ -258,6 +270,8 @@ void WMHTTPQueue::cancelAll()
 
 void WMHTTPQueue::removeURLFromCache(const QUrl& url)
 {
+    if (mAnswerStore)
+        mAnswerStore->forget(url);
     if (url.toString().startsWith(QStringLiteral("http")))
         mNoCacheURLs.insert(keyFor(url));
 }
@@ -465,32 +479,40 @@ void WMHTTPQueue::notifyOwnerOfURL(const QUrl& url, const QByteArray& data, cons
     const QPointer<QObject> owner = mOwners.take(key);
     const QByteArray method = mMethodNames.take(key);
     dropConnection(key);
-    mRequests.remove(key);
+    // Kept before the owner sees it, so that an owner finding it unusable
+    // can take it out again.
+    storeAnswer(mRequests.take(key), answer);
 
     if (method.isEmpty()) {
         WMLog("!!! notifyOwnerOfURL: null methodName for URL %@", url.toString());
     } else if (owner) {
-        const QByteArray signature =
-            QMetaObject::normalizedSignature(QByteArray(method + "(QVariantMap)").constData());
-        if (owner->metaObject()->indexOfMethod(signature.constData()) < 0) {
-            WMLog("!!! notifyOwnerOfURL: Invalid methodName <%@ %p> '%@' for URL %@",
-                  QLatin1String(owner->metaObject()->className()), static_cast<const void*>(owner.data()),
-                  method, url.toString());
-        } else {
-            try {
-                QMetaObject::invokeMethod(owner.data(), method.constData(), Qt::DirectConnection,
-                                          Q_ARG(QVariantMap, answer));
-            } catch (const std::exception& e) {
-                WMLog("!!! notifyOwnerOfURL: %@ raised %@ for URL %@", method, e.what(), url.toString());
-            } catch (...) {
-                WMLog("!!! notifyOwnerOfURL: %@ raised for URL %@", method, url.toString());
-            }
-        }
+        invokeOwner(owner.data(), method, answer, url);
     } else if (!hadOwner) {
         logOwnerProblem();
     }
     // A destroyed owner's answer is dropped silently.
     loadWaitingURLs();
+}
+
+void WMHTTPQueue::invokeOwner(QObject* owner, const QByteArray& method, const QVariantMap& answer,
+                              const QUrl& url)
+{
+    const QByteArray signature =
+        QMetaObject::normalizedSignature(QByteArray(method + "(QVariantMap)").constData());
+    if (owner->metaObject()->indexOfMethod(signature.constData()) < 0) {
+        WMLog("!!! notifyOwnerOfURL: Invalid methodName <%@ %p> '%@' for URL %@",
+              QLatin1String(owner->metaObject()->className()), static_cast<const void*>(owner), method,
+              url.toString());
+        return;
+    }
+    try {
+        QMetaObject::invokeMethod(owner, method.constData(), Qt::DirectConnection,
+                                  Q_ARG(QVariantMap, answer));
+    } catch (const std::exception& e) {
+        WMLog("!!! notifyOwnerOfURL: %@ raised %@ for URL %@", method, e.what(), url.toString());
+    } catch (...) {
+        WMLog("!!! notifyOwnerOfURL: %@ raised for URL %@", method, url.toString());
+    }
 }
 
 void WMHTTPQueue::dropConnection(const QString& key)

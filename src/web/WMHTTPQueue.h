@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <memory>
 
+class HTTPAnswerStore;
 class HTTPQueueModel;
 class ProgressIndicator;
 class QAbstractItemModel;
@@ -57,6 +58,12 @@ class QNetworkReply;
 // after a time-out, a host given up on and a host whose answer was too
 // large are told to the user with importantLogNotification(), once each.
 //
+// During a gathering run the run installs an HTTPAnswerStore: a GET that
+// may come from the cache and was answered before in the run is answered
+// from the store on the next turn of the event loop (with the redirect
+// notification first when the answer came from elsewhere), and every answer
+// without an error to such a GET is kept there.
+//
 // The queue can be shown in a table: tableModel() answers a model with the
 // columns "url" and "status". Attaching it to a view (attachToTableView) is
 // left to the window code, which the core does not link.
@@ -93,6 +100,11 @@ public:
     void removeURLFromCache(const QUrl& url);
     // Forgets the failure time of the URL's host, so it is contacted again.
     void removeFailureForHostOfURL(const QUrl& url);
+    // The answers of the running gathering run (none: every GET goes to the
+    // network or the HTTP cache). The caller keeps a share of the store and
+    // takes it out again when the run ends.
+    void setAnswerStore(std::shared_ptr<HTTPAnswerStore> store);
+    const std::shared_ptr<HTTPAnswerStore>& answerStore() const { return mAnswerStore; }
 
     // A text/html body is cut off at this length (default 8 MB, at most
     // kMaxAnswerLength; 0: not cut off, only refused beyond kMaxAnswerLength
@@ -170,6 +182,18 @@ private:
         int retries = 0;
         bool failing = false; // a deferred failure is on its way ...
         QVariantMap failure;  // ... with this error (none: -1004)
+        // The URL first asked for, before redirects, and whether its answer
+        // may be kept in the answer store (a GET that may use the cache).
+        QUrl askedURL;
+        bool mayBeStored = false;
+    };
+    // An answer from the store on its way to its owner.
+    struct StoredDelivery
+    {
+        QUrl url;
+        QPointer<QObject> owner;
+        QByteArray method;
+        QVariantMap answer;
     };
 
     void enqueue(const QUrl& url, QObject* owner, const QByteArray& returnMethod, bool atBeginning,
@@ -197,6 +221,14 @@ private:
     void notifyConnectionFailureForURL(const QUrl& url);
     void notifyOwnerOfURL(const QUrl& url, const QByteArray& data, const QString& mime,
                           const QVariantMap& error);
+    void invokeOwner(QObject* owner, const QByteArray& method, const QVariantMap& answer, const QUrl& url);
+    // Answers a GET from the answer store, on the next turn of the event
+    // loop, when the store holds its answer; false when not.
+    bool answerFromStore(const QUrl& url, QObject* owner, const QByteArray& returnMethod);
+    void deliverStoredAnswer(quint64 id);
+    void dropStoredDeliveries(const QString& key);
+    // Keeps a successful answer to a GET that may use the cache.
+    void storeAnswer(const RequestInfo& info, const QVariantMap& answer);
     void dropConnection(const QString& key);
     void forget(const QString& key);
     void reloadTable();
@@ -237,5 +269,8 @@ private:
     QTimer mWakeTimer;
     std::unique_ptr<QNetworkAccessManager> mManager;
     QNetworkDiskCache* mCache = nullptr; // owned by mManager
+    std::shared_ptr<HTTPAnswerStore> mAnswerStore;
+    QHash<quint64, StoredDelivery> mStoredDeliveries;
+    quint64 mLastStoredDelivery = 0;
     std::unique_ptr<HTTPQueueModel> mModel;
 };

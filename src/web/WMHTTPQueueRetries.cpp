@@ -56,6 +56,8 @@ bool WMHTTPQueue::followRedirect(QNetworkReply* reply, const QString& key, int s
     next.verb = old.verb;
     if (old.verb == Verb::Post && status != 307 && status != 308)
         next.verb = Verb::Get;
+    next.askedURL = old.askedURL;
+    next.mayBeStored = old.mayBeStored && next.verb == Verb::Get;
     if (next.verb == Verb::Post)
         next.body = old.body;
     int policy = 1;
