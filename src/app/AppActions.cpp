@@ -40,6 +40,14 @@ AppActions::AppActions(QObject* parent) : QObject(parent)
     add(QStringLiteral("MainWindow"), LocalizedStrings::text(QStringLiteral("MenuMainWindow")));
     add(QStringLiteral("CloseWindow"), LocalizedStrings::text(QStringLiteral("MenuCloseWindow")))
         ->setShortcut(QKeySequence::Close);
+
+    // The artwork and lyrics commands, the genres, the manual searches and
+    // the windows beside the main window.
+    add(QStringLiteral("Artwork"), LocalizedStrings::text(QStringLiteral("MenuArtwork")))->setCheckable(true);
+    for (const char* identifier : {"PasteArtwork", "RemoveArtwork", "RemoveLyrics", "StandardizeGenres",
+                                   "SearchArtwork", "SearchLyrics", "Regenerate", "Requests"})
+        add(QLatin1String(identifier),
+            LocalizedStrings::text(QStringLiteral("Menu") + QLatin1String(identifier)));
 }
 
 QAction* AppActions::add(const QString& identifier, const QString& text, const QString& icon)
