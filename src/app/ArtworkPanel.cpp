@@ -44,8 +44,8 @@ public:
         mMessage = message;
         update();
     }
-    QSize sizeHint() const override { return {240, 240}; }
-    QSize minimumSizeHint() const override { return {120, 120}; }
+    QSize sizeHint() const override { return {220, 180}; }
+    QSize minimumSizeHint() const override { return {140, 150}; }
 
 protected:
     void paintEvent(QPaintEvent*) override

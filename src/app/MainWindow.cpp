@@ -151,7 +151,13 @@ void MainWindow::restoreWindowState()
     QSettings settings;
     if (!restoreGeometry(settings.value(QStringLiteral("mainWindowGeometry")).toByteArray()))
         resize(1100, 680);
-    restoreState(settings.value(QStringLiteral("mainWindowState")).toByteArray());
+    if (!restoreState(settings.value(QStringLiteral("mainWindowState")).toByteArray())) {
+        // The first arrangement, once laid out: the options get the height
+        // they need, the artwork what is left.
+        QTimer::singleShot(0, this, [this] {
+            resizeDocks({mDrawer, mArtwork}, {height(), mArtwork->minimumSizeHint().height()}, Qt::Vertical);
+        });
+    }
     mSplitter->restoreState(settings.value(QStringLiteral("mainWindowSplitter")).toByteArray());
     mDrawer->setVisible(PrefsController::sharedInstance().drawerIsOpen());
     mLyrics->setVisible(WindowPrefs::readPrefs().lyricsWindow());

@@ -27,9 +27,9 @@ RequestQueueWindow::RequestQueueWindow(QWidget* parent)
     mTable->verticalHeader()->setDefaultSectionSize(mTable->fontMetrics().height() + 6);
     QHeaderView* header = mTable->horizontalHeader();
     // Host, state and bytes first: the address is long.
-    header->moveSection(RequestQueueModel::Host, 0);
-    header->moveSection(RequestQueueModel::State, 1);
-    header->moveSection(RequestQueueModel::Received, 2);
+    const int order[] = {RequestQueueModel::Host, RequestQueueModel::State, RequestQueueModel::Received};
+    for (int visual = 0; visual < 3; ++visual)
+        header->moveSection(header->visualIndex(order[visual]), visual);
     header->resizeSection(RequestQueueModel::Host, 170);
     header->resizeSection(RequestQueueModel::State, 100);
     header->resizeSection(RequestQueueModel::Received, 90);
