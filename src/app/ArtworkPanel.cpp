@@ -91,6 +91,7 @@ ArtworkPanel::ArtworkPanel(QWidget* parent)
       mNext(toolButton("next", "ArtworkNext")), mRemove(toolButton("remove", "ArtworkRemove"))
 {
     setObjectName(QStringLiteral("ArtworkPanel"));
+    mPicture->setObjectName(QStringLiteral("ArtworkPicture"));
     mPicture->setFocusPolicy(Qt::StrongFocus);
     mPicture->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     mInfo->setWordWrap(true);

@@ -11,9 +11,12 @@
 
 #include "cli/SongSourceOptions.h"
 
+#include <QAbstractButton>
 #include <QAccessible>
 #include <QDir>
 #include <QHeaderView>
+#include <QItemSelection>
+#include <QMessageBox>
 #include <QSettings>
 #include <QTest>
 
@@ -97,6 +100,37 @@ void AppTestWindow::clickHeader(SongColumn column)
     const QPoint point(header->sectionViewportPosition(int(column)) + header->sectionSize(int(column)) / 2,
                        header->height() / 2);
     QTest::mouseClick(header->viewport(), Qt::LeftButton, Qt::NoModifier, point);
+}
+
+void AppTestWindow::selectTitles(const QStringList& titles)
+{
+    SongTableView* table = mWindow->table();
+    QItemSelection selection;
+    for (const QString& title : titles) {
+        const int row = rowOfTitle(title);
+        if (row >= 0)
+            selection.select(table->model()->index(row, 0),
+                             table->model()->index(row, table->model()->columnCount() - 1));
+    }
+    table->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+    QCoreApplication::processEvents();
+}
+
+bool AppTestWindow::answerQuestion(bool accept)
+{
+    for (QMessageBox* box : mWindow->findChildren<QMessageBox*>()) {
+        if (!box->isVisible())
+            continue;
+        for (QAbstractButton* button : box->buttons()) {
+            const QMessageBox::ButtonRole role = box->buttonRole(button);
+            if ((accept && role == QMessageBox::AcceptRole) || (!accept && role == QMessageBox::RejectRole)) {
+                button->click();
+                QCoreApplication::processEvents();
+                return true;
+            }
+        }
+    }
+    return false;
 }
 
 QString AppTestWindow::logText() const

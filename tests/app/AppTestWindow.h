@@ -10,10 +10,13 @@
 #include <memory>
 #include <ostream>
 
+#ifndef QB_PRINT_QSTRING
+#define QB_PRINT_QSTRING
 inline void PrintTo(const QString& text, std::ostream* os)
 {
     *os << '"' << text.toStdString() << '"';
 }
+#endif
 
 // A main window for the window's tests, shown offscreen and read as a user
 // (or a screen reader) would: the table's cells through the accessibility
@@ -42,6 +45,11 @@ public:
     int rowOfTitle(const QString& title) const;
     // Clicks the header of a column.
     void clickHeader(SongColumn column);
+    // Selects the rows of these titles (as a click and Ctrl-clicks do).
+    void selectTitles(const QStringList& titles);
+    // Answers the question the window shows (OK or Cancel); false when
+    // none is shown.
+    bool answerQuestion(bool accept);
 
     QString logText() const;
     QString noticeText() const;
