@@ -1,8 +1,10 @@
 #include "LyricsPanel.h"
 
 #include "AppIcons.h"
+#include "LyricsTextEdit.h"
 #include "SongCells.h"
 
+#include "run/TagChanges.h"
 #include "songs/SongFile.h"
 #include "support/LocalizedStrings.h"
 #include "tags/AudioInfoTag.h"
@@ -37,7 +39,7 @@ QString lyricsOf(SongFile& song)
 
 LyricsPanel::LyricsPanel(QWidget* parent)
     : QDockWidget(text("LyricsPanelTitle"), parent), mHeading(new QLabel), mNote(new QLabel),
-      mText(new QPlainTextEdit),
+      mText(new LyricsTextEdit),
       mRemove(new QPushButton(AppIcons::icon(QStringLiteral("remove")), text("LyricsRemove")))
 {
     setObjectName(QStringLiteral("LyricsPanel"));
@@ -91,12 +93,15 @@ void LyricsPanel::showSongs(const QList<std::shared_ptr<SongFile>>& songs)
         if (!(sameSong && mModified) && lyrics != mText->toPlainText()) {
             mPause.stop();
             mModified = false;
-            mText->setPlainText(lyrics);
+            mText->showText(lyrics);
         }
         mText->setPlaceholderText(text("LyricsNone"));
-        const bool writable = song.canWriteToOriginalPath();
-        mNote->setText(writable
-                           ? QString()
+        // Lyrics too long to be written again are shown, not edited.
+        const bool tooLong = lyrics.size() > TagChanges::kMaxLyricsLength;
+        const bool writable = song.canWriteToOriginalPath() && !tooLong;
+        mNote->setText(tooLong
+                           ? LocalizedStrings::format(QStringLiteral("LyricsTooLong"), qint64(lyrics.size()),
+                                                      qint64(TagChanges::kMaxLyricsLength))
                            : LocalizedStrings::format(QStringLiteral("LyricsCantChange"), song.filename()));
         mNote->setVisible(!writable);
         setEditable(writable);

@@ -7,8 +7,8 @@
 
 #include <memory>
 
+class LyricsTextEdit;
 class QLabel;
-class QPlainTextEdit;
 class QPushButton;
 class SongFile;
 
@@ -53,7 +53,7 @@ private:
 
     QLabel* mHeading;
     QLabel* mNote;
-    QPlainTextEdit* mText;
+    LyricsTextEdit* mText;
     QPushButton* mRemove;
     QTimer mPause;
     QList<std::shared_ptr<SongFile>> mSongs;

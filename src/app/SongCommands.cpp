@@ -29,8 +29,11 @@
 #include <QDockWidget>
 #include <QImage>
 #include <QMimeData>
+#include <QTimer>
 
 namespace {
+
+constexpr int kBusyRetryMs = 200;
 
 QString text(const char* key)
 {
@@ -248,6 +251,11 @@ void SongCommands::editLyrics(const std::shared_ptr<SongFile>& song, const QStri
     if (lyrics.size() > TagChanges::kMaxLyricsLength) {
         problem(LocalizedStrings::format(QStringLiteral("LyricsTooLong"), qint64(lyrics.size()),
                                          qint64(TagChanges::kMaxLyricsLength)));
+        return;
+    }
+    // Typed while another command writes: written when it has ended.
+    if (mRunner->isRunning()) {
+        QTimer::singleShot(kBusyRetryMs, this, [this, song, lyrics] { editLyrics(song, lyrics); });
         return;
     }
     mRunner->run(OperationKind::Lyrics, QString(), QStringLiteral("BatchLogLyrics"), {song},

@@ -3,8 +3,9 @@
 // byte for byte (what is no picture is told and changes nothing), Delete
 // removes the picture shown (of several songs all, after asking), typed
 // lyrics are written once after the pause and for the song they were typed
-// for, removing lyrics asks for several songs, and the words of a lyrics
-// search are highlighted.
+// for (a file gone meanwhile and a megabyte pasted are told, not written),
+// removing lyrics asks for several songs, and the words of a lyrics search
+// are highlighted.
 #include "AppTestWindow.h"
 
 #include "AppActions.h"
@@ -22,6 +23,7 @@
 
 #include <QAction>
 #include <QBuffer>
+#include <QClipboard>
 #include <QDropEvent>
 #include <QFile>
 #include <QImageWriter>
@@ -233,6 +235,16 @@ TEST_F(ArtworkLyricsTest, TypedLyricsAreWrittenOnceAfterThePauseForTheSongTheyWe
     mApp.selectTitles({QStringLiteral("Charlie")});
     EXPECT_EQ(mApp.noticeText(),
               LocalizedStrings::format(QStringLiteral("EditFileGone"), QStringLiteral("Bravo.mp3")));
+    EXPECT_EQ(lyricsIn(mPaths.at(2)), QStringLiteral("Old words"));
+
+    // A megabyte pasted is no song's lyrics: told, not written.
+    mApp.window().noticeBar()->dismiss();
+    QApplication::clipboard()->setText(QString(1024 * 1024, QLatin1Char('x')));
+    editor->selectAll();
+    QTest::keyClick(editor, Qt::Key_V, Qt::ControlModifier);
+    mApp.selectTitles({QStringLiteral("Alpha")});
+    EXPECT_TRUE(mApp.noticeText().startsWith(
+        LocalizedStrings::format(QStringLiteral("LyricsTooLong"), qint64(1024 * 1024), qint64(256 * 1024))));
     EXPECT_EQ(lyricsIn(mPaths.at(2)), QStringLiteral("Old words"));
 }
 
