@@ -21,7 +21,7 @@ constexpr qsizetype kJpegTrailer = 4096;
 QString tooLarge(const QString& name, const QSize& size)
 {
     return LocalizedStrings::format(QStringLiteral("ArtworkTooLarge"), name, size.width(), size.height(),
-                                    ArtworkFitter::MaximumPixels / (1024 * 1024));
+                                    ArtworkFitter::MaximumPixels / 1000000);
 }
 
 bool isTooLarge(const QSize& size)

@@ -113,7 +113,7 @@ TEST(ArtworkImport, WhatIsNoUsablePictureIsRefusedWithItsReason)
          LocalizedStrings::format(QStringLiteral("ArtworkNotAPicture"), QStringLiteral("notes.txt"))},
         {"huge.bmp", bmpHeaderOnly(20000, 10000),
          LocalizedStrings::format(QStringLiteral("ArtworkTooLarge"), QStringLiteral("huge.bmp"), 20000, 10000,
-                                  64)},
+                                  67)},
         {"cut.jpg", jpeg.left(jpeg.size() / 2), QString()},
         {"cut.png", png.left(png.size() / 2), QString()},
     };
