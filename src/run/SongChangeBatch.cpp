@@ -41,7 +41,11 @@ SongChangeBatch::Result SongChangeBatch::apply(const SongList& songs, const Chan
 {
     Result result;
     mCancelled = false;
-    HistoryRecorder history(mKind, mController.sourceDescription());
+    // What the operation ran on: the song, or the folder holding them all.
+    QStringList paths;
+    for (const std::shared_ptr<SongFile>& song : songs)
+        paths.append(song ? song->path() : QString());
+    HistoryRecorder history(mKind, HistoryRecorder::sourceOfFiles(paths));
     const auto total = qint64(songs.size());
     qint64 done = 0;
     emit progress(0, total);
