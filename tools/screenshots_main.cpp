@@ -1,12 +1,21 @@
 // quillbeat-screenshots: renders the main window (demo songs, a lookup half
-// done, the drawer open) and the welcome sheet into PNG files for the
-// README, with the offscreen platform, the Fusion style and a pinned font,
-// so that the pictures come out the same on every machine.
+// done, the drawer open; a song's artwork and its lyrics with the words of a
+// lyrics search), the welcome sheet, the preferences, the damaged tags window
+// and the web requests window into PNG files for the README, with the
+// offscreen platform, the Fusion style and a pinned font, so that the
+// pictures come out the same on every machine.
 #include "AppActions.h"
+#include "ArtworkPanel.h"
 #include "DemoLibraryWriter.h"
 #include "DrawerPanel.h"
 #include "LogPane.h"
+#include "LyricsPanel.h"
 #include "MainWindow.h"
+#include "PreferencesDialog.h"
+#include "RegenerateWindow.h"
+#include "RequestQueueWindow.h"
+#include "SearchField.h"
+#include "SongCommands.h"
 #include "SongTableModel.h"
 #include "SongTableView.h"
 #include "WelcomeSheet.h"
@@ -15,6 +24,7 @@
 #include "songs/SongFile.h"
 #include "support/WMLog.h"
 #include "web/SongInfoTask.h"
+#include "web/WMHTTPQueue.h"
 
 #include <QAction>
 #include <QApplication>
@@ -22,6 +32,8 @@
 #include <QElapsedTimer>
 #include <QFontDatabase>
 #include <QStandardPaths>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -53,6 +65,37 @@ bool save(QWidget& widget, const QString& path)
 {
     return widget.grab().save(path, "PNG");
 }
+
+// Answers of the request window's picture: a page whose first part arrives
+// and whose rest never does, or nothing at all.
+class TricklingServer : public QTcpServer
+{
+public:
+    TricklingServer()
+    {
+        connect(this, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket* socket = nextPendingConnection()) {
+                connect(socket, &QTcpSocket::readyRead, socket, [socket] {
+                    const QByteArray request = socket->readAll();
+                    const int kilobytes = request.startsWith("GET /page/") ? request.mid(10, 2).toInt() : 0;
+                    if (kilobytes == 0)
+                        return;
+                    socket->write(
+                        "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: 900000\r\n\r\n");
+                    socket->write(QByteArray(kilobytes * 1024, 'x'));
+                });
+            }
+        });
+    }
+};
+
+// The owner of the requests of the request window's picture.
+class RequestOwner : public QObject
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE void got(const QVariantMap&) {}
+};
 
 } // namespace
 
@@ -128,7 +171,83 @@ int main(int argc, char** argv)
     waitFor([&] { return sheet->isVisible(); }, 2000);
     if (!save(*sheet, out + QStringLiteral("/welcome.png")))
         return fail(QStringLiteral("the welcome sheet could not be saved"));
-    std::printf("%s/main-window.png\n%s/welcome.png\n", qPrintable(out), qPrintable(out));
+    sheet->close();
+    QStringList written = {out + QStringLiteral("/main-window.png"), out + QStringLiteral("/welcome.png")};
+
+    // A song's artwork and its lyrics, searched for two words.
+    window.drawer()->hide();
+    window.lyricsPanel()->show();
+    window.artworkPanel()->show();
+    window.searchField()->setSearchesLyrics(true);
+    window.searchField()->setText(QStringLiteral("lights morning"));
+    window.searchField()->searchNow();
+    waitFor([&] { return window.model()->visibleSongs().size() > 1; }, 2000);
+    window.table()->selectRow(1);
+    waitFor([&] { return !window.lyricsPanel()->highlightedText().isEmpty(); }, 2000);
+    const auto shoot = [&](QWidget& widget, const char* name) {
+        QCoreApplication::processEvents();
+        const QString path = out + QLatin1Char('/') + QLatin1String(name);
+        written.append(path);
+        return save(widget, path);
+    };
+    if (window.artworkPanel()->pictureCount() == 0 || !shoot(window, "artwork-and-lyrics.png"))
+        return fail(QStringLiteral("the artwork and lyrics could not be caught"));
+
+    PreferencesDialog preferences(&window);
+    preferences.show();
+    if (!shoot(preferences, "preferences.png"))
+        return fail(QStringLiteral("the preferences could not be saved"));
+    preferences.hide();
+
+    // The demo's damaged song is listed at once.
+    RegenerateWindow& regenerate = window.commands()->regenerateWindow();
+    regenerate.show();
+    if (regenerate.rows().isEmpty() || !shoot(regenerate, "regenerate.png"))
+        return fail(QStringLiteral("the damaged tags window could not be caught with its song"));
+    regenerate.hide();
+
+    // Two pages arriving, one server that is slow to answer, and requests
+    // waiting for a free connection (the queue is held, so that none of
+    // them leaves the machine).
+    TricklingServer server;
+    if (!server.listen(QHostAddress::LocalHost))
+        return fail(QStringLiteral("no local server for the requests window"));
+    WMHTTPQueue* queue = WMHTTPQueue::queue();
+    RequestOwner owner;
+    const auto local = [&](const QString& path) {
+        return QUrl(QStringLiteral("http://localhost:%1%2").arg(server.serverPort()).arg(path));
+    };
+    for (const char* path :
+         {"/page/48/search?q=Copper+%26+Kite", "/page/12/release/glass-weather", "/lyrics/summer"})
+        queue->addURL(local(QLatin1String(path)), &owner, "got", false, false);
+    if (!waitFor([&] { return queue->currentNumberOfConnections() == 3; }, 5000))
+        return fail(QStringLiteral("the local requests did not start"));
+    queue->setPaused(true);
+    for (const char* url : {"https://en.wikipedia.org/w/index.php?search=Lowland+Radio",
+                            "https://musicbrainz.org/ws/2/release?query=Static+Orchards",
+                            "https://coverartarchive.org/release/front-500"})
+        queue->addURL(QUrl(QLatin1String(url)), &owner, "got", false, false);
+    RequestQueueWindow& requests = window.commands()->requestWindow();
+    requests.show();
+    waitFor(
+        [&] {
+            return requests.table()
+                ->model()
+                ->data(requests.table()->model()->index(1, 3))
+                .toString()
+                .contains(QStringLiteral("KB"));
+        },
+        5000);
+    const bool requestsSaved = shoot(requests, "requests.png");
+    queue->cancelAll();
+    queue->setPaused(false);
+    if (!requestsSaved)
+        return fail(QStringLiteral("the requests window could not be saved"));
+
+    for (const QString& path : std::as_const(written))
+        std::printf("%s\n", qPrintable(path));
     window.shutDown();
     return 0;
 }
+
+#include "screenshots_main.moc"

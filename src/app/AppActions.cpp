@@ -45,6 +45,14 @@ AppActions::AppActions(QObject* parent) : QObject(parent)
     add(QStringLiteral("Redo"), LocalizedStrings::text(QStringLiteral("MenuRedo")))
         ->setShortcut(QKeySequence::Redo);
     add(QStringLiteral("History"), LocalizedStrings::text(QStringLiteral("MenuHistory")));
+
+    // The artwork and lyrics commands, the genres, the manual searches and
+    // the windows beside the main window.
+    add(QStringLiteral("Artwork"), LocalizedStrings::text(QStringLiteral("MenuArtwork")))->setCheckable(true);
+    for (const char* identifier : {"PasteArtwork", "RemoveArtwork", "RemoveLyrics", "StandardizeGenres",
+                                   "SearchArtwork", "SearchLyrics", "Regenerate", "Requests"})
+        add(QLatin1String(identifier),
+            LocalizedStrings::text(QStringLiteral("Menu") + QLatin1String(identifier)));
 }
 
 QAction* AppActions::add(const QString& identifier, const QString& text, const QString& icon)

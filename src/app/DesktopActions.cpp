@@ -64,3 +64,10 @@ QString DesktopActions::play(const QString& path)
         return {};
     return LocalizedStrings::format(QStringLiteral("PlayFailed"), QFileInfo(path).fileName());
 }
+
+QString DesktopActions::openWebPage(const QUrl& url)
+{
+    if (QDesktopServices::openUrl(url))
+        return {};
+    return LocalizedStrings::format(QStringLiteral("ManualSearchFailed"), url.toDisplayString());
+}

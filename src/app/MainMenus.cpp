@@ -43,11 +43,14 @@ void MainMenus::build(QMainWindow& window, AppActions& actions, QMenu* columnsMe
     add(edit, actions, "SelectAll");
     add(edit, actions, "Find");
     edit->addSeparator();
+    add(edit, actions, "PasteArtwork");
+    edit->addSeparator();
     add(edit, actions, "Preferences");
 
     QMenu* view = addMenu(window, "MenuView");
     add(view, actions, "Drawer");
     add(view, actions, "Lyrics");
+    add(view, actions, "Artwork");
     add(view, actions, "ShowLog");
     view->addSeparator();
     columnsMenu->setTitle(LocalizedStrings::text(QStringLiteral("MenuColumns")));
@@ -60,6 +63,13 @@ void MainMenus::build(QMainWindow& window, AppActions& actions, QMenu* columnsMe
     song->addSeparator();
     add(song, actions, "Play");
     add(song, actions, "Reveal");
+    song->addSeparator();
+    add(song, actions, "RemoveArtwork");
+    add(song, actions, "RemoveLyrics");
+    add(song, actions, "StandardizeGenres");
+    song->addSeparator();
+    add(song, actions, "SearchArtwork");
+    add(song, actions, "SearchLyrics");
 
     QMenu* windows = addMenu(window, "MenuWindow");
     add(windows, actions, "Minimize");
@@ -67,6 +77,8 @@ void MainMenus::build(QMainWindow& window, AppActions& actions, QMenu* columnsMe
     windows->addSeparator();
     add(windows, actions, "MainWindow");
     add(windows, actions, "History");
+    add(windows, actions, "Regenerate");
+    add(windows, actions, "Requests");
 
     QMenu* help = addMenu(window, "MenuHelp");
     add(help, actions, "ShowLogFile");

@@ -2,6 +2,7 @@
 
 #include "AppActions.h"
 #include "AppIcons.h"
+#include "ArtworkPanel.h"
 #include "ColumnLayout.h"
 #include "DesktopActions.h"
 #include "DrawerPanel.h"
@@ -14,6 +15,7 @@
 #include "PreferencesDialog.h"
 #include "RunPresenter.h"
 #include "SearchField.h"
+#include "SongCommands.h"
 #include "SongEditor.h"
 #include "SongSourceSession.h"
 #include "SongTableModel.h"
@@ -132,6 +134,8 @@ void MainWindow::buildWidgets()
     addDockWidget(Qt::RightDockWidgetArea, mDrawer);
     mLyrics = new LyricsPanel(this);
     addDockWidget(Qt::RightDockWidgetArea, mLyrics);
+    mArtwork = new ArtworkPanel(this);
+    addDockWidget(Qt::RightDockWidgetArea, mArtwork);
 
     mStatus = new StatusLine;
     statusBar()->addWidget(mStatus, 1);
@@ -150,19 +154,30 @@ void MainWindow::restoreWindowState()
     QSettings settings;
     if (!restoreGeometry(settings.value(QStringLiteral("mainWindowGeometry")).toByteArray()))
         resize(1100, 680);
-    restoreState(settings.value(QStringLiteral("mainWindowState")).toByteArray());
+    if (!restoreState(settings.value(QStringLiteral("mainWindowState")).toByteArray())) {
+        // The first arrangement, once laid out: the options get the height
+        // they need, the artwork what is left.
+        QTimer::singleShot(0, this, [this] {
+            resizeDocks({mDrawer, mArtwork}, {height(), mArtwork->minimumSizeHint().height()}, Qt::Vertical);
+        });
+    }
     mSplitter->restoreState(settings.value(QStringLiteral("mainWindowSplitter")).toByteArray());
     mDrawer->setVisible(PrefsController::sharedInstance().drawerIsOpen());
     mLyrics->setVisible(WindowPrefs::readPrefs().lyricsWindow());
     mLog->setVisible(settings.value(QStringLiteral("logPaneShown"), true).toBool());
     action(mActions, "Drawer")->setChecked(mDrawer->isVisibleTo(this));
     action(mActions, "Lyrics")->setChecked(mLyrics->isVisibleTo(this));
+    action(mActions, "Artwork")->setChecked(mArtwork->isVisibleTo(this));
     action(mActions, "ShowLog")->setChecked(mLog->isVisibleTo(this));
 }
 
 void MainWindow::connectCommands()
 {
     mRun = new RunPresenter(*mController, *mTable, this);
+    mCommands = new SongCommands({*mController, *mHistory, *mTable, *mActions, *mLyrics, *mArtwork, *mNotices, *mLog,
+                                  mSession->regenerateController()},
+                                 this);
+    connect(mSearch, &SearchField::searchRequested, mCommands, &SongCommands::setSearch);
     connect(action(mActions, "BeginAdd"), &QAction::triggered, mRun, &RunPresenter::begin);
     connect(action(mActions, "Stop"), &QAction::triggered, mRun, &RunPresenter::stop);
     connect(action(mActions, "Play"), &QAction::triggered, this, &MainWindow::playSelection);
@@ -433,8 +448,7 @@ void MainWindow::headerClicked(int column)
 
 void MainWindow::selectionChanged()
 {
-    const QList<std::shared_ptr<SongFile>> selected = mTable->selectedSongs();
-    mLyrics->showSong(selected.size() == 1 ? selected.first() : nullptr, int(selected.size()));
+    mCommands->selectionChanged();
     updateCommands();
 }
 
@@ -482,7 +496,7 @@ void MainWindow::showPreferences()
 {
     if (!mPreferences) {
         mPreferences = new PreferencesDialog(this);
-        connect(mPreferences, &QDialog::finished, this,
+        connect(mPreferences, &PreferencesDialog::valuesStored, this,
                 [this] { mModel->setNoiTunesArtwork(PrefsController::sharedInstance().noiTunesArtwork()); });
     }
     if (!mPreferences->isVisible())
@@ -517,6 +531,7 @@ void MainWindow::closeEvent(QCloseEvent* event)
 {
     // An edit still open is written before anything else.
     mTable->commitOpenEditor();
+    mCommands->flushEdits();
     if (mController->isRunning() && !mQuitConfirmed) {
         event->ignore();
         askToQuitDuringRun();
@@ -568,6 +583,7 @@ void MainWindow::shutDown()
         return;
     mShutDown = true;
     mTable->commitOpenEditor();
+    mCommands->flushEdits();
     mDelazifier->stopDelazification();
     WindowPrefs prefs = mDrawer->prefs();
     prefs.setSort(mModel->sortColumn(), mModel->sortDescending());

@@ -7,6 +7,7 @@
 #include <memory>
 
 class AppActions;
+class ArtworkPanel;
 class Delazifier;
 class DrawerPanel;
 class HistoryWindow;
@@ -20,6 +21,7 @@ class QProgressDialog;
 class QSplitter;
 class RunPresenter;
 class SearchField;
+class SongCommands;
 class SongEditor;
 class SongFile;
 class SongSourceOptions;
@@ -65,6 +67,9 @@ public:
     SourceMenu* sourceMenu() const { return mSourceMenu; }
     MainToolBar* toolBar() const { return mToolBar; }
     AppActions* actions() const { return mActions; }
+    LyricsPanel* lyricsPanel() const { return mLyrics; }
+    ArtworkPanel* artworkPanel() const { return mArtwork; }
+    SongCommands* commands() const { return mCommands; }
     MainController& controller() const { return *mController; }
     SongSourceSession& session() const { return *mSession; }
     // Where the window's edits and commands are recorded and undone.
@@ -113,6 +118,8 @@ private:
     StatusLine* mStatus = nullptr;
     DrawerPanel* mDrawer = nullptr;
     LyricsPanel* mLyrics = nullptr;
+    ArtworkPanel* mArtwork = nullptr;
+    SongCommands* mCommands = nullptr;
     SearchField* mSearch = nullptr;
     SourceMenu* mSourceMenu = nullptr;
     MainToolBar* mToolBar = nullptr;

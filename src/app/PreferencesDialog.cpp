@@ -11,6 +11,7 @@
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSettings>
@@ -44,7 +45,8 @@ PreferencesDialog::PreferencesDialog(QWidget* parent)
       mKeepiTunesRefreshed(new QCheckBox(text("PrefsKeepiTunesRefreshed"))),
       mNoiTunesArtwork(new QCheckBox(text("PrefsNoiTunesArtwork"))), mCacheSize(new QComboBox),
       mCommonSizes(new QRadioButton(text("PrefsID3CommonSizes"))),
-      mAccurateSizes(new QRadioButton(text("PrefsID3AccurateSizes")))
+      mAccurateSizes(new QRadioButton(text("PrefsID3AccurateSizes"))), mDiscogsKey(new QLineEdit),
+      mDiscogsSecret(new QLineEdit), mPostStatistics(new QCheckBox(text("PrefsPostStatistics")))
 {
     setWindowTitle(text("PrefsTitle"));
     auto* artwork = new QGroupBox(text("PrefsArtwork"));
@@ -75,6 +77,21 @@ PreferencesDialog::PreferencesDialog(QWidget* parent)
     filesLayout->addRow(text("PrefsID3Sizes"), mCommonSizes);
     filesLayout->addRow(QString(), mAccurateSizes);
 
+    auto* web = new QGroupBox(text("PrefsWebSources"));
+    auto* webLayout = new QFormLayout(web);
+    mDiscogsKey->setAccessibleName(text("PrefsDiscogsKey"));
+    mDiscogsSecret->setAccessibleName(text("PrefsDiscogsSecret"));
+    mDiscogsSecret->setEchoMode(QLineEdit::PasswordEchoOnEdit);
+    webLayout->addRow(text("PrefsDiscogsKey"), mDiscogsKey);
+    webLayout->addRow(text("PrefsDiscogsSecret"), mDiscogsSecret);
+    auto* discogsNote = new QLabel(text("PrefsDiscogsNote"));
+    discogsNote->setWordWrap(true);
+    webLayout->addRow(discogsNote);
+    webLayout->addRow(mPostStatistics);
+    auto* statisticsNote = new QLabel(text("PrefsPostStatisticsNote"));
+    statisticsNote->setWordWrap(true);
+    webLayout->addRow(statisticsNote);
+
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
     QPushButton* defaults = buttons->addButton(text("PrefsUseDefaults"), QDialogButtonBox::ResetRole);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
@@ -83,11 +100,13 @@ PreferencesDialog::PreferencesDialog(QWidget* parent)
         WMHTTPQueue::queue()->setCacheCapacity(qint64(PrefsController::sharedInstance().cacheSizeMB()) *
                                                1048576);
         putValuesInInterface();
+        emit valuesStored();
     });
 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(artwork);
     layout->addWidget(files);
+    layout->addWidget(web);
     layout->addWidget(buttons);
 
     for (QSlider* slider : {mMinimum, mMaximum, mThreshold}) {
@@ -98,10 +117,12 @@ PreferencesDialog::PreferencesDialog(QWidget* parent)
                                       Qt::QueuedConnection);
         });
     }
-    for (QCheckBox* box : {mIgnoreNonSquare, mKeepiTunesRefreshed, mNoiTunesArtwork})
+    for (QCheckBox* box : {mIgnoreNonSquare, mKeepiTunesRefreshed, mNoiTunesArtwork, mPostStatistics})
         connect(box, &QCheckBox::toggled, this, &PreferencesDialog::takeValuesFromInterface);
     connect(mCacheSize, &QComboBox::currentIndexChanged, this, &PreferencesDialog::takeValuesFromInterface);
     connect(mAccurateSizes, &QRadioButton::toggled, this, &PreferencesDialog::takeValuesFromInterface);
+    for (QLineEdit* field : {mDiscogsKey, mDiscogsSecret})
+        connect(field, &QLineEdit::textEdited, this, &PreferencesDialog::takeValuesFromInterface);
     putValuesInInterface();
 }
 
@@ -136,6 +157,15 @@ void PreferencesDialog::putValuesInInterface()
     }
     mCacheSize->setCurrentIndex(cacheIndex);
     (prefs.writeSpecCorrectID3v24() ? mAccurateSizes : mCommonSizes)->setChecked(true);
+    QSettings settings;
+    const auto setText = [](QLineEdit* field, const QString& value) {
+        // The caret stays where the user types.
+        if (field->text().trimmed() != value)
+            field->setText(value);
+    };
+    setText(mDiscogsKey, settings.value(QStringLiteral("discogsApiKey")).toString());
+    setText(mDiscogsSecret, settings.value(QStringLiteral("discogsSecret")).toString());
+    mPostStatistics->setChecked(settings.value(QStringLiteral("postStatistics"), false).toBool());
     mFilling = false;
     updateLabels();
 }
@@ -155,8 +185,19 @@ void PreferencesDialog::takeValuesFromInterface()
     settings.setValue(QStringLiteral("cacheSizeMB"), megabytes);
     WMHTTPQueue::queue()->setCacheCapacity(qint64(megabytes) * 1048576);
     prefs.setWriteSpecCorrectID3v24(mAccurateSizes->isChecked());
+    const auto storeText = [&settings](const QString& key, const QLineEdit* field) {
+        const QString value = field->text().trimmed();
+        if (value.isEmpty())
+            settings.remove(key);
+        else
+            settings.setValue(key, value);
+    };
+    storeText(QStringLiteral("discogsApiKey"), mDiscogsKey);
+    storeText(QStringLiteral("discogsSecret"), mDiscogsSecret);
+    settings.setValue(QStringLiteral("postStatistics"), mPostStatistics->isChecked());
     // The maximum is pulled up to the minimum: the controls show what is kept.
     putValuesInInterface();
+    emit valuesStored();
 }
 
 void PreferencesDialog::updateLabels()

@@ -5,13 +5,18 @@
 class QCheckBox;
 class QComboBox;
 class QLabel;
+class QLineEdit;
 class QRadioButton;
 class QSlider;
 
 // The preferences: artwork sizes (smallest accepted, largest kept, the
-// width under which existing artwork is replaced), non-square artwork,
-// iTunes, the web cache and how ID3 2.4 sizes are written. Every change is
-// stored at once; "Use Defaults" brings back the defaults of these settings.
+// width under which existing artwork is replaced, with a note when that
+// width is above the smallest), non-square artwork, iTunes, the web cache,
+// how ID3 2.4 sizes are written, the Discogs key and secret and whether
+// usage statistics are sent. Every change is stored at once and takes
+// effect at the next use; "Use Defaults" brings back the defaults of the
+// artwork, iTunes, cache and ID3 settings (the key, the secret and the
+// statistics choice stay).
 class PreferencesDialog : public QDialog
 {
     Q_OBJECT
@@ -27,6 +32,10 @@ public:
 
     // Fills the controls from the stored values.
     void putValuesInInterface();
+
+signals:
+    // Values were stored.
+    void valuesStored();
 
 private:
     void takeValuesFromInterface();
@@ -46,5 +55,8 @@ private:
     QComboBox* mCacheSize;
     QRadioButton* mCommonSizes;
     QRadioButton* mAccurateSizes;
+    QLineEdit* mDiscogsKey;
+    QLineEdit* mDiscogsSecret;
+    QCheckBox* mPostStatistics;
     bool mFilling = false;
 };

@@ -4,7 +4,8 @@
 #include "WindowHistory.h"
 #include "WindowOperation.h"
 
-#include "history/TagSnapshot.h"
+#include "run/MainController.h"
+#include "run/SongChangeBatch.h"
 #include "songs/SongFile.h"
 #include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
@@ -55,29 +56,6 @@ bool setText(AudioInfoTag& tag, SongColumn column, const QString& value)
 
 SongEditor::SongEditor(WindowHistory& history, QObject* parent) : QObject(parent), mHistory(history) {}
 
-QString SongEditor::refusal(SongFile& song)
-{
-    const QString name = song.filename();
-    switch (song.activityStatus()) {
-    case SongActivityStatus::Gathering:
-        return LocalizedStrings::format(QStringLiteral("EditBusy"), name);
-    case SongActivityStatus::Locked:
-        return LocalizedStrings::format(QStringLiteral("EditReadOnly"), name);
-    case SongActivityStatus::Problem:
-        return LocalizedStrings::format(QStringLiteral("EditDamaged"), name);
-    default:
-        break;
-    }
-    song.setAliasFromPath();
-    // refresh() finds a moved file, and drops the tag of one changed since
-    // it was read: what the user saw is no longer what the file holds.
-    if (song.refresh())
-        return LocalizedStrings::format(QStringLiteral("EditFileChanged"), name);
-    if (song.activityStatus() == SongActivityStatus::Problem)
-        return LocalizedStrings::format(QStringLiteral("EditFileGone"), name);
-    return {};
-}
-
 bool SongEditor::setValue(const std::shared_ptr<SongFile>& song, SongColumn column, const QVariant& value)
 {
     if (!song)
@@ -96,40 +74,27 @@ bool SongEditor::setValue(const std::shared_ptr<SongFile>& song, SongColumn colu
     } else if (SongCells::isCompilation(*song) == value.toBool()) {
         return false;
     }
-    const QString refused = refusal(*song);
-    if (!refused.isEmpty()) {
-        WMLog("Edit of %@ refused: %@", song->path(), refused);
-        emit problem(refused);
-        return false;
-    }
-    song->ensureInfotagIsReal();
-    AudioInfoTag* tag = song->infotag();
-    if (!tag || tag->encounteredProblemDecoding()) {
-        const QString reason = LocalizedStrings::format(
-            tag ? QStringLiteral("EditDamaged") : QStringLiteral("EditUnreadable"), song->filename());
-        emit problem(reason);
-        return false;
-    }
-    song->rememberOriginalValuesForLaterRefresh();
-    const TagSnapshot before = TagSnapshot::of(*tag);
-    bool changed = false;
-    if (textColumn) {
-        changed = setText(*tag, column, value.toString());
-    } else if (tag->isPartOfCompilation() != value.toBool()) {
-        tag->setIsPartOfCompilation(value.toBool());
-        changed = true;
-    }
-    if (!changed || !tag->tagHasBeenModified()) {
-        // The file's tag was read only to compare: the cache's summary
-        // stands in for it again.
-        song->revertToCachedInfotag();
-        return false;
-    }
+    // The write goes the way of every change the window makes.
     WindowOperation operation(
         mHistory, OperationKind::Edit,
         LocalizedStrings::format(QStringLiteral("HistoryNameEdit"), SongColumns::title(column)),
         {song->path()});
-    if (!operation.write(song, before))
+    SongChangeBatch batch(mHistory.controller(), OperationKind::Edit);
+    connect(&batch, &SongChangeBatch::problem, this, &SongEditor::problem);
+    const QString text = value.toString();
+    const bool compilation = value.toBool();
+    const SongChangeBatch::Result result = batch.apply(
+        {song},
+        [column, textColumn, &text, compilation](SongFile&, AudioInfoTag& tag) {
+            if (textColumn)
+                return setText(tag, column, text);
+            if (tag.isPartOfCompilation() == compilation)
+                return false;
+            tag.setIsPartOfCompilation(compilation);
+            return true;
+        },
+        &operation.recorder());
+    if (result.written == 0)
         return false;
     operation.finish();
     emit valueChanged(song, column);

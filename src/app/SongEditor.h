@@ -12,9 +12,10 @@ class WindowHistory;
 class SongFile;
 
 // Changes one value of a song from the table and writes its file at once,
-// through the run's own write (the crash-safe rewrite, the cache renewed, a
-// failure logged in red), as one operation "edit" of the change history
-// (Edit > Undo takes it back). A value equal to the one shown (empty and absent
+// through the core's SongChangeBatch like every change the window makes
+// (the run's own crash-safe write, the cache renewed, a failure logged in
+// red), as one operation "edit" of the change history (Edit > Undo takes
+// it back). A value equal to the one shown (empty and absent
 // count as equal) writes nothing. A read-only or damaged file, one that is
 // gone, or one another program changed since it was shown is left alone and
 // the user is told why.
@@ -36,8 +37,5 @@ signals:
     void valueChanged(const std::shared_ptr<SongFile>& song, SongColumn column);
 
 private:
-    // The reason a song cannot be edited now, or empty.
-    QString refusal(SongFile& song);
-
     WindowHistory& mHistory;
 };

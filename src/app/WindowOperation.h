@@ -48,6 +48,9 @@ public:
     // Records a file the command wrote itself (a rebuilt tag).
     void record(const FileChangeRecord& record);
     void finish();
+    // The recorder, for the core's batches that write and record songs
+    // themselves (SongChangeBatch).
+    HistoryRecorder& recorder() { return mRecorder; }
 
 private:
     WindowHistory& mOwner;

@@ -1,5 +1,6 @@
 #include "RegenerateController.h"
 
+#include "history/HistoryRecorder.h"
 #include "songs/SongFile.h"
 #include "support/LocalizedStrings.h"
 #include "support/WMLog.h"
@@ -122,6 +123,10 @@ RegenerateController::regenerateSongsArray(const QList<std::shared_ptr<SongFile>
     mCancelled = false;
     QList<std::shared_ptr<SongFile>> done;
     const auto total = static_cast<qint64>(songs.size());
+    QStringList paths;
+    for (const std::shared_ptr<SongFile>& song : songs)
+        paths.append(song ? song->path() : QString());
+    HistoryRecorder history(OperationKind::Regenerate, HistoryRecorder::sourceOfFiles(paths));
     emit progress(0, total);
     qint64 current = 0;
     for (const std::shared_ptr<SongFile>& song : songs) {
@@ -129,10 +134,22 @@ RegenerateController::regenerateSongsArray(const QList<std::shared_ptr<SongFile>
         QCoreApplication::processEvents();
         if (mCancelled)
             break;
-        if (song && regenerateSong(*song)) {
-            emit songChangedAtPath(song->path(), true);
-            done.append(song);
+        if (!song)
+            continue;
+        const AudioInfoTag* damaged = song->infotag();
+        const TagSnapshot before = damaged ? TagSnapshot::of(*damaged) : TagSnapshot();
+        QString error;
+        if (!regenerateSong(*song, &error)) {
+            emit songFailed(
+                song, error.isEmpty() ? LocalizedStrings::text(QStringLiteral("ErrorTagNotWritten")) : error);
+            continue;
         }
+        if (const AudioInfoTag* tag = song->infotag())
+            history.record(
+                FileChangeRecord::between(song->path(), before, TagSnapshot::of(*tag),
+                                          ChangeOrigin{ChangeOrigin::Kind::RebuiltTag, QString()}));
+        emit songChangedAtPath(song->path(), true);
+        done.append(song);
     }
     mCancelled = false;
     return done;

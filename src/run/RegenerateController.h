@@ -38,7 +38,8 @@ public:
     // the list; asks the front end to hide the list once it is empty.
     QList<std::shared_ptr<SongFile>> regenerateSelected(const QList<int>& rows);
     // Regenerates the songs in order and answers those that succeeded; a
-    // cancel stops before the next song. Progress is signalled per song.
+    // cancel stops before the next song. Progress is signalled per song; the
+    // rebuilt tags are recorded in the change history.
     QList<std::shared_ptr<SongFile>> regenerateSongsArray(const QList<std::shared_ptr<SongFile>>& songs);
     // Rebuilds one song's tag in the file; true when it was written (inside
     // a write batch: staged, see WriteBatch::afterWrite).
@@ -59,6 +60,8 @@ signals:
     // Song `current` of `total` is being regenerated (0 of total at the start).
     void progress(qint64 current, qint64 total);
     void songChangedAtPath(const QString& path, bool select);
+    // A song's tag could not be rebuilt, with the reason; it stays listed.
+    void songFailed(const std::shared_ptr<SongFile>& song, const QString& error);
 
 private:
     QList<std::shared_ptr<SongFile>> mSongsArray;

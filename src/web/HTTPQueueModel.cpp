@@ -18,7 +18,7 @@ int HTTPQueueModel::rowCount(const QModelIndex& parent) const
 
 int HTTPQueueModel::columnCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : 2;
+    return parent.isValid() ? 0 : 4;
 }
 
 QString HTTPQueueModel::columnName(int column)
@@ -28,6 +28,10 @@ QString HTTPQueueModel::columnName(int column)
         return QStringLiteral("url");
     case 1:
         return QStringLiteral("status");
+    case 2:
+        return QStringLiteral("host");
+    case 3:
+        return QStringLiteral("bytes");
     default:
         return {};
     }
@@ -35,9 +39,21 @@ QString HTTPQueueModel::columnName(int column)
 
 QVariant HTTPQueueModel::data(const QModelIndex& index, int role) const
 {
-    if (!mQueue || !index.isValid() || role != Qt::DisplayRole)
+    if (!mQueue || !index.isValid())
+        return {};
+    if (role == StateRole && index.row() < mQueue->mURLs.size())
+        return int(stateOf(index.row()));
+    if (role != Qt::DisplayRole)
         return {};
     return objectValue(columnName(index.column()), index.row());
+}
+
+HTTPQueueModel::State HTTPQueueModel::stateOf(int row) const
+{
+    const QString key = WMHTTPQueue::keyFor(mQueue->mURLs.at(row));
+    if (!mQueue->mConnections.contains(key))
+        return State::Queued;
+    return mQueue->mData.value(key).isEmpty() ? State::Connecting : State::Receiving;
 }
 
 QVariant HTTPQueueModel::objectValue(const QString& column, int row) const
@@ -47,15 +63,21 @@ QVariant HTTPQueueModel::objectValue(const QString& column, int row) const
     const QUrl& url = mQueue->mURLs.at(row);
     if (column == QStringLiteral("url"))
         return url.toString();
+    if (column == QStringLiteral("host"))
+        return url.host();
+    const qsizetype size = mQueue->mData.value(WMHTTPQueue::keyFor(url)).size();
+    if (column == QStringLiteral("bytes"))
+        return qint64(size);
     if (column != QStringLiteral("status"))
         return {};
-    const QString key = WMHTTPQueue::keyFor(url);
-    if (!mQueue->mConnections.contains(key))
+    switch (stateOf(row)) {
+    case State::Queued:
         return QStringLiteral("-Queued-");
-    const qsizetype size = mQueue->mData.value(key).size();
-    if (size == 0)
+    case State::Connecting:
         return QStringLiteral("-Wait-");
-    return WMFormat::string("%ld bytes", static_cast<long>(size));
+    default:
+        return WMFormat::string("%ld bytes", static_cast<long>(size));
+    }
 }
 
 QVariant HTTPQueueModel::headerData(int section, Qt::Orientation orientation, int role) const

@@ -17,6 +17,7 @@
 #include <QDir>
 #include <QHeaderView>
 #include <QLineEdit>
+#include <QItemSelection>
 #include <QMessageBox>
 #include <QSettings>
 #include <QTest>
@@ -142,6 +143,37 @@ bool AppTestWindow::answerQuestion(QMessageBox* box, const QString& button)
         if (candidate->text() == button) {
             QTest::mouseClick(candidate, Qt::LeftButton);
             return true;
+        }
+    }
+    return false;
+}
+
+void AppTestWindow::selectTitles(const QStringList& titles)
+{
+    SongTableView* table = mWindow->table();
+    QItemSelection selection;
+    for (const QString& title : titles) {
+        const int row = rowOfTitle(title);
+        if (row >= 0)
+            selection.select(table->model()->index(row, 0),
+                             table->model()->index(row, table->model()->columnCount() - 1));
+    }
+    table->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+    QCoreApplication::processEvents();
+}
+
+bool AppTestWindow::answerQuestion(bool accept)
+{
+    for (QMessageBox* box : mWindow->findChildren<QMessageBox*>()) {
+        if (!box->isVisible())
+            continue;
+        for (QAbstractButton* button : box->buttons()) {
+            const QMessageBox::ButtonRole role = box->buttonRole(button);
+            if ((accept && role == QMessageBox::AcceptRole) || (!accept && role == QMessageBox::RejectRole)) {
+                button->click();
+                QCoreApplication::processEvents();
+                return true;
+            }
         }
     }
     return false;

@@ -12,10 +12,13 @@
 
 class QMessageBox;
 
+#ifndef QB_PRINT_QSTRING
+#define QB_PRINT_QSTRING
 inline void PrintTo(const QString& text, std::ostream* os)
 {
     *os << '"' << text.toStdString() << '"';
 }
+#endif
 
 // A main window for the window's tests, shown offscreen and read as a user
 // (or a screen reader) would: the table's cells through the accessibility
@@ -53,6 +56,11 @@ public:
     QMessageBox* openQuestion() const;
     // Clicks the button of that text; false when there is none.
     static bool answerQuestion(QMessageBox* box, const QString& button);
+    // Selects the rows of these titles (as a click and Ctrl-clicks do).
+    void selectTitles(const QStringList& titles);
+    // Answers the question the window shows (OK or Cancel); false when
+    // none is shown.
+    bool answerQuestion(bool accept);
 
     QString logText() const;
     QString noticeText() const;

@@ -7,11 +7,14 @@
 
 #include <ostream>
 
+#ifndef QB_PRINT_QSTRING
+#define QB_PRINT_QSTRING
 // Readable failure messages for strings.
 inline void PrintTo(const QString& text, std::ostream* os)
 {
     *os << '"' << text.toStdString() << '"';
 }
+#endif
 
 // Songs and library exports for the loading tests, made in code: MP3 files
 // with an ID3v2.3 tag of real frames in front of valid MPEG audio, the same

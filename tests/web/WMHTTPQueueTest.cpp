@@ -6,6 +6,7 @@
 
 #include "support/LocalizedStrings.h"
 #include "support/ProgressIndicator.h"
+#include "web/HTTPQueueModel.h"
 #include "web/WMHTTPQueue.h"
 
 #include <QAbstractItemModel>
@@ -123,6 +124,11 @@ TEST_F(WMHTTPQueueTest, ModelShowsBytesWhileABodyArrives)
     queue.addURL(server.url(QStringLiteral("/trickle")), &owner, "got", false, false);
     ASSERT_TRUE(TestHttpServer::waitFor(
         [&] { return model->data(model->index(0, 1)).toString().endsWith(QStringLiteral(" bytes")); }));
+    // The request window's columns: host, bytes so far, and the state.
+    EXPECT_EQ(model->data(model->index(0, 2)).toString(), server.url(QStringLiteral("/")).host());
+    EXPECT_GT(model->data(model->index(0, 3)).toLongLong(), 0);
+    EXPECT_EQ(model->data(model->index(0, 1), HTTPQueueModel::StateRole).toInt(),
+              int(HTTPQueueModel::State::Receiving));
     ASSERT_EQ(answerData(owner.waitForAnswer()).size(), 4000);
 }
 
