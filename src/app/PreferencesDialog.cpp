@@ -46,7 +46,8 @@ PreferencesDialog::PreferencesDialog(QWidget* parent)
       mNoiTunesArtwork(new QCheckBox(text("PrefsNoiTunesArtwork"))), mCacheSize(new QComboBox),
       mCommonSizes(new QRadioButton(text("PrefsID3CommonSizes"))),
       mAccurateSizes(new QRadioButton(text("PrefsID3AccurateSizes"))), mDiscogsKey(new QLineEdit),
-      mDiscogsSecret(new QLineEdit), mPostStatistics(new QCheckBox(text("PrefsPostStatistics")))
+      mDiscogsSecret(new QLineEdit), mPostStatistics(new QCheckBox(text("PrefsPostStatistics"))),
+      mRecordHistory(new QCheckBox(text("PrefsRecordHistory"))), mHistorySize(new QComboBox)
 {
     setWindowTitle(text("PrefsTitle"));
     auto* artwork = new QGroupBox(text("PrefsArtwork"));
@@ -92,6 +93,16 @@ PreferencesDialog::PreferencesDialog(QWidget* parent)
     statisticsNote->setWordWrap(true);
     webLayout->addRow(statisticsNote);
 
+    // The oldest operations go first when the history outgrows its size.
+    auto* history = new QGroupBox(text("PrefsHistory"));
+    auto* historyLayout = new QFormLayout(history);
+    historyLayout->addRow(mRecordHistory);
+    for (int megabytes : {100, 250, 500, 1000, 2000})
+        mHistorySize->addItem(LocalizedStrings::format(QStringLiteral("PrefsCacheMegabytes"), megabytes),
+                              megabytes);
+    mHistorySize->setAccessibleName(text("PrefsHistorySize"));
+    historyLayout->addRow(text("PrefsHistorySize"), mHistorySize);
+
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
     QPushButton* defaults = buttons->addButton(text("PrefsUseDefaults"), QDialogButtonBox::ResetRole);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
@@ -107,6 +118,7 @@ PreferencesDialog::PreferencesDialog(QWidget* parent)
     layout->addWidget(artwork);
     layout->addWidget(files);
     layout->addWidget(web);
+    layout->addWidget(history);
     layout->addWidget(buttons);
 
     for (QSlider* slider : {mMinimum, mMaximum, mThreshold}) {
@@ -117,9 +129,10 @@ PreferencesDialog::PreferencesDialog(QWidget* parent)
                                       Qt::QueuedConnection);
         });
     }
-    for (QCheckBox* box : {mIgnoreNonSquare, mKeepiTunesRefreshed, mNoiTunesArtwork, mPostStatistics})
+    for (QCheckBox* box : {mIgnoreNonSquare, mKeepiTunesRefreshed, mNoiTunesArtwork, mPostStatistics, mRecordHistory})
         connect(box, &QCheckBox::toggled, this, &PreferencesDialog::takeValuesFromInterface);
-    connect(mCacheSize, &QComboBox::currentIndexChanged, this, &PreferencesDialog::takeValuesFromInterface);
+    for (QComboBox* box : {mCacheSize, mHistorySize})
+        connect(box, &QComboBox::currentIndexChanged, this, &PreferencesDialog::takeValuesFromInterface);
     connect(mAccurateSizes, &QRadioButton::toggled, this, &PreferencesDialog::takeValuesFromInterface);
     for (QLineEdit* field : {mDiscogsKey, mDiscogsSecret})
         connect(field, &QLineEdit::textEdited, this, &PreferencesDialog::takeValuesFromInterface);
@@ -166,6 +179,15 @@ void PreferencesDialog::putValuesInInterface()
     setText(mDiscogsKey, settings.value(QStringLiteral("discogsApiKey")).toString());
     setText(mDiscogsSecret, settings.value(QStringLiteral("discogsSecret")).toString());
     mPostStatistics->setChecked(settings.value(QStringLiteral("postStatistics"), false).toBool());
+    mRecordHistory->setChecked(settings.value(QStringLiteral("recordHistory"), true).toBool());
+    const int historyMegabytes = settings.value(QStringLiteral("historySizeMB"), 500).toInt();
+    int historyIndex = mHistorySize->findData(historyMegabytes);
+    if (historyIndex < 0) {
+        mHistorySize->addItem(LocalizedStrings::format(QStringLiteral("PrefsCacheMegabytes"), historyMegabytes),
+                              historyMegabytes);
+        historyIndex = mHistorySize->count() - 1;
+    }
+    mHistorySize->setCurrentIndex(historyIndex);
     mFilling = false;
     updateLabels();
 }
@@ -195,6 +217,8 @@ void PreferencesDialog::takeValuesFromInterface()
     storeText(QStringLiteral("discogsApiKey"), mDiscogsKey);
     storeText(QStringLiteral("discogsSecret"), mDiscogsSecret);
     settings.setValue(QStringLiteral("postStatistics"), mPostStatistics->isChecked());
+    settings.setValue(QStringLiteral("recordHistory"), mRecordHistory->isChecked());
+    settings.setValue(QStringLiteral("historySizeMB"), mHistorySize->currentData().toInt());
     // The maximum is pulled up to the minimum: the controls show what is kept.
     putValuesInInterface();
     emit valuesStored();

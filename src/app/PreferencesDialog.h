@@ -58,5 +58,7 @@ private:
     QLineEdit* mDiscogsKey;
     QLineEdit* mDiscogsSecret;
     QCheckBox* mPostStatistics;
+    QCheckBox* mRecordHistory;
+    QComboBox* mHistorySize;
     bool mFilling = false;
 };

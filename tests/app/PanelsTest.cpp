@@ -44,10 +44,11 @@ QStringList shown(QWidget* panel)
     for (const char* slider : {"PrefsMinimumSize", "PrefsMaximumSize", "PrefsThreshold"})
         values.append(QString::number(named<QSlider>(panel, slider)->value()));
     for (const char* box : {"PrefsIgnoreNonSquare", "PrefsNoiTunesArtwork", "PrefsKeepiTunesRefreshed",
-                            "PrefsPostStatistics", "PrefsID3AccurateSizes"})
+                            "PrefsPostStatistics", "PrefsID3AccurateSizes", "PrefsRecordHistory"})
         values.append(named<QAbstractButton>(panel, box)->isChecked() ? QStringLiteral("on")
                                                                       : QStringLiteral("off"));
-    values.append(panel->findChild<QComboBox*>()->currentText());
+    for (QComboBox* box : panel->findChildren<QComboBox*>())
+        values.append(box->currentText());
     for (const char* field : {"PrefsDiscogsKey", "PrefsDiscogsSecret"})
         values.append(named<QLineEdit>(panel, field)->text());
     return values;
@@ -68,10 +69,12 @@ TEST(PanelsTest, ThePreferencesPanelStoresAndShowsAgainEveryValue)
     QTest::keyClick(named<QSlider>(panel, "PrefsMaximumSize"), Qt::Key_End);
     QTest::keyClick(named<QSlider>(panel, "PrefsThreshold"), Qt::Key_Home);
     for (const char* box : {"PrefsIgnoreNonSquare", "PrefsNoiTunesArtwork", "PrefsKeepiTunesRefreshed",
-                            "PrefsPostStatistics", "PrefsID3AccurateSizes"})
+                            "PrefsPostStatistics", "PrefsID3AccurateSizes", "PrefsRecordHistory"})
         named<QAbstractButton>(panel, box)->click();
     auto* cache = panel->findChild<QComboBox*>();
     cache->setCurrentIndex(cache->findData(50));
+    auto* history = named<QComboBox>(panel, "PrefsHistorySize");
+    history->setCurrentIndex(history->findData(1000));
     QTest::keyClicks(named<QLineEdit>(panel, "PrefsDiscogsKey"), QStringLiteral("my-key"));
     QTest::keyClicks(named<QLineEdit>(panel, "PrefsDiscogsSecret"), QStringLiteral("my-secret"));
     QCoreApplication::processEvents();
@@ -85,6 +88,8 @@ TEST(PanelsTest, ThePreferencesPanelStoresAndShowsAgainEveryValue)
                                   {QStringLiteral("postStatistics"), true},
                                   {QStringLiteral("id3v24Accurate"), true},
                                   {QStringLiteral("cacheSizeMB"), 50},
+                                  {QStringLiteral("recordHistory"), false},
+                                  {QStringLiteral("historySizeMB"), 1000},
                                   {QStringLiteral("discogsApiKey"), QStringLiteral("my-key")},
                                   {QStringLiteral("discogsSecret"), QStringLiteral("my-secret")}};
     QSettings settings;
