@@ -216,9 +216,25 @@ struct ChangeHistory::Inserts
     SqliteConnection::Statement file, change, content, reference;
 };
 
+QString ChangeHistory::digestOf(const QByteArray& bytes)
+{
+    // Larger contents are not kept alive for the comparison.
+    constexpr qsizetype kLargestRemembered = 4 * 1024 * 1024;
+    for (const Digested& known : mDigested) {
+        if (!known.hash.isEmpty() && known.bytes == bytes)
+            return known.hash;
+    }
+    QString hash = QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+    if (bytes.size() <= kLargestRemembered) {
+        mDigested[mNextDigested] = {bytes, hash};
+        mNextDigested = (mNextDigested + 1) % mDigested.size();
+    }
+    return hash;
+}
+
 bool ChangeHistory::storeContent(Inserts& inserts, qint64 file, const QByteArray& bytes, QString* hash)
 {
-    *hash = QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+    *hash = digestOf(bytes);
     inserts.content.bind(1, *hash).bind(2, bytes);
     if (!inserts.content.run())
         return false;

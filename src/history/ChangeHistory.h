@@ -7,6 +7,7 @@
 #include <QList>
 #include <QString>
 
+#include <array>
 #include <optional>
 
 // The change history: every operation that wrote songs, with each file's
@@ -79,6 +80,7 @@ private:
                     QVariant* column);
     bool storeContent(Inserts& inserts, qint64 file, const QByteArray& bytes, QString* hash);
     QByteArray content(const QString& hash);
+    QString digestOf(const QByteArray& bytes);
     void readValue(TagAttribute attribute, const QString& column, TagSnapshot* values);
     bool pruneToLimit(qint64 keep);
 
@@ -89,4 +91,13 @@ private:
     bool mNewerFormat = false;
     bool mSetAsideTold = false;
     qint64 mSizeLimit = -1;
+    // Contents digested lately: the songs of an album share their cover, so
+    // its digest is taken once rather than once per song.
+    struct Digested
+    {
+        QByteArray bytes;
+        QString hash;
+    };
+    std::array<Digested, 4> mDigested;
+    std::size_t mNextDigested = 0;
 };
