@@ -97,44 +97,32 @@ TEST(PlistShapeCheck, BinaryIsHandedOverOnlyWhenShallowSoundAndNotUnfoldingWitho
     plist_to_bin_free(written);
     plist_free(tree);
 
+    using B = BinaryPlistBuilder;
     struct Row
     {
         const char* name;
-        std::function<QByteArray()> make;
+        std::function<QByteArray(B&)> make;
         int maxDepth;
         Verdict verdict;
     };
     const Row rows[] = {
-        {"written by libplist", [&] { return libplistFile; }, 3, Verdict::Fine},
-        {"at the limit",
-         [] {
-             BinaryPlistBuilder b;
-             return b.build(b.nestedArrays(3));
-         },
-         3, Verdict::Fine},
-        {"a level too deep",
-         [] {
-             BinaryPlistBuilder b;
-             return b.build(b.nestedArrays(4));
-         },
-         3, Verdict::TooDeep},
+        {"written by libplist", [&](B&) { return libplistFile; }, 3, Verdict::Fine},
+        {"at the limit", [](B& b) { return b.build(b.nestedArrays(3)); }, 3, Verdict::Fine},
+        {"a level too deep", [](B& b) { return b.build(b.nestedArrays(4)); }, 3, Verdict::TooDeep},
         {"a shared array too deep",
-         [] {
-             BinaryPlistBuilder b;
-             const int shared = b.nestedArrays(3);
-             return b.build(b.array({shared, shared}));
+         [](B& b) {
+             const int s = b.nestedArrays(3);
+             return b.build(b.array({s, s}));
          },
          3, Verdict::TooDeep},
         {"a shared array",
-         [] {
-             BinaryPlistBuilder b;
-             const int shared = b.nestedArrays(2);
-             return b.build(b.array({shared, shared}));
+         [](B& b) {
+             const int s = b.nestedArrays(2);
+             return b.build(b.array({s, s}));
          },
          3, Verdict::Fine},
         {"each array holding the next twice",
-         [] {
-             BinaryPlistBuilder b;
+         [](B& b) {
              int inner = b.array({});
              for (int i = 0; i < 40; ++i)
                  inner = b.array({inner, inner});
@@ -142,39 +130,17 @@ TEST(PlistShapeCheck, BinaryIsHandedOverOnlyWhenShallowSoundAndNotUnfoldingWitho
          },
          512, Verdict::TooLarge},
         {"one text at every reference",
-         [] {
-             BinaryPlistBuilder b;
-             const int text = b.string(QByteArray(1000, 'x'));
-             return b.build(b.array(QList<int>(20000, text)));
-         },
-         3, Verdict::TooLarge},
-        {"an array holding itself",
-         [] {
-             BinaryPlistBuilder b;
-             return b.build(b.array({0}));
-         },
-         3, Verdict::Damaged},
-        {"a count past the end",
-         [] {
-             BinaryPlistBuilder b;
-             return b.build(b.arrayClaiming(0x7FFFFFFF));
-         },
-         3, Verdict::Damaged},
-        {"a reference to no object",
-         [] {
-             BinaryPlistBuilder b;
-             return b.build(b.array({7}));
-         },
-         3, Verdict::Damaged},
-        {"a cut trailer",
-         [] {
-             BinaryPlistBuilder b;
-             return b.build(b.array({})).chopped(1);
-         },
-         3, Verdict::Damaged},
+         [](B& b) { return b.build(b.array(QList<int>(20000, b.string(QByteArray(1000, 'x'))))); }, 3,
+         Verdict::TooLarge},
+        {"an array holding itself", [](B& b) { return b.build(b.array({0})); }, 3, Verdict::Damaged},
+        {"a count past the end", [](B& b) { return b.build(b.arrayClaiming(0x7FFFFFFF)); }, 3,
+         Verdict::Damaged},
+        {"a reference to no object", [](B& b) { return b.build(b.array({7})); }, 3, Verdict::Damaged},
+        {"a cut trailer", [](B& b) { return b.build(b.array({})).chopped(1); }, 3, Verdict::Damaged},
     };
     for (const Row& row : rows) {
-        const PlistShapeCheck::Result result = PlistShapeCheck::check(row.make(), row.maxDepth);
+        B builder;
+        const PlistShapeCheck::Result result = PlistShapeCheck::check(row.make(builder), row.maxDepth);
         EXPECT_STREQ(nameOf(result.verdict), nameOf(row.verdict)) << row.name;
     }
 }

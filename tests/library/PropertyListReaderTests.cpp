@@ -158,118 +158,84 @@ TEST(PropertyListReader, BothPathsAgreeOnAWrittenFileExceptForRealsAndData)
     EXPECT_EQ(manual.value(QStringLiteral("Added")).toDateTime(), kNewYear2025);
 }
 
-TEST(PropertyListReader, ReadsKeysStringsIntegersAndBooleans)
+// Our own reader of the XML form: every row is read with it alone; the tree
+// is compared by its description, the error as given.
+TEST(PropertyListReader, OwnReaderOfTheXMLForm)
 {
-    const QVariant root = readManual(bytes("<?xml version=\"1.0\"?>\n<plist version=\"1.0\">\n<dict>\n"
-                                           "\t<key>A</key><string>x</string>\n"
-                                           "\t<key>B</key><integer>7</integer>\n"
-                                           "\t<key>T</key><true/>\n\t<key>F</key><false/>\n"
-                                           "</dict>\n</plist>\n"));
-    EXPECT_EQ(root.toMap(), (QVariantMap{{QStringLiteral("A"), QStringLiteral("x")},
-                                         {QStringLiteral("B"), 7},
-                                         {QStringLiteral("T"), true},
-                                         {QStringLiteral("F"), false}}));
-    EXPECT_EQ(root.toMap().value(QStringLiteral("B")).typeId(), QMetaType::Int);
-}
-
-TEST(PropertyListReader, SkipsRealsDataAndEmptyStrings)
-{
-    const QVariantMap map = readManual(bytes("<dict><key>r</key><real>1.5</real>"
-                                             "<key>d</key><data>AAEC</data>"
-                                             "<key>e</key><string></string>"
-                                             "<key>k</key><string>kept</string></dict>"))
-                                .toMap();
-    EXPECT_EQ(map, (QVariantMap{{QStringLiteral("k"), QStringLiteral("kept")}}));
-}
-
-TEST(PropertyListReader, KeyStaysCurrentSoTheLastValueWins)
-{
-    // The key is the last one read anywhere: after the inner dict closes,
-    // "inner" is still current in the outer one.
-    const QVariantMap map =
-        readManual(bytes("<dict><key>A</key><string>first</string><integer>2</integer>"
-                         "<key>B</key><dict><key>inner</key><true/></dict><string>after</string>"
-                         "<key></key><string>dropped</string></dict>"))
-            .toMap();
-    EXPECT_EQ(map, (QVariantMap{{QStringLiteral("A"), 2},
-                                {QStringLiteral("B"), QVariantMap{{QStringLiteral("inner"), true}}},
-                                {QStringLiteral("inner"), QStringLiteral("after")}}));
-}
-
-TEST(PropertyListReader, NestedContainersAndArrays)
-{
-    const QVariant root =
-        readManual(bytes("<string>before any container</string>"
-                         "<array><string>a</string><dict><key>k</key><integer>-3</integer></dict>"
-                         "<array></array><date>2025-01-01T00:00:00Z</date></array>"));
-    ASSERT_EQ(root.typeId(), QMetaType::QVariantList);
-    const QVariantList list = root.toList();
-    ASSERT_EQ(list.size(), 4);
-    EXPECT_EQ(list[0].toString(), QStringLiteral("a"));
-    EXPECT_EQ(list[1].toMap(), (QVariantMap{{QStringLiteral("k"), -3}}));
-    EXPECT_EQ(list[2].toList(), QVariantList());
-    EXPECT_EQ(list[3].toDateTime(), kNewYear2025);
-}
-
-TEST(PropertyListReader, ExtraClosingTagsNeverPopTheRoot)
-{
-    const QVariantMap map = readManual(bytes("<dict><key>a</key><dict></dict></dict></dict></array>"
-                                             "<key>b</key><string>y</string>"))
-                                .toMap();
-    EXPECT_EQ(
-        map, (QVariantMap{{QStringLiteral("a"), QVariantMap()}, {QStringLiteral("b"), QStringLiteral("y")}}));
-}
-
-TEST(PropertyListReader, BadUtf8BecomesNumberedPlaceholders)
-{
+    const struct
+    {
+        const char* name;
+        QByteArray xml;
+        const char* tree;
+        const char* error;
+    } rows[] = {
+        {"keys, strings, integers and booleans",
+         "<?xml version=\"1.0\"?>\n<plist version=\"1.0\">\n<dict>\n\t<key>A</key><string>x</string>\n"
+         "\t<key>B</key><integer>7</integer>\n\t<key>T</key><true/>\n\t<key>F</key><false/>\n</dict>\n</"
+         "plist>\n",
+         "{A = x; B = 7; F = 0; T = 1;}", ""},
+        {"reals, data and empty strings skipped",
+         "<dict><key>r</key><real>1.5</real><key>d</key><data>AAEC</data><key>e</key><string></string>"
+         "<key>k</key><string>kept</string></dict>",
+         "{k = kept;}", ""},
+        // The key is the last one read anywhere: after the inner dict closes,
+        // "inner" is still current in the outer one.
+        {"the last key read stays current",
+         "<dict><key>A</key><string>first</string><integer>2</integer><key>B</key><dict><key>inner</key>"
+         "<true/></dict><string>after</string><key></key><string>dropped</string></dict>",
+         "{A = 2; B = {inner = 1;}; inner = after;}", ""},
+        {"nested containers and arrays",
+         "<string>before any container</string><array><string>a</string><dict><key>k</key><integer>-3"
+         "</integer></dict><array></array><date>2025-01-01T00:00:00Z</date></array>",
+         "(a, {k = -3;}, (), 2025-01-01T00:00:00Z)", ""},
+        {"extra closing tags never pop the root",
+         "<dict><key>a</key><dict></dict></dict></dict></array><key>b</key><string>y</string>",
+         "{a = {}; b = y;}", ""},
+        {"bad UTF-8 becomes numbered placeholders",
+         "<array><string>bad \xff byte</string><string>caf\xc3\xa9</string><string>overlong \xc0\xaf</string>"
+         "<string>surrogate \xed\xa0\x80</string><string>cut \xe2\x82</string></array>",
+         "([NON-UTF8-1], caf\xc3\xa9, [NON-UTF8-2], [NON-UTF8-3], [NON-UTF8-4])", ""},
+        {"a non-ASCII byte in a tag ends the parse",
+         "<dict><key>a</key><string>x</string><k\xc3\xa9y>b</key><string>y</string></dict>", "{a = x;}",
+         "invalid tag @ 36"},
+        // A byte-order mark alone is no text once decoded.
+        {"text that decodes to nothing ends the parse",
+         "<dict><key>a</key><string>x</string><key>b</key><string>\xef\xbb\xbf</string><key>c</key>"
+         "<string>z</string></dict>",
+         "{a = x;}", "invalid value @ 56"},
+        {"integers cut to 32 bits",
+         "<array><integer>4294967297</integer><integer>2147483648</integer><integer>-2147483649</integer>"
+         "<integer>  42abc</integer><integer>none</integer><integer>+9</integer>"
+         "<integer>99999999999999999999999</integer></array>",
+         "(1, -2147483648, 2147483647, 42, 0, 9, -159383553)", ""},
+        {"dates in both forms, bad ones dropped",
+         "<array><date>2024-02-29T13:45:07Z</date><date>2024-2-9T3:04:5Z</date>"
+         "<date>2024-13-01T00:00:00Z</date><date>yesterday</date></array>",
+         "(2024-02-29T13:45:07Z, 2024-02-09T03:04:05Z)", ""},
+        {"character references replaced",
+         "<dict><key>A &amp; B</key><string>Simon &amp; Garfunkel &lt;3&gt;</string><key>n</key>"
+         "<integer>&#52;2</integer></dict>",
+         "{A & B = Simon & Garfunkel <3>; n = 42;}", ""},
+        // "<dict >" and "<dict/>" are no containers: b and c land in the root.
+        {"tags matched by their exact text",
+         "<dict><key>a</key><dict ><key>b</key><string>x</string></dict><key>c</key><dict/><string>y</string>"
+         "</dict>",
+         "{b = x; c = y;}", ""},
+    };
     LogCapture log;
-    QString error;
-    const QVariantList list = readManual(bytes("<array>"
-                                               "<string>bad \xff byte</string>"
-                                               "<string>caf\xc3\xa9</string>"
-                                               "<string>overlong \xc0\xaf</string>"
-                                               "<string>surrogate \xed\xa0\x80</string>"
-                                               "<string>cut \xe2\x82</string>"
-                                               "</array>"),
-                                         &error)
-                                  .toList();
-    EXPECT_TRUE(error.isEmpty());
-    EXPECT_EQ(list, (QVariantList{QStringLiteral("[NON-UTF8-1]"), QStringLiteral("caf\u00e9"),
-                                  QStringLiteral("[NON-UTF8-2]"), QStringLiteral("[NON-UTF8-3]"),
-                                  QStringLiteral("[NON-UTF8-4]")}));
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        QString error;
+        const QVariant root = readManual(row.xml, &error);
+        EXPECT_EQ(WMFormatArg::describe(root), QString::fromUtf8(row.tree));
+        EXPECT_EQ(error, QString::fromUtf8(row.error));
+    }
     EXPECT_TRUE(log.text().contains(QStringLiteral(" values, 4 UTF8 errors)")));
-}
-
-TEST(PropertyListReader, FinalLogLineCountsEveryTextBetweenTags)
-{
-    LogCapture log;
-    // Large enough (a library export's size) to be logged.
-    readManual(bytes("<dict>\n<key>a</key>\n<string>") + QByteArray(200000, 'x') +
-               bytes("</string>\n</dict>"));
-    // "\n", "a", "\n", "x", "\n": blanks between tags are texts too.
-    EXPECT_TRUE(log.text().contains(QStringLiteral(" secs, 5 values, 0 UTF8 errors)")));
-    EXPECT_TRUE(log.text().contains(QStringLiteral("[mutPListFrom] fin ")));
-}
-
-TEST(PropertyListReader, NonAsciiByteInATagEndsTheParse)
-{
-    QString error;
-    const QVariant root = readManual(
-        bytes("<dict><key>a</key><string>x</string><k\xc3\xa9y>b</key><string>y</string></dict>"), &error);
-    EXPECT_EQ(error, QStringLiteral("invalid tag @ 36"));
-    EXPECT_EQ(root.toMap(), (QVariantMap{{QStringLiteral("a"), QStringLiteral("x")}}));
-}
-
-TEST(PropertyListReader, TextThatDecodesToNothingEndsTheParse)
-{
-    // A byte-order mark alone is no text once decoded.
-    QString error;
-    const QVariant root =
-        readManual(bytes("<dict><key>a</key><string>x</string><key>b</key><string>\xef\xbb\xbf</string>"
-                         "<key>c</key><string>z</string></dict>"),
-                   &error);
-    EXPECT_EQ(error, QStringLiteral("invalid value @ 56"));
-    EXPECT_EQ(root.toMap(), (QVariantMap{{QStringLiteral("a"), QStringLiteral("x")}}));
+    for (const QVariant& v : readManual(rows[8].xml).toList())
+        EXPECT_EQ(v.typeId(), QMetaType::Int);
+    EXPECT_EQ(readManual(rows[9].xml).toList().value(0).toDateTime().timeSpec(), Qt::UTC);
+    EXPECT_EQ(ManualPlistParser::leadingInt32(QStringLiteral("\u00a0-17x")), 0);
+    EXPECT_EQ(ManualPlistParser::leadingInt32(QStringLiteral("\t-17x")), -17);
 }
 
 TEST(PropertyListReader, TruncatedFilesGiveThePartialTreeAndSaySo)
@@ -336,54 +302,6 @@ TEST(PropertyListReader, FailureOfBothParsersNamesBoth)
     EXPECT_EQ(error, QStringLiteral("invalid tag @ 36"));
 }
 
-TEST(PropertyListReader, IntegersAreCutTo32Bits)
-{
-    const QVariantList list =
-        readManual(bytes("<array><integer>4294967297</integer><integer>2147483648</integer>"
-                         "<integer>-2147483649</integer><integer>  42abc</integer>"
-                         "<integer>none</integer><integer>+9</integer>"
-                         "<integer>99999999999999999999999</integer></array>"))
-            .toList();
-    EXPECT_EQ(list, (QVariantList{1, INT_MIN, INT_MAX, 42, 0, 9, static_cast<int>(0xF67FFFFFu)}));
-    for (const QVariant& v : list)
-        EXPECT_EQ(v.typeId(), QMetaType::Int);
-    EXPECT_EQ(ManualPlistParser::leadingInt32(QStringLiteral("\u00a0-17x")), 0);
-    EXPECT_EQ(ManualPlistParser::leadingInt32(QStringLiteral("\t-17x")), -17);
-}
-
-TEST(PropertyListReader, DatesInBothForms)
-{
-    const QVariantList list = readManual(bytes("<array><date>2024-02-29T13:45:07Z</date>"
-                                               "<date>2024-2-9T3:04:5Z</date>"
-                                               "<date>2024-13-01T00:00:00Z</date>"
-                                               "<date>yesterday</date></array>"))
-                                  .toList();
-    ASSERT_EQ(list.size(), 2);
-    EXPECT_EQ(list[0].toDateTime(), QDateTime(QDate(2024, 2, 29), QTime(13, 45, 7), Qt::UTC));
-    EXPECT_EQ(list[1].toDateTime(), QDateTime(QDate(2024, 2, 9), QTime(3, 4, 5), Qt::UTC));
-    EXPECT_EQ(list[0].toDateTime().timeSpec(), Qt::UTC);
-}
-
-TEST(PropertyListReader, CharacterReferencesAreReplaced)
-{
-    const QVariantMap map =
-        readManual(bytes("<dict><key>A &amp; B</key><string>Simon &amp; Garfunkel &lt;3&gt;"
-                         "</string><key>n</key><integer>&#52;2</integer></dict>"))
-            .toMap();
-    EXPECT_EQ(map.value(QStringLiteral("A & B")).toString(), QStringLiteral("Simon & Garfunkel <3>"));
-    EXPECT_EQ(map.value(QStringLiteral("n")).toInt(), 42);
-}
-
-TEST(PropertyListReader, TagsAreMatchedByExactText)
-{
-    const QVariantMap map = readManual(bytes("<dict><key>a</key><dict ><key>b</key><string>x</string></dict>"
-                                             "<key>c</key><dict/><string>y</string></dict>"))
-                                .toMap();
-    // "<dict >" and "<dict/>" are no containers: b and c land in the root.
-    EXPECT_EQ(map, (QVariantMap{{QStringLiteral("b"), QStringLiteral("x")},
-                                {QStringLiteral("c"), QStringLiteral("y")}}));
-}
-
 TEST(PropertyListReader, DeepNestingIsBoundedOnBothPaths)
 {
     QByteArray deep;
@@ -412,7 +330,7 @@ TEST(PropertyListReader, PlatformRootMustBeAContainer)
     EXPECT_TRUE(error.isEmpty()); // our own reader read it without error, finding no container
 }
 
-TEST(PropertyListReader, LargeBuffersAreLoggedInShortForm)
+TEST(PropertyListReader, LargeBuffersAreLoggedInShortFormWithTheirCounts)
 {
     QByteArray big("<array>");
     while (big.size() < 120000)
@@ -422,4 +340,9 @@ TEST(PropertyListReader, LargeBuffersAreLoggedInShortForm)
     EXPECT_EQ(WMUtility::mutablePropertyListFromData(big, false).toList().size(), 5000);
     EXPECT_TRUE(
         log.text().contains(QStringLiteral("[mutPListFrom] %1 bytes (120.0KB) sysFirst:0").arg(big.size())));
+    // "\n", "a", "\n", "x", "\n": blanks between tags are texts too.
+    readManual(bytes("<dict>\n<key>a</key>\n<string>") + QByteArray(200000, 'x') +
+               bytes("</string>\n</dict>"));
+    EXPECT_TRUE(log.text().contains(QStringLiteral(" secs, 5 values, 0 UTF8 errors)")));
+    EXPECT_TRUE(log.text().contains(QStringLiteral("[mutPListFrom] fin ")));
 }

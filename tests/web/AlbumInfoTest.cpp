@@ -22,52 +22,41 @@ QByteArray xmcd(const char* body)
 
 } // namespace
 
-TEST(AlbumInfoCDDB, TitleSplitsAtSpacedSlashAndTracksRunUntilTheFirstGap)
+// Each entry read and shown as "artist / name / year / genre / tracks", a
+// missing value as "-".
+TEST(AlbumInfoCDDB, EntriesAreReadLineByLine)
 {
-    const auto album = AlbumInfo::albumWithFreeDBData(
-        xmcd("DTITLE=Kraft/Werk / Back in Black\r\nDYEAR=1980\r\nDGENRE=Hard Rock / Metal\r\n"
-             "TTITLE0=hells bells\r\nTTITLE1=Shoot to Thrill\r\nTTITLE1=second line ignored\r\n"
-             "TTITLE3=after a gap\r\n"));
-    ASSERT_TRUE(album.has_value());
-    EXPECT_EQ(album->artist(), QStringLiteral("Kraft/Werk"));
-    EXPECT_EQ(album->name(), QStringLiteral("Back in Black"));
-    EXPECT_EQ(album->year(), QStringLiteral("1980"));
-    EXPECT_EQ(album->genre(), QStringLiteral("Hard Rock/Metal"));
-    EXPECT_EQ(album->trackNames(),
-              (QStringList{QStringLiteral("Hells Bells"), QStringLiteral("Shoot to Thrill")}));
-}
-
-TEST(AlbumInfoCDDB, LeadingSpaceRefusesTheTitleButNotYearOrGenre)
-{
-    const auto album =
-        AlbumInfo::albumWithFreeDBData(xmcd("DTITLE= Someone / Something\nDYEAR= 1999\nDGENRE= Jazz\n"));
-    ASSERT_TRUE(album.has_value());
-    EXPECT_TRUE(album->artist().isNull());
-    EXPECT_TRUE(album->name().isNull());
-    EXPECT_EQ(album->year(), QStringLiteral(" 1999"));
-    EXPECT_EQ(album->genre(), QStringLiteral("Jazz"));
-}
-
-TEST(AlbumInfoCDDB, OddInputs)
-{
+    const struct
+    {
+        const char* name;
+        const char* body;
+        const char* album;
+    } rows[] = {
+        {"title split at a spaced slash, tracks run until the first gap",
+         "DTITLE=Kraft/Werk / Back in Black\r\nDYEAR=1980\r\nDGENRE=Hard Rock / Metal\r\nTTITLE0=hells "
+         "bells\r\n"
+         "TTITLE1=Shoot to Thrill\r\nTTITLE1=second line ignored\r\nTTITLE3=after a gap\r\n",
+         "Kraft/Werk / Back in Black / 1980 / Hard Rock/Metal / Hells Bells; Shoot to Thrill"},
+        {"a leading space refuses the title but not year or genre",
+         "DTITLE= Someone / Something\nDYEAR= 1999\nDGENRE= Jazz\n", "- / - /  1999 / Jazz / "},
+        // Trailing stars go from the name only; the first line of a key counts.
+        {"without a slash artist and name are both the whole title",
+         "DTITLE=beatles, the**\nDTITLE=Other\nDYEAR=\n", "Beatles, The** / The Beatles / - / - / "},
+        // Leading zeros are no track numbers; Latin-1 bytes are read as such.
+        {"a track value starting below the space ends the list",
+         "TTITLE0=Caf\xe9\nTTITLE01=x\nTTITLE1=\tTab\nTTITLE2=Three\n", "- / - / - / - / Caf\xc3\xa9"},
+    };
+    const auto shown = [](const QString& value) {
+        return value.isNull() ? QStringLiteral("-") : value;
+    };
+    for (const auto& row : rows) {
+        const auto album = AlbumInfo::albumWithFreeDBData(xmcd(row.body));
+        ASSERT_TRUE(album.has_value()) << row.name;
+        const QStringList parts{shown(album->artist()), shown(album->name()), shown(album->year()),
+                                shown(album->genre()), album->trackNames().join(QStringLiteral("; "))};
+        EXPECT_EQ(parts.join(QStringLiteral(" / ")), QString::fromUtf8(row.album)) << row.name;
+    }
     EXPECT_FALSE(AlbumInfo::albumWithFreeDBData(QByteArray()).has_value());
-
-    // Without a slash artist and name are both the whole title; trailing
-    // stars go from the name only; the first line of a key counts.
-    auto album = AlbumInfo::albumWithFreeDBData(xmcd("DTITLE=beatles, the**\nDTITLE=Other\nDYEAR=\n"));
-    ASSERT_TRUE(album.has_value());
-    EXPECT_EQ(album->name(), QStringLiteral("The Beatles"));
-    EXPECT_EQ(album->artist(), QStringLiteral("Beatles, The**"));
-    EXPECT_TRUE(album->year().isNull());
-    EXPECT_TRUE(album->trackNames().isEmpty());
-
-    // A track value starting below the space ends the list; leading zeros
-    // are no track numbers; Latin-1 bytes are read as such.
-    album =
-        AlbumInfo::albumWithFreeDBData(xmcd("TTITLE0=Caf\xe9\nTTITLE01=x\nTTITLE1=\tTab\nTTITLE2=Three\n"));
-    ASSERT_TRUE(album.has_value());
-    EXPECT_EQ(album->trackNames(), QStringList{QStringLiteral("Caf\u00e9")});
-
     // Track numbers are bounded.
     QByteArray many = xmcd("DTITLE=A / B\n");
     for (int i = 0; i < CDDBTextParser::MaximumTracks + 50; ++i)

@@ -95,9 +95,7 @@ TEST_F(LyricsSourcesTest, SeekALyricFollowsOnlyTheFirstMatchingRow)
                                            {"The Lantern Choir", "Harbour Lights (Reprise)", "/words/2"}})));
     mServer.route(QStringLiteral("/words/1"), Response::html(lyricsPage(kLyricsHTML)));
     auto source = makeSource<SeekALyricInterface>(seekResources(), QStringLiteral("Harbour Lights"));
-    AlbumSourceTestKit kit;
-    ASSERT_TRUE(kit.run(*source));
-    EXPECT_EQ(kit.mCompletions, 1);
+    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/words/0")), 0);
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/words/2")), 0);
     ASSERT_EQ(source->albums().size(), 1);
@@ -126,9 +124,7 @@ TEST_F(LyricsSourcesTest, SeekALyricRetriesWithoutParenthesesAfterAPageWithoutEn
     });
     auto source = makeSource<SeekALyricInterface>(seekResources(), QStringLiteral("Harbour Lights (Live)"));
     source->setAllowSubstringTrackMatches(true);
-    AlbumSourceTestKit kit;
-    ASSERT_TRUE(kit.run(*source));
-    EXPECT_EQ(kit.mCompletions, 1);
+    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/words/live")), 1);
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/words/studio")), 1);
     ASSERT_EQ(source->albums().size(), 1);
@@ -140,8 +136,7 @@ TEST_F(LyricsSourcesTest, SeekALyricWithoutArtistOrTemplateCompletesAtOnce)
 {
     auto source = makeSource<SeekALyricInterface>(seekResources(), QStringLiteral("Harbour Lights"));
     source->setArtist(QString());
-    AlbumSourceTestKit kit;
-    ASSERT_TRUE(kit.run(*source));
+    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
     EXPECT_TRUE(mServer.requests().isEmpty());
     EXPECT_EQ(source->resourcesPossiblyAvailable(), AlbumAssets(AlbumAsset::Lyrics));
 }
@@ -171,8 +166,7 @@ TEST_F(LyricsSourcesTest, LyredWalksTheAlbumsOneAtATime)
     // Without a known album the albums are read in page order.
     auto walking = makeSource<LyredInterface>(resources, QStringLiteral("Harbour Song"));
     walking->setAlbumTitle(QString());
-    AlbumSourceTestKit kit;
-    ASSERT_TRUE(kit.run(*walking));
+    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*walking));
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/album/1")), 1);
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/album/3")), 0) << "the search ends with the first lyrics";
     ASSERT_EQ(walking->albums().size(), 1);
@@ -217,8 +211,7 @@ TEST_F(LyricsSourcesTest, LeoReadsTheNextResultPageAndDropsAdvertising)
                                  "Don&#39;t " +
                                  kLyricsHTML + "</div><!-- lyric --></html>"));
     auto source = makeSource<LeosLyricsInterface>(resources, QStringLiteral("Harbour Lights"));
-    AlbumSourceTestKit kit;
-    ASSERT_TRUE(kit.run(*source));
+    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/l/1")), 0);
     ASSERT_EQ(source->albums().size(), 1);
     const QString lyrics =

@@ -2,8 +2,8 @@
 #include "TestHttpServer.h"
 #include "TestSupport.h"
 
-#include "web/WMUsage.h"
 #include "text/WendmarkTextExtensions.h"
+#include "web/WMUsage.h"
 #include "web/WendmarkInterface.h"
 
 #include <QDir>
@@ -102,8 +102,7 @@ TEST_F(WendmarkInterfaceTest, SearchAnswersTheCoverWithoutTheNetwork)
 {
     auto source =
         makeSource(QStringLiteral("The Lantern Choir"), QStringLiteral("Harbour Lights (Deluxe)"), 500);
-    AlbumSourceTestKit kit;
-    ASSERT_TRUE(kit.run(*source));
+    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
     EXPECT_TRUE(mServer.requests().isEmpty());
     ASSERT_EQ(source->albums().size(), 1);
     const AlbumInfo& album = source->albums().constFirst();
@@ -121,13 +120,11 @@ TEST_F(WendmarkInterfaceTest, CompilationsFallBackToVariousThenTheAlbumAlone)
          {QStringLiteral("Summer Signals"), QStringLiteral("Rooftop Radio Sessions")}) {
         auto compilation = makeSource(QStringLiteral("Someone"), album);
         compilation->setIsCompilation(true);
-        AlbumSourceTestKit kit;
-        ASSERT_TRUE(kit.run(*compilation));
+        ASSERT_TRUE(AlbumSourceTestKit::runOnce(*compilation));
         EXPECT_EQ(compilation->albums().size(), 1) << album.toStdString();
 
         auto single = makeSource(QStringLiteral("Someone"), album);
-        AlbumSourceTestKit kit2;
-        ASSERT_TRUE(kit2.run(*single));
+        ASSERT_TRUE(AlbumSourceTestKit::runOnce(*single));
         EXPECT_TRUE(single->albums().isEmpty());
     }
 }
@@ -135,8 +132,7 @@ TEST_F(WendmarkInterfaceTest, CompilationsFallBackToVariousThenTheAlbumAlone)
 TEST_F(WendmarkInterfaceTest, ANarrowOrMissingCoverLeavesAUsageNote)
 {
     auto narrow = makeSource(QStringLiteral("Juniper Vale"), QStringLiteral("Night Ferry"), 500);
-    AlbumSourceTestKit kit;
-    ASSERT_TRUE(kit.run(*narrow));
+    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*narrow));
     EXPECT_TRUE(narrow->albums().isEmpty());
     QVariantList note = lastUsageNote();
     ASSERT_EQ(note.size(), 4);
@@ -146,8 +142,7 @@ TEST_F(WendmarkInterfaceTest, ANarrowOrMissingCoverLeavesAUsageNote)
     EXPECT_EQ(note.at(3).toList().value(4).toInt(), 500);
 
     auto missing = makeSource(QStringLiteral("Juniper Vale"), QStringLiteral("Unknown Shore"));
-    AlbumSourceTestKit kit2;
-    ASSERT_TRUE(kit2.run(*missing));
+    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*missing));
     EXPECT_EQ(lastUsageNote().value(1).toString(), QStringLiteral("Image Not Found"));
 }
 
@@ -158,8 +153,7 @@ TEST_F(WendmarkInterfaceTest, ADamagedDigestIsAnEmptyOne)
     EXPECT_TRUE(WendmarkInterface::albumsDict().isEmpty());
     auto source = makeSource(QStringLiteral("The Lantern Choir"), QStringLiteral("Harbour Lights"));
     EXPECT_EQ(source->resourcesPossiblyAvailable(), AlbumAssets());
-    AlbumSourceTestKit kit;
-    ASSERT_TRUE(kit.run(*source));
+    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
     EXPECT_TRUE(source->albums().isEmpty());
 }
 

@@ -22,6 +22,12 @@ QString pageOf(const WikipediaTestPages::Article& article)
     return QString::fromUtf8(WikipediaTestPages::articlePage(article));
 }
 
+// "a|b|c" as the list of its parts.
+QStringList parts(const char* joined)
+{
+    return QString::fromUtf8(joined).split(QLatin1Char('|'));
+}
+
 } // namespace
 
 TEST(WikipediaPageReader, YearIsTheLastPlausibleFourDigitsOfTheReleaseText)
@@ -75,9 +81,7 @@ TEST(WikipediaPageReader, ReadsAnArticleOfTodaysLayout)
     EXPECT_EQ(album->name(), QStringLiteral("Paper Lanterns"));
     EXPECT_EQ(album->artist(), QStringLiteral("The Quiet Engines"));
     EXPECT_EQ(album->year(), QStringLiteral("1999"));
-    EXPECT_EQ(album->trackNames(),
-              QStringList({QStringLiteral("Open Window"), QStringLiteral("Paper Lanterns"),
-                           QStringLiteral("Slow Tide")}));
+    EXPECT_EQ(album->trackNames(), parts("Open Window|Paper Lanterns|Slow Tide"));
     EXPECT_EQ(album->artURLString(), QStringLiteral("http://upload.example.org/covers/paper_lanterns.jpg"));
     EXPECT_TRUE(album->genre().contains(QStringLiteral("Art rock")));
     EXPECT_TRUE(album->genre().contains(QStringLiteral("ream pop")));
@@ -114,12 +118,11 @@ TEST(WikipediaPageReader, TablesContinueWhileNumberingGoesOnOrForRecordSides)
             html += QStringLiteral("<tr><td>%1.</td><td>\"%2\"</td></tr>").arg(first + i).arg(names.at(i));
         return html + QStringLiteral("<tr><td colspan=\"2\">Total length:</td><td>9:00</td></tr></table>");
     };
-    const QString sides =
-        table(QStringLiteral("<caption>Side one</caption>"), 1, {QStringLiteral("A"), QStringLiteral("B")}) +
-        table(QStringLiteral("<caption>Side two</caption>"), 1, {QStringLiteral("C")}) +
-        table(QString(), 4, {QStringLiteral("D")}) + table(QString(), 1, {QStringLiteral("Bonus")});
-    EXPECT_EQ(reader.trackNames(sides), QStringList({QStringLiteral("A"), QStringLiteral("B"),
-                                                     QStringLiteral("C"), QStringLiteral("D")}));
+    const QString sides = table(QStringLiteral("<caption>Side one</caption>"), 1, parts("A|B")) +
+                          table(QStringLiteral("<caption>Side two</caption>"), 1, {QStringLiteral("C")}) +
+                          table(QString(), 4, {QStringLiteral("D")}) +
+                          table(QString(), 1, {QStringLiteral("Bonus")});
+    EXPECT_EQ(reader.trackNames(sides), parts("A|B|C|D"));
 }
 
 // Many articles write their track listing as a plain table: a header row
@@ -130,8 +133,7 @@ TEST(WikipediaPageReader, ReadsTrackListingsWrittenAsPlainTables)
 {
     using WikipediaTestPages::plainTable;
     const WikipediaPageReader reader(shipped());
-    const QStringList three = {QStringLiteral("Open Window"), QStringLiteral("Paper Lanterns"),
-                               QStringLiteral("Slow Tide")};
+    const QStringList three = parts("Open Window|Paper Lanterns|Slow Tide");
     // Rows of `three` with the number in a cell of `numberCell` ("td" or
     // "th"), the quoted title and one more cell after it; none: no number.
     auto rows = [&](const QString& numberCell, const QString& numberSuffix, const QString& after) {
@@ -153,13 +155,11 @@ TEST(WikipediaPageReader, ReadsTrackListingsWrittenAsPlainTables)
     const QString total = QStringLiteral("<td colspan=\"3\" style=\"text-align:right\">Total length:</td>"
                                          "<td>11:23</td>");
     const QString withTotal =
-        plainTable({QStringLiteral("Title"), QStringLiteral("Writer(s)"), QStringLiteral("Time")},
+        plainTable(parts("Title|Writer(s)|Time"),
                    rows(QString(), QString(), QStringLiteral("J. Doe")) + QList<QStringList>{{total}});
     const QString chart =
         QStringLiteral("<h2 id=\"Charts\">Charts</h2>") +
-        plainTable({QStringLiteral("#"), QStringLiteral("Title"), QStringLiteral("Time")},
-                   {{QStringLiteral("<td>1</td>"), QStringLiteral("<td>\"Not a track\"</td>"),
-                     QStringLiteral("<td>1:00</td>")}});
+        plainTable(parts("#|Title|Time"), {parts("<td>1</td>|<td>\"Not a track\"</td>|<td>1:00</td>")});
     struct Row
     {
         const char* name;
@@ -169,36 +169,26 @@ TEST(WikipediaPageReader, ReadsTrackListingsWrittenAsPlainTables)
     };
     const Row cases[] = {
         {"# Title Writer(s) Time",
-         plainTable({QStringLiteral("#"), QStringLiteral("Title"), QStringLiteral("Writer(s)"),
-                     QStringLiteral("Time")},
+         plainTable(parts("#|Title|Writer(s)|Time"),
                     rows(QStringLiteral("td"), QString(), QStringLiteral("J. Doe, R. Roe"))),
          {},
          three},
         {"No. in row headers, a length column",
-         plainTable({QStringLiteral("<abbr title=\"Number\">No.</abbr>"), QStringLiteral("Title"),
-                     QStringLiteral("Producer(s)"), QStringLiteral("Length")},
+         plainTable(parts("<abbr title=\"Number\">No.</abbr>|Title|Producer(s)|Length"),
                     rows(QStringLiteral("th"), QStringLiteral("."), QStringLiteral("A. Producer"))),
          {},
          three},
         {"no number column: the row order, without the total", withTotal, {}, three},
         {"two discs numbered on, bonus table left out",
-         plainTable({QStringLiteral("#"), QStringLiteral("Title"), QStringLiteral("Time")},
-                    {{QStringLiteral("<td>1</td>"), QStringLiteral("<td>\"A\"</td>"),
-                      QStringLiteral("<td>1:00</td>")},
-                     {QStringLiteral("<td>2</td>"), QStringLiteral("<td>\"B\"</td>"),
-                      QStringLiteral("<td>1:00</td>")}}) +
-             plainTable({QStringLiteral("#"), QStringLiteral("Title"), QStringLiteral("Time")},
-                        {{QStringLiteral("<td>3</td>"), QStringLiteral("<td>\"C\"</td>"),
-                          QStringLiteral("<td>1:00</td>")}}) +
-             plainTable({QStringLiteral("#"), QStringLiteral("Title"), QStringLiteral("Time")},
-                        {{QStringLiteral("<td>1</td>"), QStringLiteral("<td>\"Bonus\"</td>"),
-                          QStringLiteral("<td>1:00</td>")}}),
+         plainTable(parts("#|Title|Time"), {parts("<td>1</td>|<td>\"A\"</td>|<td>1:00</td>"),
+                                            parts("<td>2</td>|<td>\"B\"</td>|<td>1:00</td>")}) +
+             plainTable(parts("#|Title|Time"), {parts("<td>3</td>|<td>\"C\"</td>|<td>1:00</td>")}) +
+             plainTable(parts("#|Title|Time"), {parts("<td>1</td>|<td>\"Bonus\"</td>|<td>1:00</td>")}),
          {},
-         {QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")}},
+         parts("A|B|C")},
         {"a table of another section", QStringLiteral("<p>Unknown.</p>\n"), chart, {}},
         {"a table without a number or length column",
-         plainTable({QStringLiteral("Title"), QStringLiteral("Writer(s)")},
-                    {{QStringLiteral("<td>\"One\"</td>"), QStringLiteral("<td>J. Doe</td>")}}),
+         plainTable(parts("Title|Writer(s)"), {parts("<td>\"One\"</td>|<td>J. Doe</td>")}),
          {},
          {}},
     };
@@ -224,8 +214,7 @@ TEST(WikipediaPageReader, ListsOfTracksAndListsOfLinks)
         "<ol><li value=\"3\">\"Three\"</li></ol><ol><li "
         "value=\"4\">\"Demo\"<ul><li>B-side</li></ul></li></ol>"
         "<h2 id=\"Notes\">Notes</h2><ol><li value=\"5\">\"Not a track\"</li></ol>");
-    EXPECT_EQ(reader.trackNames(lists),
-              QStringList({QStringLiteral("One"), QStringLiteral("Two"), QStringLiteral("Three")}));
+    EXPECT_EQ(reader.trackNames(lists), parts("One|Two|Three"));
     const QString links =
         QStringLiteral("<h2 id=\"Track_listing\">x</h2><ol><li>/wiki/One</li><li>Two</li></ol>");
     EXPECT_TRUE(reader.trackNames(links).isEmpty());
@@ -238,28 +227,21 @@ TEST(WikipediaPageReader, FollowsAlbumLinksOfDisambiguationPagesOnTheSiteOnly)
 {
     const WikipediaPageReader reader(shipped());
     const QByteArray page = WikipediaTestPages::linkPage(
-        {{QStringLiteral("/wiki/Paper_Lanterns_(album)"), QStringLiteral("Paper Lanterns (album)"),
-          QStringLiteral("Paper Lanterns")},
-         {QStringLiteral("/wiki/Paper_Lanterns_(album)#Side"), QStringLiteral("Paper Lanterns (album)"),
-          QStringLiteral("again")},
-         {QStringLiteral("/wiki/Elsewhere_(album)"), QStringLiteral("Elsewhere"), QStringLiteral("an album")},
-         {QStringLiteral("/wiki/Paper_Lanterns_(song)"), QStringLiteral("Paper Lanterns (song)"),
-          QStringLiteral("Paper Lanterns")},
-         {QStringLiteral("https://elsewhere.example/Paper_Lanterns_(album)"),
-          QStringLiteral("Paper Lanterns (album)"), QStringLiteral("Paper Lanterns")},
-         {QStringLiteral("//127.0.0.1:8080/wiki/Paper_Lanterns_(1999_album)"), QStringLiteral("x"),
-          QStringLiteral("Paper Lanterns (1999 album)")}},
+        {parts("/wiki/Paper_Lanterns_(album)|Paper Lanterns (album)|Paper Lanterns"),
+         parts("/wiki/Paper_Lanterns_(album)#Side|Paper Lanterns (album)|again"),
+         parts("/wiki/Elsewhere_(album)|Elsewhere|an album"),
+         parts("/wiki/Paper_Lanterns_(song)|Paper Lanterns (song)|Paper Lanterns"),
+         parts("https://elsewhere.example/Paper_Lanterns_(album)|Paper Lanterns (album)|Paper Lanterns"),
+         parts("//127.0.0.1:8080/wiki/Paper_Lanterns_(1999_album)|x|Paper Lanterns (1999 album)")},
         true);
     EXPECT_EQ(reader.linksToFollow(QString::fromUtf8(page), QStringLiteral("Paper Lanterns")),
-              QStringList({QStringLiteral("http://127.0.0.1:8080/wiki/Paper_Lanterns_(album)"),
-                           QStringLiteral("http://127.0.0.1:8080/wiki/Elsewhere_(album)"),
-                           QStringLiteral("http://127.0.0.1:8080/wiki/Paper_Lanterns_(1999_album)")}));
+              parts("http://127.0.0.1:8080/wiki/Paper_Lanterns_(album)|http://127.0.0.1:8080/wiki/"
+                    "Elsewhere_(album)|http://127.0.0.1:8080/wiki/Paper_Lanterns_(1999_album)"));
     // On an ordinary page only links marked as album articles are followed.
-    const QByteArray ordinary = WikipediaTestPages::linkPage(
-        {{QStringLiteral("/wiki/Paper_Lanterns_(album)"), QStringLiteral("Paper Lanterns (album)"),
-          QStringLiteral("the album")},
-         {QStringLiteral("/wiki/Album"), QStringLiteral("Album"), QStringLiteral("album")}},
-        false);
+    const QByteArray ordinary =
+        WikipediaTestPages::linkPage({parts("/wiki/Paper_Lanterns_(album)|Paper Lanterns (album)|the album"),
+                                      parts("/wiki/Album|Album|album")},
+                                     false);
     EXPECT_EQ(reader.linksToFollow(QString::fromUtf8(ordinary), QStringLiteral("Paper Lanterns")),
               QStringList({QStringLiteral("http://127.0.0.1:8080/wiki/Paper_Lanterns_(album)")}));
 }
