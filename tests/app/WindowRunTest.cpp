@@ -128,19 +128,28 @@ TEST_F(WindowRunTest, StopEndsTheRunAndLeavesTheSongsReady)
 {
     answer(3000);
     ASSERT_TRUE(mApp.load(mFolder));
-    QSignalSpy ended(&mApp.window().controller(), &MainController::runEnded);
+    MainController& controller = mApp.window().controller();
+    QSignalSpy ended(&controller, &MainController::runEnded);
+    QSignalSpy logged(&controller, &MainController::logLine);
     mApp.choose("BeginAdd");
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return statuses().contains(text("ToolTipStatusScanning")); }));
-    EXPECT_TRUE(mApp.action("Stop")->isEnabled());
     mApp.choose("Stop");
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return ended.count() == 1; }));
     EXPECT_TRUE(ended.first().first().toBool());
+    EXPECT_EQ(controller.songsProcessed(), 1u);
     EXPECT_EQ(statuses(), QStringList(3, text("AccessibleStatusIdle")));
-    EXPECT_TRUE(mApp.logText().contains(LocalizedStrings::format(
-        QStringLiteral("LogCancelled"), 0, LocalizedStrings::count(QStringLiteral("CountSongs"), 1))))
-        << mApp.logText().toStdString();
-    EXPECT_FALSE(mApp.action("Stop")->isEnabled());
+    const QString cancelled = LocalizedStrings::format(
+        QStringLiteral("LogCancelled"), 0, LocalizedStrings::count(QStringLiteral("CountSongs"), 1));
+    EXPECT_TRUE(mApp.logText().contains(cancelled)) << mApp.logText().toStdString();
+    ASSERT_FALSE(logged.isEmpty());
+    EXPECT_EQ(logged.last().at(0).toString(), cancelled);
+    EXPECT_EQ(logged.last().at(1).value<QColor>(), QColor(255, 128, 0));
     EXPECT_EQ(yearsInFiles(), QStringList(3, QString()));
+    // A new run can begin at once.
+    EXPECT_FALSE(mApp.action("Stop")->isEnabled());
+    EXPECT_TRUE(
+        AppTestWindow::waitFor([&] { return mApp.action("BeginAdd")->text() == text("BeginLabel"); }));
+    EXPECT_TRUE(mApp.action("BeginAdd")->isEnabled());
 }
 
 TEST_F(WindowRunTest, EditUndoTakesTheRunBack)

@@ -1,6 +1,7 @@
 // The gathering run end to end: real MP3 and MPEG-4 files, a test source
 // answering from the local server, the run's statuses, counters, log lines
-// and writes, cancelling and giving up, adding songs, and dry runs.
+// and writes, giving up on a task that ignores Stop (Stop itself is driven
+// from the window's run tests), adding songs, and dry runs.
 #include "run/MainController.h"
 
 #include "LoadTestFiles.h"
@@ -273,34 +274,6 @@ TEST_F(MainControllerTest, SongsAddedDuringARunJoinItAndTheCountersCarryOn)
     EXPECT_EQ(mController.songsModified(), 2u);
     EXPECT_EQ(yearInFile(second->path()), QStringLiteral("1987"));
     EXPECT_EQ(mLog.last().text, runEnd("LogFinished", 2, 2));
-}
-
-TEST_F(MainControllerTest, StopCancelsTheTaskAndReturnsQueuedSongs)
-{
-    const auto first = makeSong("a", "Headlights");
-    const auto second = makeSong("b", "Overpass");
-    ASSERT_TRUE(first && second);
-    const QByteArray secondBytes = TestSupport::readFile(second->path());
-    mController.setAllSongs({first, second});
-    answerWith("[]", 5000);
-
-    ASSERT_TRUE(mController.beginGathering());
-    ASSERT_TRUE(TestHttpServer::waitFor([&] { return mServer.requestCount(QStringLiteral("/albums")) > 0; }));
-    mController.stopGathering();
-    ASSERT_TRUE(runToEnd());
-
-    EXPECT_TRUE(mCancelled);
-    EXPECT_EQ(mController.songsProcessed(), 1u);
-    EXPECT_EQ(first->activityStatus(), SongActivityStatus::Idle);
-    EXPECT_EQ(second->activityStatus(), SongActivityStatus::Idle);
-    EXPECT_EQ(TestSupport::readFile(second->path()), secondBytes);
-    ASSERT_FALSE(mLog.isEmpty());
-    EXPECT_EQ(mLog.last().text, runEnd("LogCancelled", 0, 1));
-    EXPECT_EQ(mLog.last().color, QColor(255, 128, 0));
-    TestHttpServer::waitFor([&] { return mController.beginMode() == QStringLiteral("Begin"); }, 2000);
-    EXPECT_EQ(mController.beginMode(), QStringLiteral("Begin"));
-    // A new run can begin at once.
-    EXPECT_TRUE(mController.canBeginGathering());
 }
 
 TEST_F(MainControllerTest, ATaskThatIgnoresCancelIsGivenUpOn)
