@@ -1,5 +1,6 @@
 #include "AppTestWindow.h"
 
+#include "AppActions.h"
 #include "LogPane.h"
 #include "NoticeBar.h"
 #include "SongTableModel.h"
@@ -13,12 +14,15 @@
 
 #include <QAbstractButton>
 #include <QAccessible>
+#include <QAction>
 #include <QApplication>
 #include <QDir>
+#include <QDropEvent>
 #include <QHeaderView>
-#include <QLineEdit>
 #include <QItemSelection>
+#include <QLineEdit>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QSettings>
 #include <QTest>
 
@@ -42,7 +46,10 @@ AppTestWindow::~AppTestWindow()
 
 QString AppTestWindow::folder(const QString& name)
 {
-    const QString path = TestSupport::scratchFolder() + QStringLiteral("/app/") + name;
+    const QString path =
+        TestSupport::scratchFolder() + QStringLiteral("/app/") +
+        (name.isEmpty() ? QLatin1String(::testing::UnitTest::GetInstance()->current_test_info()->name())
+                        : name);
     QDir(path).removeRecursively();
     QDir().mkpath(path);
     return path;
@@ -51,6 +58,56 @@ QString AppTestWindow::folder(const QString& name)
 QString AppTestWindow::writeSong(const QString& folder, const QString& name, const QVariantMap& values)
 {
     return SongTestFiles::writeMp3(folder + QLatin1Char('/') + name + QStringLiteral(".mp3"), values);
+}
+
+QStringList AppTestWindow::writeSongs(const QString& folder, const QStringList& titles,
+                                      const QVariantMap& values)
+{
+    QStringList paths;
+    for (const QString& title : titles) {
+        QVariantMap tag = values;
+        tag.insert(QStringLiteral("title"), title);
+        paths.append(writeSong(folder, title, tag));
+        if (paths.last().isEmpty())
+            ADD_FAILURE() << "could not write " << title.toStdString();
+    }
+    return paths;
+}
+
+QString AppTestWindow::inFile(const QString& path, QString (AudioInfoTag::*value)() const)
+{
+    const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagWithPath(path);
+    return tag ? (tag.get()->*value)() : QStringLiteral("<unreadable>");
+}
+
+QAction* AppTestWindow::action(const char* identifier) const
+{
+    return mWindow->actions()->action(QLatin1String(identifier));
+}
+
+void AppTestWindow::choose(const char* identifier)
+{
+    QAction* command = action(identifier);
+    EXPECT_TRUE(command->isEnabled()) << identifier;
+    command->trigger();
+    QCoreApplication::processEvents();
+}
+
+bool AppTestWindow::drop(QWidget* target, const QList<QUrl>& urls)
+{
+    QMimeData mime;
+    mime.setUrls(urls);
+    const QPoint at(target->width() / 2, target->height() / 2);
+    QDragEnterEvent enter(at, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(target, &enter);
+    if (!enter.isAccepted())
+        return false;
+    QDragMoveEvent move(at, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(target, &move);
+    QDropEvent dropped(QPointF(at), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(target, &dropped);
+    QCoreApplication::processEvents();
+    return true;
 }
 
 bool AppTestWindow::load(const QString& folder)
@@ -72,14 +129,24 @@ int AppTestWindow::rowCount() const
 
 QString AppTestWindow::cell(int row, SongColumn column) const
 {
-    QAccessibleInterface* table = QAccessible::queryAccessibleInterface(mWindow->table());
+    return cell(mWindow->table(), row, int(column));
+}
+
+QString AppTestWindow::cell(const char* title, SongColumn column) const
+{
+    return cell(rowOfTitle(QLatin1String(title)), column);
+}
+
+QString AppTestWindow::cell(QAbstractItemView* view, int row, int column)
+{
+    QAccessibleInterface* table = QAccessible::queryAccessibleInterface(view);
     if (!table || !table->tableInterface())
         return QStringLiteral("<no table>");
     // With a screen reader running, the view tells the accessibility layer
     // when its rows change; without one (offscreen) the test does.
-    QAccessibleTableModelChangeEvent reset(mWindow->table(), QAccessibleTableModelChangeEvent::ModelReset);
+    QAccessibleTableModelChangeEvent reset(view, QAccessibleTableModelChangeEvent::ModelReset);
     table->tableInterface()->modelChange(&reset);
-    QAccessibleInterface* cell = table->tableInterface()->cellAt(row, int(column));
+    QAccessibleInterface* cell = table->tableInterface()->cellAt(row, column);
     return cell ? cell->text(QAccessible::Name) : QStringLiteral("<no cell>");
 }
 

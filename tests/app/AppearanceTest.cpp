@@ -16,7 +16,6 @@
 #include "SongTableView.h"
 #include "ToolbarCustomizeDialog.h"
 
-#include "support/LocalizedStrings.h"
 #include "support/WMExceptionDelegate.h"
 
 #include <QAccessible>
@@ -32,25 +31,22 @@
 #include <QTimer>
 #include <QToolButton>
 
-#include <gtest/gtest.h>
-
 TEST(AppearanceTest, EveryPictureIsDrawnSharplyAtPixelRatioTwo)
 {
     const QStringList pictures = QDir(QStringLiteral(":/images")).entryList({QStringLiteral("*.svg")});
     ASSERT_GE(pictures.size(), 20);
     for (const QString& file : pictures) {
-        const QString name = file.chopped(4);
-        const QIcon icon = AppIcons::icon(name);
-        ASSERT_FALSE(icon.isNull()) << name.toStdString();
+        SCOPED_TRACE(file.toStdString());
+        const QIcon icon = AppIcons::icon(file.chopped(4));
+        ASSERT_FALSE(icon.isNull());
         const QPixmap single = icon.pixmap(QSize(16, 16), 1.0);
         const QPixmap twice = icon.pixmap(QSize(16, 16), 2.0);
-        EXPECT_EQ(twice.size(), QSize(32, 32)) << name.toStdString();
-        EXPECT_EQ(twice.deviceIndependentSize(), QSizeF(16, 16)) << name.toStdString();
+        EXPECT_EQ(twice.size(), QSize(32, 32));
+        EXPECT_EQ(twice.deviceIndependentSize(), QSizeF(16, 16));
         // Drawn anew at the finer grid, not the coarse picture enlarged.
         const QImage enlarged =
             single.toImage().scaled(32, 32).convertToFormat(QImage::Format_ARGB32_Premultiplied);
-        EXPECT_NE(twice.toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied), enlarged)
-            << name.toStdString();
+        EXPECT_NE(twice.toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied), enlarged);
     }
 }
 
@@ -97,7 +93,7 @@ TEST(AppearanceTest, EveryIconOnlyControlHasAName)
     }
     // The status column shows no title, but says what it is.
     EXPECT_EQ(app.window().model()->headerData(0, Qt::Horizontal, Qt::AccessibleTextRole).toString(),
-              LocalizedStrings::text(QStringLiteral("SongsTableName_active")));
+              text("SongsTableName_active"));
 }
 
 TEST(AppearanceTest, ACustomizedToolbarIsKeptForTheNextStart)
@@ -112,17 +108,13 @@ TEST(AppearanceTest, ACustomizedToolbarIsKeptForTheNextStart)
             ASSERT_NE(toolbar, nullptr);
             // The first item goes, then the arrangement is accepted.
             toolbar->setCurrentRow(0);
-            for (QPushButton* button : dialog->findChildren<QPushButton*>()) {
-                if (button->text() == LocalizedStrings::text(QStringLiteral("CustomizeRemove")))
-                    button->click();
-            }
+            AppTestWindow::named<QPushButton>(dialog, text("CustomizeRemove"))->click();
             dialog->accept();
         });
-        app.window().actions()->action(QStringLiteral("CustomizeToolbar"))->trigger();
+        app.action("CustomizeToolbar")->trigger();
         arranged = app.window().toolBar()->items();
         EXPECT_EQ(arranged, MainToolBar::defaultItems().mid(1));
-        EXPECT_FALSE(app.window().toolBar()->actions().contains(
-            app.window().actions()->action(QStringLiteral("BeginAdd"))));
+        EXPECT_FALSE(app.window().toolBar()->actions().contains(app.action("BeginAdd")));
     }
     EXPECT_EQ(QSettings().value(QLatin1String(MainToolBar::kSettingsKey)).toStringList(), arranged);
     AppActions actions;
@@ -162,7 +154,7 @@ TEST(AppearanceTest, HiddenColumnsAndWidthsAreKeptUntilReset)
     EXPECT_TRUE(table.isColumnHidden(album));
     EXPECT_EQ(table.columnWidth(title), 333);
     EXPECT_EQ(table.horizontalHeader()->visualIndex(title), 1);
-    menuItem(table, LocalizedStrings::text(QStringLiteral("ResetColumns")));
+    menuItem(table, text("ResetColumns"));
     EXPECT_FALSE(table.isColumnHidden(album));
     EXPECT_EQ(table.horizontalHeader()->visualIndex(title), title);
     EXPECT_TRUE(table.isColumnHidden(int(SongColumn::BPM)));
@@ -176,10 +168,7 @@ TEST(AppearanceTest, AnExceptionIsOfferedForAReportInOurDialog)
         auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
         ASSERT_NE(box, nullptr);
         shownText = box->text();
-        for (QAbstractButton* button : box->buttons()) {
-            if (button->text() == LocalizedStrings::text(QStringLiteral("Do Not Report")))
-                button->click();
-        }
+        AppTestWindow::answerQuestion(box, text("Do Not Report"));
     });
     EXPECT_FALSE(WMExceptionDelegate::reportException(QStringLiteral("Error Encountered"),
                                                       QStringLiteral("An exception of type X occurred: Y")));

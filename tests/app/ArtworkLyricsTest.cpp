@@ -7,8 +7,8 @@
 // removing lyrics asks for several songs, and the words of a lyrics search
 // are highlighted.
 #include "AppTestWindow.h"
+#include "LoadTestFiles.h"
 
-#include "AppActions.h"
 #include "ArtworkPanel.h"
 #include "LyricsPanel.h"
 #include "NoticeBar.h"
@@ -18,37 +18,19 @@
 #include "TagCommandRunner.h"
 #include "TestSupport.h"
 
-#include "support/LocalizedStrings.h"
-#include "tags/AudioInfoTag.h"
-
-#include <QAction>
-#include <QBuffer>
 #include <QClipboard>
-#include <QDropEvent>
 #include <QFile>
-#include <QImageWriter>
-#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
 #include <QToolButton>
 
-#include <gtest/gtest.h>
-
 namespace {
 
 QByteArray jpeg(const QColor& colour)
 {
-    QImage image(120, 90, QImage::Format_RGB32);
-    image.fill(colour);
-    QByteArray data;
-    QBuffer buffer(&data);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "jpeg");
-    writer.setQuality(75);
-    writer.write(image);
-    return data;
+    return LoadTestFiles::picture("jpeg", colour);
 }
 
 QList<QByteArray> picturesIn(const QString& path)
@@ -62,23 +44,17 @@ QList<QByteArray> picturesIn(const QString& path)
 
 QString lyricsIn(const QString& path)
 {
-    std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagWithPath(path);
-    return tag ? tag->lyrics() : QStringLiteral("<unreadable>");
+    return AppTestWindow::inFile(path, &AudioInfoTag::lyrics);
 }
 
-class ArtworkLyricsTest : public ::testing::Test
+class ArtworkLyricsTest : public AppTest
 {
 protected:
     void SetUp() override
     {
-        mFolder = AppTestWindow::folder(
-            QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        for (const char* title : {"Alpha", "Bravo", "Charlie"})
-            mPaths.append(
-                AppTestWindow::writeSong(mFolder, QLatin1String(title),
-                                         {{QStringLiteral("title"), QLatin1String(title)},
-                                          {QStringLiteral("artist"), QStringLiteral("Kite")},
-                                          {QStringLiteral("lyrics"), QStringLiteral("Old words")}}));
+        writeSongs({QStringLiteral("Alpha"), QStringLiteral("Bravo"), QStringLiteral("Charlie")},
+                   {{QStringLiteral("artist"), QStringLiteral("Kite")},
+                    {QStringLiteral("lyrics"), QStringLiteral("Old words")}});
     }
 
     void addPictures(int song, const QList<QByteArray>& pictures)
@@ -94,36 +70,15 @@ protected:
     ArtworkPanel& artwork() const { return *mApp.window().artworkPanel(); }
     LyricsPanel& lyrics() const { return *mApp.window().lyricsPanel(); }
 
-    // A drag from the file manager (or a browser) let go over the view.
-    void drop(QMimeData* mime)
-    {
-        QWidget* target = artwork().widget();
-        const QPoint at(target->width() / 2, target->height() / 2);
-        QDragEnterEvent enter(at, Qt::CopyAction, mime, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &enter);
-        ASSERT_TRUE(enter.isAccepted());
-        QDropEvent dropped(QPointF(at), Qt::CopyAction, mime, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &dropped);
-        QCoreApplication::processEvents();
-    }
-
+    // A file dragged from the file manager and let go over the view.
     void dropFile(const QString& name, const QByteArray& data)
     {
         const QString path = AppTestWindow::folder(QStringLiteral("dropped")) + QLatin1Char('/') + name;
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(data);
-        file.close();
-        QMimeData mime;
-        mime.setUrls({QUrl::fromLocalFile(path)});
-        drop(&mime);
+        ASSERT_TRUE(TestSupport::writeFile(path, data));
+        ASSERT_TRUE(AppTestWindow::drop(artwork().widget(), {QUrl::fromLocalFile(path)}));
     }
 
     QWidget* picture() const { return artwork().findChild<QWidget*>(QStringLiteral("ArtworkPicture")); }
-
-    QString mFolder;
-    QStringList mPaths;
-    AppTestWindow mApp;
 };
 
 } // namespace
@@ -132,7 +87,7 @@ TEST_F(ArtworkLyricsTest, ADroppedJpegFileLandsInTheFileWithTheSameBytes)
 {
     ASSERT_TRUE(mApp.load(mFolder));
     mApp.selectTitles({QStringLiteral("Charlie")});
-    EXPECT_EQ(artwork().descriptionText(), LocalizedStrings::text(QStringLiteral("ArtworkNone")));
+    EXPECT_EQ(artwork().descriptionText(), text("ArtworkNone"));
 
     const QByteArray cover = jpeg(QColor(200, 60, 40));
     dropFile(QStringLiteral("cover.jpg"), cover);
@@ -170,11 +125,7 @@ TEST_F(ArtworkLyricsTest, DeleteRemovesTheShownPictureOfOneSongAndAllOfSeveralAf
     ASSERT_TRUE(mApp.load(mFolder));
     mApp.selectTitles({QStringLiteral("Alpha")});
     ASSERT_EQ(artwork().pictureCount(), 2);
-    QToolButton* next = nullptr;
-    for (QToolButton* button : artwork().findChildren<QToolButton*>()) {
-        if (button->accessibleName() == LocalizedStrings::text(QStringLiteral("ArtworkNext")))
-            next = button;
-    }
+    auto* next = AppTestWindow::named<QToolButton>(&artwork(), text("ArtworkNext"));
     ASSERT_NE(next, nullptr);
     next->click();
     QTest::keyClick(picture(), Qt::Key_Delete);
@@ -193,10 +144,7 @@ TEST_F(ArtworkLyricsTest, DeleteRemovesTheShownPictureOfOneSongAndAllOfSeveralAf
     EXPECT_EQ(lyricsIn(mPaths.at(0)), QStringLiteral("Old words"));
 
     // The removal from both songs is one operation: one Undo brings both back.
-    QAction* undo = mApp.window().actions()->action(QStringLiteral("Undo"));
-    ASSERT_TRUE(undo->isEnabled());
-    undo->trigger();
-    QCoreApplication::processEvents();
+    mApp.choose("Undo");
     EXPECT_EQ(picturesIn(mPaths.at(0)), QList<QByteArray>{red});
     EXPECT_EQ(picturesIn(mPaths.at(1)).size(), 1);
 }
@@ -204,7 +152,7 @@ TEST_F(ArtworkLyricsTest, DeleteRemovesTheShownPictureOfOneSongAndAllOfSeveralAf
 TEST_F(ArtworkLyricsTest, TypedLyricsAreWrittenOnceAfterThePauseForTheSongTheyWereTypedFor)
 {
     ASSERT_TRUE(mApp.load(mFolder));
-    mApp.window().actions()->action(QStringLiteral("Lyrics"))->setChecked(true);
+    mApp.action("Lyrics")->setChecked(true);
     // A lyrics search: its words are highlighted.
     mApp.window().searchField()->setSearchesLyrics(true);
     mApp.window().searchField()->setText(QStringLiteral("words"));
@@ -259,12 +207,8 @@ TEST_F(ArtworkLyricsTest, TypedLyricsAreWrittenOnceAfterThePauseForTheSongTheyWe
 TEST_F(ArtworkLyricsTest, LyricsAreRemovedFromOneSongAndFromSeveralAfterAsking)
 {
     ASSERT_TRUE(mApp.load(mFolder));
-    mApp.window().actions()->action(QStringLiteral("Lyrics"))->setChecked(true);
-    QPushButton* remove = nullptr;
-    for (QPushButton* button : lyrics().findChildren<QPushButton*>()) {
-        if (button->text() == LocalizedStrings::text(QStringLiteral("LyricsRemove")))
-            remove = button;
-    }
+    mApp.action("Lyrics")->setChecked(true);
+    auto* remove = AppTestWindow::named<QPushButton>(&lyrics(), text("LyricsRemove"));
     ASSERT_NE(remove, nullptr);
     mApp.selectTitles({QStringLiteral("Alpha")});
     remove->click();
@@ -280,6 +224,5 @@ TEST_F(ArtworkLyricsTest, LyricsAreRemovedFromOneSongAndFromSeveralAfterAsking)
     ASSERT_TRUE(mApp.answerQuestion(true));
     EXPECT_TRUE(lyricsIn(mPaths.at(1)).isEmpty());
     EXPECT_TRUE(lyricsIn(mPaths.at(2)).isEmpty());
-    EXPECT_EQ(mApp.cell(mApp.rowOfTitle(QStringLiteral("Charlie")), SongColumn::Lyrics),
-              LocalizedStrings::text(QStringLiteral("ToolTipNoLyrics")));
+    EXPECT_EQ(mApp.cell("Charlie", SongColumn::Lyrics), text("ToolTipNoLyrics"));
 }

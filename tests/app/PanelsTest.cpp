@@ -4,37 +4,23 @@
 // regenerating rebuilds a damaged tag and empties the list.
 #include "AppTestWindow.h"
 
-#include "AppActions.h"
 #include "LoadTestFiles.h"
 #include "PreferencesDialog.h"
 #include "RegenerateWindow.h"
 #include "SongCommands.h"
 
-#include "support/LocalizedStrings.h"
-#include "tags/AudioInfoTag.h"
-
-#include <QAction>
-#include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QRadioButton>
 #include <QSettings>
 #include <QSlider>
 #include <QTest>
-
-#include <gtest/gtest.h>
 
 namespace {
 
 template <typename Control> Control* named(QWidget* parent, const char* key)
 {
-    const QString name = LocalizedStrings::text(QLatin1String(key));
-    for (Control* control : parent->findChildren<Control*>()) {
-        if (control->accessibleName() == name || control->property("text").toString() == name)
-            return control;
-    }
-    return nullptr;
+    return AppTestWindow::named<Control>(parent, text(key));
 }
 
 // What the panel shows, control by control.
@@ -59,7 +45,7 @@ QStringList shown(QWidget* panel)
 TEST(PanelsTest, ThePreferencesPanelStoresAndShowsAgainEveryValue)
 {
     AppTestWindow app;
-    app.window().actions()->action(QStringLiteral("Preferences"))->trigger();
+    app.choose("Preferences");
     auto* panel = app.window().findChild<PreferencesDialog*>();
     ASSERT_NE(panel, nullptr);
     ASSERT_TRUE(panel->isVisible());
@@ -118,15 +104,13 @@ TEST(PanelsTest, RegeneratingRebuildsADamagedTagAndEmptiesTheList)
     const QString folder = AppTestWindow::folder(QStringLiteral("regenerate"));
     ASSERT_TRUE(
         LoadTestFiles::writeDamagedSong(folder + QStringLiteral("/hurt.mp3"), QStringLiteral("Hurt")));
-    AppTestWindow::writeSong(folder, QStringLiteral("whole"),
-                             {{QStringLiteral("title"), QStringLiteral("Whole")}});
+    AppTestWindow::writeSongs(folder, {QStringLiteral("Whole")}, {});
     AppTestWindow app;
     ASSERT_TRUE(app.load(folder));
     RegenerateWindow& window = app.window().commands()->regenerateWindow();
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return window.isVisible(); }));
     EXPECT_EQ(window.rows(), QStringList{QStringLiteral("Hurt (Lost)")});
-    EXPECT_EQ(app.cell(app.rowOfTitle(QStringLiteral("Hurt")), SongColumn::Active),
-              LocalizedStrings::text(QStringLiteral("ToolTipStatusProblem")));
+    EXPECT_EQ(app.cell("Hurt", SongColumn::Active), text("ToolTipStatusProblem"));
 
     named<QPushButton>(&window, "RegenerateButton")->click();
     EXPECT_FALSE(window.isVisible());
@@ -136,8 +120,7 @@ TEST(PanelsTest, RegeneratingRebuildsADamagedTagAndEmptiesTheList)
     EXPECT_FALSE(tag->encounteredProblemDecoding());
     EXPECT_EQ(tag->title(), QStringLiteral("Hurt"));
     EXPECT_EQ(tag->numberOfImages(), 2);
-    EXPECT_NE(app.cell(app.rowOfTitle(QStringLiteral("Hurt")), SongColumn::Active),
-              LocalizedStrings::text(QStringLiteral("ToolTipStatusProblem")));
+    EXPECT_NE(app.cell("Hurt", SongColumn::Active), text("ToolTipStatusProblem"));
     EXPECT_TRUE(app.logText().contains(
         LocalizedStrings::format(QStringLiteral("RegenerateDone"), folder + QStringLiteral("/hurt.mp3"))));
 }

@@ -5,7 +5,6 @@
 // damaged history set aside at start is told.
 #include "AppTestWindow.h"
 
-#include "AppActions.h"
 #include "CommandCapture.h"
 #include "HistoryWindow.h"
 #include "NoticeBar.h"
@@ -15,30 +14,13 @@
 #include "cli/SetCommand.h"
 #include "history/ChangeHistory.h"
 #include "run/MainController.h"
-#include "support/LocalizedStrings.h"
-#include "tags/AudioInfoTag.h"
 
-#include <QAccessible>
-#include <QAction>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
 #include <QTreeWidget>
 
-#include <gtest/gtest.h>
-
 namespace {
-
-QString text(const char* key)
-{
-    return LocalizedStrings::text(QLatin1String(key));
-}
-
-QString yearInFile(const QString& path)
-{
-    const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagWithPath(path);
-    return tag ? tag->year() : QStringLiteral("<unreadable>");
-}
 
 // Another program writes a year into the file behind the window's back.
 void writeYearElsewhere(const QString& path, const QString& year)
@@ -50,54 +32,20 @@ void writeYearElsewhere(const QString& path, const QString& year)
     ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
 }
 
-// A cell of a list as a screen reader says it.
-QString shown(QAbstractItemView* view, int row, int column)
+QString yearInFile(const QString& path)
 {
-    QAccessibleInterface* table = QAccessible::queryAccessibleInterface(view);
-    if (!table || !table->tableInterface())
-        return QStringLiteral("<no table>");
-    QAccessibleTableModelChangeEvent reset(view, QAccessibleTableModelChangeEvent::ModelReset);
-    table->tableInterface()->modelChange(&reset);
-    QAccessibleInterface* cell = table->tableInterface()->cellAt(row, column);
-    return cell ? cell->text(QAccessible::Name) : QStringLiteral("<no cell>");
+    return AppTestWindow::inFile(path, &AudioInfoTag::year);
 }
 
-class WindowHistoryTest : public ::testing::Test
+class WindowHistoryTest : public AppTest
 {
 protected:
     void SetUp() override
     {
-        mFolder = AppTestWindow::folder(
-            QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        for (const char* title : {"Alpha", "Bravo"})
-            mPaths.append(AppTestWindow::writeSong(mFolder, QLatin1String(title),
-                                                   {{QStringLiteral("title"), QLatin1String(title)},
-                                                    {QStringLiteral("artist"), QStringLiteral("The Testers")},
-                                                    {QStringLiteral("year"), QStringLiteral("1999")}}));
+        writeSongs({QStringLiteral("Alpha"), QStringLiteral("Bravo")},
+                   {{QStringLiteral("artist"), QStringLiteral("The Testers")},
+                    {QStringLiteral("year"), QStringLiteral("1999")}});
     }
-
-    QAction* action(const char* identifier) const
-    {
-        return mApp.window().actions()->action(QLatin1String(identifier));
-    }
-
-    // Chooses a menu command, as a user does.
-    void choose(const char* identifier)
-    {
-        QAction* command = action(identifier);
-        ASSERT_TRUE(command->isEnabled()) << identifier;
-        command->trigger();
-        QCoreApplication::processEvents();
-    }
-
-    QString yearShown(const char* title) const
-    {
-        return mApp.cell(mApp.rowOfTitle(QLatin1String(title)), SongColumn::Year);
-    }
-
-    QString mFolder;
-    QStringList mPaths;
-    AppTestWindow mApp;
 };
 
 } // namespace
@@ -105,24 +53,24 @@ protected:
 TEST_F(WindowHistoryTest, AnEditIsUndoneAndRedoneFromTheEditMenu)
 {
     ASSERT_TRUE(mApp.load(mFolder));
-    EXPECT_FALSE(action("Undo")->isEnabled());
-    EXPECT_EQ(action("Undo")->text(), text("MenuUndo"));
+    EXPECT_FALSE(mApp.action("Undo")->isEnabled());
+    EXPECT_EQ(mApp.action("Undo")->text(), text("MenuUndo"));
 
     mApp.editCell(QStringLiteral("Alpha"), SongColumn::Year, QStringLiteral("2005"));
     ASSERT_EQ(yearInFile(mPaths.at(0)), QStringLiteral("2005"));
     const QString name =
         LocalizedStrings::format(QStringLiteral("HistoryNameEdit"), text("SongsTableTitle_year"));
-    EXPECT_EQ(action("Undo")->text(), LocalizedStrings::format(QStringLiteral("MenuUndoNamed"), name));
+    EXPECT_EQ(mApp.action("Undo")->text(), LocalizedStrings::format(QStringLiteral("MenuUndoNamed"), name));
 
-    choose("Undo");
+    mApp.choose("Undo");
     EXPECT_EQ(yearInFile(mPaths.at(0)), QStringLiteral("1999"));
-    EXPECT_EQ(yearShown("Alpha"), QStringLiteral("1999"));
-    EXPECT_FALSE(action("Undo")->isEnabled());
-    EXPECT_EQ(action("Redo")->text(), LocalizedStrings::format(QStringLiteral("MenuRedoNamed"), name));
+    EXPECT_EQ(mApp.cell("Alpha", SongColumn::Year), QStringLiteral("1999"));
+    EXPECT_FALSE(mApp.action("Undo")->isEnabled());
+    EXPECT_EQ(mApp.action("Redo")->text(), LocalizedStrings::format(QStringLiteral("MenuRedoNamed"), name));
 
-    choose("Redo");
+    mApp.choose("Redo");
     EXPECT_EQ(yearInFile(mPaths.at(0)), QStringLiteral("2005"));
-    EXPECT_EQ(yearShown("Alpha"), QStringLiteral("2005"));
+    EXPECT_EQ(mApp.cell("Alpha", SongColumn::Year), QStringLiteral("2005"));
     EXPECT_EQ(yearInFile(mPaths.at(1)), QStringLiteral("1999"));
     EXPECT_TRUE(mApp.noticeText().isEmpty()) << mApp.noticeText().toStdString();
 
@@ -159,7 +107,7 @@ TEST_F(WindowHistoryTest, AFileChangedSinceIsLeftAloneUnlessTheUserSaysOtherwise
     for (const Step& step : steps) {
         SCOPED_TRACE(step.answer);
         mApp.window().noticeBar()->dismiss();
-        choose("Undo");
+        mApp.choose("Undo");
         QMessageBox* question = mApp.openQuestion();
         ASSERT_NE(question, nullptr);
         EXPECT_TRUE(question->text().contains(step.path)) << question->text().toStdString();
@@ -167,7 +115,7 @@ TEST_F(WindowHistoryTest, AFileChangedSinceIsLeftAloneUnlessTheUserSaysOtherwise
         EXPECT_EQ(yearInFile(step.path), QLatin1String(step.year));
         EXPECT_EQ(mApp.noticeText().contains(step.path), step.named) << mApp.noticeText().toStdString();
     }
-    EXPECT_FALSE(action("Undo")->isEnabled());
+    EXPECT_FALSE(mApp.action("Undo")->isEnabled());
 }
 
 TEST_F(WindowHistoryTest, TheHistoryWindowListsWhatTheCommandLineDidAndUndoesIt)
@@ -177,22 +125,23 @@ TEST_F(WindowHistoryTest, TheHistoryWindowListsWhatTheCommandLineDidAndUndoesIt)
     ASSERT_EQ(set.status, 0) << set.err.toStdString();
     const qint64 setOperation = ChangeHistory::shared().lastOperationID();
     ASSERT_TRUE(mApp.load(mFolder));
-    ASSERT_EQ(yearShown("Alpha"), QStringLiteral("2001"));
+    ASSERT_EQ(mApp.cell("Alpha", SongColumn::Year), QStringLiteral("2001"));
 
-    choose("History");
+    mApp.choose("History");
     auto* window = mApp.window().findChild<HistoryWindow*>();
     ASSERT_NE(window, nullptr);
     ASSERT_TRUE(window->isVisible());
     auto* operations = window->findChild<QTreeWidget*>(QStringLiteral("HistoryOperations"));
     auto* changes = window->findChild<QTreeWidget*>(QStringLiteral("HistoryChanges"));
     // Newest first: the set, with its two files, each changed by hand.
-    EXPECT_EQ(shown(operations, 0, 1), text("HistoryKindSet"));
-    EXPECT_EQ(shown(operations, 0, 3), LocalizedStrings::count(QStringLiteral("CountFiles"), 2));
+    EXPECT_EQ(AppTestWindow::cell(operations, 0, 1), text("HistoryKindSet"));
+    EXPECT_EQ(AppTestWindow::cell(operations, 0, 3),
+              LocalizedStrings::count(QStringLiteral("CountFiles"), 2));
     QTest::mouseClick(operations->viewport(), Qt::LeftButton, Qt::NoModifier,
                       operations->visualItemRect(operations->topLevelItem(0)).center());
-    EXPECT_EQ(shown(changes, 0, 0), mPaths.at(0));
-    EXPECT_EQ(shown(changes, 1, 0), QStringLiteral("year: \"1999\" → \"2001\""));
-    EXPECT_EQ(shown(changes, 1, 1), text("OriginUser"));
+    EXPECT_EQ(AppTestWindow::cell(changes, 0, 0), mPaths.at(0));
+    EXPECT_EQ(AppTestWindow::cell(changes, 1, 0), QStringLiteral("year: \"1999\" → \"2001\""));
+    EXPECT_EQ(AppTestWindow::cell(changes, 1, 1), text("OriginUser"));
 
     // The undo says what it will write before it writes.
     QTest::mouseClick(window->findChild<QPushButton*>(QStringLiteral("HistoryUndo")), Qt::LeftButton);
@@ -204,8 +153,8 @@ TEST_F(WindowHistoryTest, TheHistoryWindowListsWhatTheCommandLineDidAndUndoesIt)
 
     for (const QString& path : std::as_const(mPaths))
         EXPECT_EQ(yearInFile(path), QStringLiteral("1999")) << path.toStdString();
-    EXPECT_EQ(yearShown("Alpha"), QStringLiteral("1999"));
-    EXPECT_EQ(shown(operations, 0, 1),
+    EXPECT_EQ(mApp.cell("Alpha", SongColumn::Year), QStringLiteral("1999"));
+    EXPECT_EQ(AppTestWindow::cell(operations, 0, 1),
               LocalizedStrings::format(QStringLiteral("HistoryKindUndo"), setOperation));
 }
 

@@ -1,11 +1,10 @@
 // The window's run, driven from its toolbar against a source on the local
 // test server: every song goes through waiting, being looked up and ready,
 // the log tells what was set, Edit > Undo takes the run back, Stop ends the
-// run, closing during a run asks first. Also a folder dropped on the table, and the welcome sheet of the
-// first start.
+// run, closing during a run asks first. Also a folder dropped on the table,
+// an unreadable library export, and the welcome sheet of the first start.
 #include "AppTestWindow.h"
 
-#include "AppActions.h"
 #include "SongTableModel.h"
 #include "SongTableView.h"
 #include "SourceMenu.h"
@@ -16,32 +15,20 @@
 
 #include "cli/SongSourceOptions.h"
 #include "run/MainController.h"
-#include "support/LocalizedStrings.h"
-#include "tags/AudioInfoTag.h"
 #include "web/WMHTTPQueue.h"
 
-#include <QAction>
 #include <QCheckBox>
 #include <QDir>
 #include <QFileInfo>
 #include <QMessageBox>
-#include <QMimeData>
 #include <QPushButton>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTest>
-#include <QUrl>
-
-#include <gtest/gtest.h>
 
 namespace {
 
-QString text(const char* key)
-{
-    return LocalizedStrings::text(QLatin1String(key));
-}
-
-class WindowRunTest : public ::testing::Test
+class WindowRunTest : public AppTest
 {
 protected:
     void SetUp() override
@@ -50,21 +37,20 @@ protected:
         ASSERT_TRUE(mServer.start());
         TaskTestSource::setServerBase(mServer.url(QStringLiteral("/")));
         answer(0);
-        mFolder = AppTestWindow::folder(
-            QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        for (const char* title : {"Headlights", "Overpass", "Tail Lights"})
-            mPaths.append(
-                AppTestWindow::writeSong(mFolder, QLatin1String(title),
-                                         {{QStringLiteral("title"), QLatin1String(title)},
-                                          {QStringLiteral("artist"), QStringLiteral("The Testers")},
-                                          {QStringLiteral("album"), QStringLiteral("Night Drive")}}));
+        writeSongs({QStringLiteral("Headlights"), QStringLiteral("Overpass"), QStringLiteral("Tail Lights")},
+                   {{QStringLiteral("artist"), QStringLiteral("The Testers")},
+                    {QStringLiteral("album"), QStringLiteral("Night Drive")}});
         mApp.window().controller().setResources(
             {{QStringLiteral("sourcelist"), QStringList{QStringLiteral("TaskTestSource")}},
              {QStringLiteral("res_TaskTestSource"), QVariantMap()}});
         // Only the year is looked up: the drawer's other boxes are cleared
         // as a user clears them.
-        for (const char* asset : {"AlbumName", "SongTitle", "Artwork", "Genre", "Track", "Lyrics"})
-            clickBox(LocalizedStrings::format(QStringLiteral("DrawerCheckName"), text(asset)));
+        for (const char* asset : {"AlbumName", "SongTitle", "Artwork", "Genre", "Track", "Lyrics"}) {
+            auto* box = AppTestWindow::named<QCheckBox>(
+                &mApp.window(), LocalizedStrings::format(QStringLiteral("DrawerCheckName"), text(asset)));
+            ASSERT_NE(box, nullptr) << asset;
+            QTest::mouseClick(box, Qt::LeftButton);
+        }
     }
 
     void TearDown() override { WMHTTPQueue::queue()->cancelAll(); }
@@ -80,48 +66,17 @@ protected:
         mServer.route(QStringLiteral("/albums"), response);
     }
 
-    void clickBox(const QString& name)
-    {
-        for (QCheckBox* box : mApp.window().findChildren<QCheckBox*>()) {
-            if (box->accessibleName() == name) {
-                QTest::mouseClick(box, Qt::LeftButton);
-                return;
-            }
-        }
-        ADD_FAILURE() << "no box " << name.toStdString();
-    }
-
-    void press(const char* identifier)
-    {
-        mApp.window().actions()->action(QLatin1String(identifier))->trigger();
-    }
-
     QStringList statuses() const { return mApp.column(SongColumn::Active); }
 
-    QMessageBox* openQuestion() const
+    QStringList yearsInFiles() const
     {
-        for (QMessageBox* box : mApp.window().findChildren<QMessageBox*>()) {
-            if (box->isVisible())
-                return box;
-        }
-        return nullptr;
-    }
-
-    static void answerQuestion(QMessageBox* box, const QString& button)
-    {
-        for (QAbstractButton* candidate : box->buttons()) {
-            if (candidate->text() == button) {
-                QTest::mouseClick(candidate, Qt::LeftButton);
-                return;
-            }
-        }
-        ADD_FAILURE() << "no button " << button.toStdString();
+        QStringList years;
+        for (const QString& path : mPaths)
+            years.append(AppTestWindow::inFile(path, &AudioInfoTag::year));
+        return years;
     }
 
     TestHttpServer mServer;
-    QString mFolder;
-    QStringList mPaths;
-    AppTestWindow mApp;
 };
 
 } // namespace
@@ -139,8 +94,8 @@ TEST_F(WindowRunTest, BeginTakesEverySongThroughItsStatusesToTheEnd)
     QObject::connect(mApp.window().model(), &QAbstractItemModel::dataChanged,
                      [&] { seen.append(statuses()); });
     QSignalSpy ended(&mApp.window().controller(), &MainController::runEnded);
-    press("BeginAdd");
-    EXPECT_EQ(mApp.window().actions()->action(QStringLiteral("BeginAdd"))->text(), text("AddLabel"));
+    mApp.choose("BeginAdd");
+    EXPECT_EQ(mApp.action("BeginAdd")->text(), text("AddLabel"));
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return ended.count() == 1; }));
 
     // The first song is being looked up by the time the table is drawn
@@ -156,17 +111,16 @@ TEST_F(WindowRunTest, BeginTakesEverySongThroughItsStatusesToTheEnd)
         EXPECT_EQ(history, expected) << "row " << row;
     }
     EXPECT_EQ(statuses(), QStringList(3, ready));
-    EXPECT_EQ(mApp.window().actions()->action(QStringLiteral("BeginAdd"))->text(), text("BeginLabel"));
+    EXPECT_EQ(mApp.action("BeginAdd")->text(), text("BeginLabel"));
     const QString log = mApp.logText();
     for (const char* title : {"Headlights", "Overpass", "Tail Lights"})
         EXPECT_TRUE(log.contains(
             LocalizedStrings::format(QStringLiteral("LogSetInfo"), QLatin1String(title), text("Year"))))
             << log.toStdString();
-    EXPECT_TRUE(log.contains(LocalizedStrings::format(QStringLiteral("LogFinished"), 3,
-                                                      LocalizedStrings::count(QStringLiteral("CountSongs"), 3))))
+    EXPECT_TRUE(log.contains(LocalizedStrings::format(
+        QStringLiteral("LogFinished"), 3, LocalizedStrings::count(QStringLiteral("CountSongs"), 3))))
         << log.toStdString();
-    for (const QString& path : std::as_const(mPaths))
-        EXPECT_EQ(AudioInfoTag::tagWithPath(path)->year(), QStringLiteral("1987")) << path.toStdString();
+    EXPECT_EQ(yearsInFiles(), QStringList(3, QStringLiteral("1987")));
     EXPECT_EQ(mApp.column(SongColumn::Year), QStringList(3, QStringLiteral("1987")));
 }
 
@@ -174,20 +128,28 @@ TEST_F(WindowRunTest, StopEndsTheRunAndLeavesTheSongsReady)
 {
     answer(3000);
     ASSERT_TRUE(mApp.load(mFolder));
-    QSignalSpy ended(&mApp.window().controller(), &MainController::runEnded);
-    press("BeginAdd");
+    MainController& controller = mApp.window().controller();
+    QSignalSpy ended(&controller, &MainController::runEnded);
+    QSignalSpy logged(&controller, &MainController::logLine);
+    mApp.choose("BeginAdd");
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return statuses().contains(text("ToolTipStatusScanning")); }));
-    EXPECT_TRUE(mApp.window().actions()->action(QStringLiteral("Stop"))->isEnabled());
-    press("Stop");
+    mApp.choose("Stop");
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return ended.count() == 1; }));
     EXPECT_TRUE(ended.first().first().toBool());
+    EXPECT_EQ(controller.songsProcessed(), 1u);
     EXPECT_EQ(statuses(), QStringList(3, text("AccessibleStatusIdle")));
-    EXPECT_TRUE(mApp.logText().contains(LocalizedStrings::format(
-                    QStringLiteral("LogCancelled"), 0, LocalizedStrings::count(QStringLiteral("CountSongs"), 1))))
-        << mApp.logText().toStdString();
-    EXPECT_FALSE(mApp.window().actions()->action(QStringLiteral("Stop"))->isEnabled());
-    for (const QString& path : std::as_const(mPaths))
-        EXPECT_TRUE(AudioInfoTag::tagWithPath(path)->year().isEmpty());
+    const QString cancelled = LocalizedStrings::format(
+        QStringLiteral("LogCancelled"), 0, LocalizedStrings::count(QStringLiteral("CountSongs"), 1));
+    EXPECT_TRUE(mApp.logText().contains(cancelled)) << mApp.logText().toStdString();
+    ASSERT_FALSE(logged.isEmpty());
+    EXPECT_EQ(logged.last().at(0).toString(), cancelled);
+    EXPECT_EQ(logged.last().at(1).value<QColor>(), QColor(255, 128, 0));
+    EXPECT_EQ(yearsInFiles(), QStringList(3, QString()));
+    // A new run can begin at once.
+    EXPECT_FALSE(mApp.action("Stop")->isEnabled());
+    EXPECT_TRUE(
+        AppTestWindow::waitFor([&] { return mApp.action("BeginAdd")->text() == text("BeginLabel"); }));
+    EXPECT_TRUE(mApp.action("BeginAdd")->isEnabled());
 }
 
 TEST_F(WindowRunTest, EditUndoTakesTheRunBack)
@@ -195,17 +157,15 @@ TEST_F(WindowRunTest, EditUndoTakesTheRunBack)
     ASSERT_TRUE(mApp.load(mFolder));
     const QStringList yearsBefore = mApp.column(SongColumn::Year);
     QSignalSpy ended(&mApp.window().controller(), &MainController::runEnded);
-    press("BeginAdd");
+    mApp.choose("BeginAdd");
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return ended.count() == 1; }));
-    ASSERT_EQ(AudioInfoTag::tagWithPath(mPaths.first())->year(), QStringLiteral("1987"));
+    ASSERT_EQ(yearsInFiles(), QStringList(3, QStringLiteral("1987")));
 
     const QString run = LocalizedStrings::format(QStringLiteral("HistoryNameOn"), text("HistoryKindRun"),
                                                  QFileInfo(mFolder).fileName());
-    EXPECT_EQ(mApp.window().actions()->action(QStringLiteral("Undo"))->text(),
-              LocalizedStrings::format(QStringLiteral("MenuUndoNamed"), run));
-    press("Undo");
-    for (const QString& path : std::as_const(mPaths))
-        EXPECT_TRUE(AudioInfoTag::tagWithPath(path)->year().isEmpty()) << path.toStdString();
+    EXPECT_EQ(mApp.action("Undo")->text(), LocalizedStrings::format(QStringLiteral("MenuUndoNamed"), run));
+    mApp.choose("Undo");
+    EXPECT_EQ(yearsInFiles(), QStringList(3, QString()));
     EXPECT_EQ(mApp.column(SongColumn::Year), yearsBefore);
 }
 
@@ -214,28 +174,24 @@ TEST_F(WindowRunTest, ClosingDuringARunAsksFirst)
     answer(3000);
     ASSERT_TRUE(mApp.load(mFolder));
     QSignalSpy quit(&mApp.window(), &MainWindow::quitRequested);
-    press("BeginAdd");
+    mApp.choose("BeginAdd");
     ASSERT_TRUE(mApp.window().controller().isRunning());
 
     EXPECT_FALSE(mApp.window().close());
-    QMessageBox* question = openQuestion();
-    ASSERT_NE(question, nullptr);
-    EXPECT_EQ(question->text(), text("WindowCloseActivityMessage"));
-    answerQuestion(question, text("WindowCloseActivityCancel"));
+    ASSERT_NE(mApp.openQuestion(), nullptr);
+    EXPECT_EQ(mApp.openQuestion()->text(), text("WindowCloseActivityMessage"));
+    ASSERT_TRUE(mApp.answerQuestion("WindowCloseActivityCancel"));
     QCoreApplication::processEvents();
     EXPECT_TRUE(mApp.window().isVisible());
     EXPECT_TRUE(mApp.window().controller().isRunning());
     EXPECT_EQ(quit.count(), 0);
 
     EXPECT_FALSE(mApp.window().close());
-    question = openQuestion();
-    ASSERT_NE(question, nullptr);
-    answerQuestion(question, text("WindowCloseActivityQuit"));
+    ASSERT_TRUE(mApp.answerQuestion("WindowCloseActivityQuit"));
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return quit.count() == 1; }));
     EXPECT_FALSE(mApp.window().isVisible());
     // Nothing was half written: the files hold what they held.
-    for (const QString& path : std::as_const(mPaths))
-        EXPECT_TRUE(AudioInfoTag::tagWithPath(path)->year().isEmpty());
+    EXPECT_EQ(yearsInFiles(), QStringList(3, QString()));
 }
 
 TEST_F(WindowRunTest, ClosingWithNoRunQuitsAtOnce)
@@ -244,7 +200,7 @@ TEST_F(WindowRunTest, ClosingWithNoRunQuitsAtOnce)
     QSignalSpy quit(&mApp.window(), &MainWindow::quitRequested);
     EXPECT_TRUE(mApp.window().close());
     EXPECT_EQ(quit.count(), 1);
-    EXPECT_EQ(openQuestion(), nullptr);
+    EXPECT_EQ(mApp.openQuestion(), nullptr);
 }
 
 TEST_F(WindowRunTest, AFolderDroppedOnTheTableBecomesTheSource)
@@ -253,30 +209,17 @@ TEST_F(WindowRunTest, AFolderDroppedOnTheTableBecomesTheSource)
     const QString other = AppTestWindow::folder(QStringLiteral("dropped"));
     AppTestWindow::writeSong(other, QStringLiteral("x"),
                              {{QStringLiteral("title"), QStringLiteral("Dropped Song")}});
-    QMimeData mime;
     // A file and the folder: the folder is taken.
-    mime.setUrls({QUrl::fromLocalFile(mPaths.first()), QUrl::fromLocalFile(other)});
-    QWidget* target = mApp.window().table()->viewport();
-    const QPoint point(20, 20);
-    QDragEnterEvent enter(point, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(target, &enter);
-    ASSERT_TRUE(enter.isAccepted());
-    QDragMoveEvent move(point, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(target, &move);
-    QDropEvent drop(QPointF(point), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(target, &drop);
-
+    QWidget* table = mApp.window().table()->viewport();
+    ASSERT_TRUE(
+        AppTestWindow::drop(table, {QUrl::fromLocalFile(mPaths.first()), QUrl::fromLocalFile(other)}));
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return mApp.rowCount() == 1; }));
     EXPECT_EQ(mApp.cell(0, SongColumn::Title), QStringLiteral("Dropped Song"));
     EXPECT_EQ(mApp.window().sourceMenu()->text(), QStringLiteral("dropped"));
     EXPECT_EQ(QSettings().value(QStringLiteral("_directory")).toString(), other);
 
     // Files alone are no source.
-    QMimeData files;
-    files.setUrls({QUrl::fromLocalFile(mPaths.first())});
-    QDragEnterEvent refused(point, Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(target, &refused);
-    EXPECT_FALSE(refused.isAccepted());
+    EXPECT_FALSE(AppTestWindow::drop(table, {QUrl::fromLocalFile(mPaths.first())}));
 }
 
 TEST_F(WindowRunTest, ALibraryExportThatCannotBeReadIsExplained)
@@ -295,7 +238,7 @@ TEST_F(WindowRunTest, ALibraryExportThatCannotBeReadIsExplained)
     // The window goes on with what it showed, and starts with it next time.
     EXPECT_EQ(mApp.rowCount(), 3);
     EXPECT_EQ(QSettings().value(QStringLiteral("_source")).toInt(), int(SongSourceKind::Folder));
-    EXPECT_TRUE(mApp.window().actions()->action(QStringLiteral("Rescan"))->isEnabled());
+    EXPECT_TRUE(mApp.action("Rescan")->isEnabled());
 }
 
 TEST_F(WindowRunTest, TheFirstStartWelcomesAndOffersTheMusicFolder)
@@ -311,11 +254,7 @@ TEST_F(WindowRunTest, TheFirstStartWelcomesAndOffersTheMusicFolder)
     WelcomeSheet* sheet = mApp.window().findChild<WelcomeSheet*>();
     ASSERT_NE(sheet, nullptr);
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return sheet->isVisible(); }));
-    QPushButton* useMusic = nullptr;
-    for (QPushButton* button : sheet->findChildren<QPushButton*>()) {
-        if (button->text() == text("WelcomeUseMusicFolder"))
-            useMusic = button;
-    }
+    auto* useMusic = AppTestWindow::named<QPushButton>(sheet, text("WelcomeUseMusicFolder"));
     ASSERT_NE(useMusic, nullptr);
     QTest::mouseClick(useMusic, Qt::LeftButton);
     ASSERT_TRUE(AppTestWindow::waitFor([&] { return mApp.rowCount() == 1; }));

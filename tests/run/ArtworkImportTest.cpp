@@ -7,11 +7,7 @@
 #include "run/ArtworkImport.h"
 #include "support/LocalizedStrings.h"
 
-#include <QBuffer>
-#include <QFile>
 #include <QImage>
-#include <QImageWriter>
-#include <QPainter>
 
 #include <gtest/gtest.h>
 
@@ -19,16 +15,7 @@ namespace {
 
 QByteArray encoded(const char* format, const QSize& size = QSize(120, 90))
 {
-    QImage image(size, QImage::Format_ARGB32);
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    painter.fillRect(QRect(QPoint(10, 10), size / 2), QColor(40, 90, 200));
-    painter.end();
-    QByteArray data;
-    QBuffer buffer(&data);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter(&buffer, format).write(image);
-    return data;
+    return LoadTestFiles::picture(format, QColor(40, 90, 200), size);
 }
 
 // The headers of a BMP picture of the given size, without its pixels.
@@ -55,10 +42,7 @@ QString write(const QString& name, const QByteArray& data)
 {
     const QString path =
         LoadTestFiles::freshFolder(QStringLiteral("artwork-") + name) + QLatin1Char('/') + name;
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size())
-        return {};
-    return path;
+    return TestSupport::writeFile(path, data) ? path : QString();
 }
 
 } // namespace

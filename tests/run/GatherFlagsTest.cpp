@@ -8,23 +8,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
-constexpr AlbumAssets kArt = AlbumAsset::Artwork;
-const AlbumAssets kAll = WindowPrefs::WindowAssets;
-
-GatherFlags flagsFor(float threshold, float embeddedWidth, qint32 iTunesArt, bool noiTunesArtwork = false,
-                     AlbumAssets overwrites = kAll)
-{
-    GatherFlags::Song song;
-    song.largestEmbeddedWidth = embeddedWidth;
-    song.hasEmbeddedImages = embeddedWidth > 0;
-    song.hasiTunesArtwork = iTunesArt;
-    return GatherFlags::forSong(kAll, overwrites, threshold, noiTunesArtwork, song);
-}
-
-} // namespace
-
 TEST(GatherFlags, ChecksGatherAndOverwritesNeedTheirCheck)
 {
     GatherFlags::Song song;
@@ -37,37 +20,46 @@ TEST(GatherFlags, ChecksGatherAndOverwritesNeedTheirCheck)
     EXPECT_EQ(flags.overwrite(), AlbumAssets(AlbumAsset::Year));
 }
 
-TEST(GatherFlags, EmbeddedArtIsReplacedOnlyWhenNarrowerThanTheThreshold)
+// Embedded art is replaced only when narrower than the threshold; art iTunes
+// may keep outside the file is left alone below the threshold of 1000.
+TEST(GatherFlags, ArtworkIsLookedUpAndReplacedByTheSizeRules)
 {
-    // Art 500 wide with a threshold of 300: looked for, not replaced.
-    GatherFlags wide = flagsFor(300, 500, 0);
-    EXPECT_TRUE(wide.gather() & kArt);
-    EXPECT_FALSE(wide.overwrite() & kArt);
-    // 200 wide: replaced.
-    EXPECT_TRUE(flagsFor(300, 200, 0).overwrite() & kArt);
-    // Equal to the threshold: kept.
-    EXPECT_FALSE(flagsFor(300, 300, 0).overwrite() & kArt);
-    // Without the overwrite box nothing is replaced whatever the size.
-    EXPECT_FALSE(flagsFor(32767, 10, 0, false, kAll & ~kArt).overwrite() & kArt);
-}
-
-TEST(GatherFlags, ArtworkThatiTunesMayKeepIsLeftAloneBelowTheThousandThreshold)
-{
-    // No embedded art, iTunes' art unknown or present: not looked up ...
-    for (qint32 state : {-1, 1}) {
-        const GatherFlags flags = flagsFor(999, 0, state);
-        EXPECT_FALSE(flags.gather() & kArt) << state;
-        EXPECT_FALSE(flags.overwrite() & kArt) << state;
-        // ... other assets still are.
-        EXPECT_TRUE(flags.gather() & AlbumAsset::Year);
+    const struct
+    {
+        const char* name;
+        float threshold;
+        float embeddedWidth;
+        qint32 iTunesArt; // -1 unknown, 0 none, 1 some
+        bool noiTunesArtwork;
+        bool overwriteBox;
+        bool gather;
+        bool overwrite;
+    } rows[] = {
+        {"embedded art wider than the threshold", 300, 500, 0, false, true, true, false},
+        {"embedded art narrower", 300, 200, 0, false, true, true, true},
+        {"embedded art as wide as the threshold", 300, 300, 0, false, true, true, false},
+        {"no overwrite box", 32767, 10, 0, false, false, true, false},
+        {"iTunes' art unknown", 999, 0, -1, false, true, false, false},
+        {"iTunes has art", 999, 0, 1, false, true, false, false},
+        {"threshold of 1000 replaces iTunes' art", 1000, 0, -1, false, true, true, true},
+        {"... only with the overwrite box", 1000, 0, -1, false, false, false, false},
+        {"iTunes known to keep none", 300, 0, 0, false, true, true, true},
+        {"iTunes ignored", 300, 0, -1, true, true, true, true},
+    };
+    const AlbumAssets all = WindowPrefs::WindowAssets;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        GatherFlags::Song song;
+        song.largestEmbeddedWidth = row.embeddedWidth;
+        song.hasEmbeddedImages = row.embeddedWidth > 0;
+        song.hasiTunesArtwork = row.iTunesArt;
+        const GatherFlags flags =
+            GatherFlags::forSong(all, row.overwriteBox ? all : all & ~AlbumAssets(AlbumAsset::Artwork),
+                                 row.threshold, row.noiTunesArtwork, song);
+        EXPECT_EQ(flags.gather().testFlag(AlbumAsset::Artwork), row.gather);
+        EXPECT_EQ(flags.overwrite().testFlag(AlbumAsset::Artwork), row.overwrite);
+        EXPECT_TRUE(flags.gather().testFlag(AlbumAsset::Year)); // other assets still are
     }
-    // ... unless overwriting with a threshold of 1000 or more.
-    EXPECT_TRUE(flagsFor(1000, 0, -1).gather() & kArt);
-    EXPECT_TRUE(flagsFor(1000, 0, -1).overwrite() & kArt);
-    EXPECT_FALSE(flagsFor(1000, 0, -1, false, kAll & ~kArt).gather() & kArt);
-    // iTunes known to keep none, or iTunes ignored altogether: looked up.
-    EXPECT_TRUE(flagsFor(300, 0, 0).gather() & kArt);
-    EXPECT_TRUE(flagsFor(300, 0, -1, true).gather() & kArt);
 }
 
 TEST(GatherFlags, OverwriteChoicesStayConsistent)

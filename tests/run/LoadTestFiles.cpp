@@ -4,7 +4,10 @@
 #include "MpegTestFiles.h"
 #include "TestSupport.h"
 
+#include <QBuffer>
 #include <QDir>
+#include <QImage>
+#include <QImageWriter>
 #include <QUrl>
 
 QString LoadTestFiles::freshFolder(const QString& name)
@@ -26,6 +29,17 @@ bool LoadTestFiles::writeSong(const QString& path, const QString& title, const Q
     if (!album.isEmpty())
         frames.append(ID3TestData::frame("TALB", ID3TestData::textBody(album, 1)));
     return MpegTestFiles::writeFile(path, ID3TestData::tag(3, frames), ID3TestData::audio(60));
+}
+
+QByteArray LoadTestFiles::picture(const char* format, const QColor& colour, const QSize& size)
+{
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(colour);
+    QByteArray data;
+    QBuffer buffer(&data);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter(&buffer, format).write(image);
+    return data;
 }
 
 QByteArray LoadTestFiles::pictureFrameBody(int width)

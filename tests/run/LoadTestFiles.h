@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QByteArray>
+#include <QColor>
 #include <QList>
+#include <QSize>
 #include <QString>
 #include <QVariantMap>
 
@@ -30,6 +32,9 @@ public:
     // An MP3 whose tag holds a title, two PNG pictures and then a frame whose
     // size runs past the end of the tag.
     static bool writeDamagedSong(const QString& path, const QString& title);
+    // A picture of one colour, encoded in `format` ("jpeg", "png", "bmp").
+    static QByteArray picture(const char* format, const QColor& colour = QColor(40, 90, 200),
+                              const QSize& size = QSize(120, 90));
     // An APIC frame body carrying a small PNG of the given width.
     static QByteArray pictureFrameBody(int width);
     // A "file://localhost" URL of a path, percent-encoded as exports do.

@@ -1,10 +1,19 @@
+// The stored preferences: what the accessors make of the store, the image
+// sizes as the panel stores them, Use Defaults, the window's choices, the
+// parsing of asset names and values, and the resources merged from the
+// cache and from QUILLBEAT_RESOURCES over the shipped ones.
+#include "TestSupport.h"
+
 #include "run/PreferenceKeys.h"
 #include "run/PrefsController.h"
 #include "run/WindowPrefs.h"
 
+#include <QFile>
 #include <QSettings>
 
 #include <gtest/gtest.h>
+
+#include <cstdlib>
 
 namespace {
 
@@ -15,21 +24,40 @@ protected:
     void TearDown() override { QSettings().clear(); }
 };
 
+QByteArray plist(const char* body)
+{
+    return QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n") +
+           body + "\n</dict>\n</plist>\n";
+}
+
+class PrefsControllerTest : public ::testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        unsetenv("QUILLBEAT_RESOURCES");
+        QFile::remove(PrefsController::cachedResourcesPath());
+        PrefsController::sharedInstance().getUserPreferences();
+    }
+
+    static int genreCount()
+    {
+        return int(PrefsController::sharedInstance()
+                       .liveResources()
+                       .value(QStringLiteral("genres"))
+                       .toList()
+                       .size());
+    }
+};
+
 } // namespace
 
-TEST_F(PreferencesTest, AccessorsAnswerTheirDefaultsAndFollowTheStore)
+TEST_F(PreferencesTest, AccessorsFollowTheStore)
 {
     PrefsController& prefs = PrefsController::sharedInstance();
-    EXPECT_FLOAT_EQ(prefs.minimumImageSize(), 100.0f);
-    EXPECT_FLOAT_EQ(prefs.maximumImageSize(), 450.0f);
     // A missing threshold is the slider's top: existing art is always replaced.
     EXPECT_FLOAT_EQ(prefs.overwriteImageThreshold(), 32767.0f);
-    EXPECT_TRUE(prefs.ignoreNonSquareArtwork());
-    EXPECT_TRUE(prefs.keepiTunesRefreshed());
-    EXPECT_EQ(prefs.cacheSizeMB(), 10);
     EXPECT_TRUE(prefs.drawerIsOpen());
-    EXPECT_EQ(prefs.libraryPlaylist(), QStringLiteral("Library"));
-
     QSettings().setValue(QStringLiteral("drawerClosed"), true);
     EXPECT_FALSE(prefs.drawerIsOpen());
     prefs.setDrawerOpen(true);
@@ -46,17 +74,23 @@ TEST_F(PreferencesTest, AccessorsAnswerTheirDefaultsAndFollowTheStore)
 
 TEST_F(PreferencesTest, ImageSizesAreStoredAsThePanelDoes)
 {
+    const struct
+    {
+        const char* name;
+        int minimum, maximum, threshold;
+        float minimumStored, maximumStored, thresholdStored;
+    } rows[] = {
+        {"a maximum below the minimum is pulled up to it", 300, 200, 500, 300, 300, 500},
+        {"sliders at their ends: no minimum, no limit, always", 0, 1000, 1000, 0, 32767, 32767},
+    };
     PrefsController& prefs = PrefsController::sharedInstance();
-    // A maximum below the minimum is pulled up to it.
-    prefs.storeImageSizes(300, 200, 500, 0, 1000);
-    EXPECT_FLOAT_EQ(prefs.maximumImageSize(), 300.0f);
-    EXPECT_FLOAT_EQ(prefs.minimumImageSize(), 300.0f);
-    EXPECT_FLOAT_EQ(prefs.overwriteImageThreshold(), 500.0f);
-    // Sliders at their ends mean no limit, no minimum, always.
-    prefs.storeImageSizes(0, 1000, 1000, 0, 1000);
-    EXPECT_FLOAT_EQ(prefs.maximumImageSize(), 32767.0f);
-    EXPECT_FLOAT_EQ(prefs.minimumImageSize(), 0.0f);
-    EXPECT_FLOAT_EQ(prefs.overwriteImageThreshold(), 32767.0f);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        prefs.storeImageSizes(row.minimum, row.maximum, row.threshold, 0, 1000);
+        EXPECT_FLOAT_EQ(prefs.minimumImageSize(), row.minimumStored);
+        EXPECT_FLOAT_EQ(prefs.maximumImageSize(), row.maximumStored);
+        EXPECT_FLOAT_EQ(prefs.overwriteImageThreshold(), row.thresholdStored);
+    }
 }
 
 TEST_F(PreferencesTest, UseDefaultsKeepsChecksLyricsFilterAndSource)
@@ -108,13 +142,78 @@ TEST_F(PreferencesTest, AssetNamesAndKeyValuesAreParsedStrictly)
     EXPECT_EQ(WindowPrefs::namesOfAssets(AlbumAssets(AlbumAsset::Track) | AlbumAsset::AlbumName),
               QStringLiteral("album,track"));
 
-    const PreferenceKeys::Key* min = PreferenceKeys::find(QStringLiteral("minImageSize"));
-    ASSERT_NE(min, nullptr);
-    EXPECT_EQ(PreferenceKeys::valueFromText(*min, QStringLiteral("250"))->toDouble(), 250.0);
-    EXPECT_FALSE(PreferenceKeys::valueFromText(*min, QStringLiteral("big")));
-    EXPECT_FALSE(PreferenceKeys::valueFromText(*min, QStringLiteral("nan")));
-    const PreferenceKeys::Key* flag = PreferenceKeys::find(QStringLiteral("noiTunesArtwork"));
-    EXPECT_EQ(PreferenceKeys::valueFromText(*flag, QStringLiteral("yes")), QVariant(true));
-    EXPECT_FALSE(PreferenceKeys::valueFromText(*flag, QStringLiteral("maybe")));
+    const struct
+    {
+        const char* key;
+        const char* text;
+        QVariant value; // invalid: refused
+    } rows[] = {
+        {"minImageSize", "250", 250.0},   {"minImageSize", "big", {}},      {"minImageSize", "nan", {}},
+        {"noiTunesArtwork", "yes", true}, {"noiTunesArtwork", "maybe", {}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.key) + " = " + row.text);
+        const PreferenceKeys::Key* key = PreferenceKeys::find(QLatin1String(row.key));
+        ASSERT_NE(key, nullptr);
+        const std::optional<QVariant> value = PreferenceKeys::valueFromText(*key, QLatin1String(row.text));
+        EXPECT_EQ(value.value_or(QVariant()), row.value);
+    }
     EXPECT_EQ(PreferenceKeys::find(QStringLiteral("nonsense")), nullptr);
+}
+
+TEST_F(PrefsControllerTest, MergesTheCachedAndTheEnvironmentResourcesOverTheShippedOnes)
+{
+    ASSERT_TRUE(TestSupport::writeFile(PrefsController::cachedResourcesPath(), plist(R"(
+        <key>clearCacheAtLaunch</key><integer>1</integer>
+        <key>res_WikipediaInterface</key><dict><key>searchURL</key><string>cached</string>
+            <key>maximumMatches</key><integer>4</integer></dict>)")));
+    const QString envFile = TestSupport::scratchFolder() + QStringLiteral("/env-res.plist");
+    ASSERT_TRUE(TestSupport::writeFile(envFile, plist(R"(
+        <key>sourcelist</key><array><string>WikipediaInterface</string></array>
+        <key>res_WikipediaInterface</key><dict><key>searchURL</key><string>http://127.0.0.1:1/</string></dict>)")));
+    setenv("QUILLBEAT_RESOURCES", envFile.toLocal8Bit().constData(), 1);
+
+    PrefsController& prefs = PrefsController::sharedInstance();
+    prefs.getUserPreferences();
+    const QVariantMap res = prefs.liveResources();
+    EXPECT_EQ(res.value(QStringLiteral("clearCacheAtLaunch")).toInt(), 1);
+    EXPECT_EQ(res.value(QStringLiteral("sourcelist")).toList(),
+              QVariantList{QStringLiteral("WikipediaInterface")});
+    const QVariantMap section = res.value(QStringLiteral("res_WikipediaInterface")).toMap();
+    EXPECT_EQ(section.value(QStringLiteral("searchURL")).toString(), QStringLiteral("http://127.0.0.1:1/"));
+    EXPECT_EQ(section.value(QStringLiteral("maximumMatches")).toInt(), 4) << "sections merge key by key";
+    EXPECT_EQ(genreCount(), 192) << "defaults stay underneath";
+
+    // Kept until dropped; then the shipped ones alone.
+    unsetenv("QUILLBEAT_RESOURCES");
+    QFile::remove(PrefsController::cachedResourcesPath());
+    EXPECT_EQ(prefs.liveResources().value(QStringLiteral("sourcelist")).toList().size(), 1);
+    prefs.getUserPreferences();
+    const QVariantMap shipped = prefs.liveResources();
+    EXPECT_TRUE(shipped.value(QStringLiteral("sourcelist"))
+                    .toStringList()
+                    .contains(QStringLiteral("MusicBrainzInterface")));
+    EXPECT_EQ(shipped.value(QStringLiteral("clearCacheAtLaunch")).toInt(), 0);
+    EXPECT_EQ(shipped.value(QStringLiteral("simplifiers")).toMap().value(QStringLiteral(" & ")).toString(),
+              QStringLiteral(" "));
+}
+
+TEST_F(PrefsControllerTest, IgnoresAnUnreadableOverride)
+{
+    const QString envFile = TestSupport::scratchFolder() + QStringLiteral("/garbage-res.plist");
+    ASSERT_TRUE(TestSupport::writeFile(envFile, QByteArray("\x00\x01not a plist at all", 19)));
+    setenv("QUILLBEAT_RESOURCES", envFile.toLocal8Bit().constData(), 1);
+    PrefsController::sharedInstance().getUserPreferences();
+    EXPECT_EQ(genreCount(), 192);
+}
+
+TEST(PrefsControllerMerge, ReplacesTopLevelKeysAndNonDictionarySections)
+{
+    const QVariantMap base{{QStringLiteral("res_A"), QVariantMap{{QStringLiteral("x"), 1}}},
+                           {QStringLiteral("plain"), QVariantMap{{QStringLiteral("x"), 1}}}};
+    const QVariantMap overlay{{QStringLiteral("res_A"), QStringLiteral("scalar")},
+                              {QStringLiteral("plain"), QVariantMap{{QStringLiteral("y"), 2}}}};
+    const QVariantMap merged = PrefsController::mergedResources(base, overlay);
+    EXPECT_EQ(merged.value(QStringLiteral("res_A")).toString(), QStringLiteral("scalar"));
+    EXPECT_EQ(merged.value(QStringLiteral("plain")).toMap().size(), 1) << "only res_ sections merge";
 }

@@ -1,3 +1,5 @@
+// quillbeat-cli scan and regenerate, run in process over songs made here.
+#include "CommandCapture.h"
 #include "LoadTestFiles.h"
 #include "Mp4TestFiles.h"
 #include "TestSupport.h"
@@ -13,29 +15,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
-namespace {
-
-// Runs a command with its output caught in temporary files.
-template <typename Command> int runCommand(const QStringList& arguments, QByteArray* out, QByteArray* err)
-{
-    std::FILE* outFile = std::tmpfile();
-    std::FILE* errFile = std::tmpfile();
-    const int code = Command(arguments, outFile, errFile).run();
-    for (auto [file, bytes] : {std::pair{outFile, out}, std::pair{errFile, err}}) {
-        std::rewind(file);
-        char buffer[4096];
-        size_t n = 0;
-        while ((n = std::fread(buffer, 1, sizeof buffer, file)) > 0)
-            bytes->append(buffer, static_cast<qsizetype>(n));
-        std::fclose(file);
-    }
-    return code;
-}
-
-} // namespace
-
 TEST(ScanCommand, ListsSongsAndWhatTheyLack)
 {
     const QString folder = LoadTestFiles::freshFolder(QStringLiteral("scan"));
@@ -47,16 +26,14 @@ TEST(ScanCommand, ListsSongsAndWhatTheyLack)
     ASSERT_TRUE(LoadTestFiles::writeSong(bare, QStringLiteral("Bare")));
     ASSERT_TRUE(LoadTestFiles::writeDamagedSong(hurt, QStringLiteral("Hurt")));
 
-    QByteArray out, err;
-    ASSERT_EQ(
-        runCommand<ScanCommand>({QStringLiteral("--folder"), folder, QStringLiteral("--json")}, &out, &err),
-        0)
-        << err.constData();
+    CommandCapture scan =
+        CommandCapture::run<ScanCommand>({QStringLiteral("--folder"), folder, QStringLiteral("--json")});
+    ASSERT_EQ(scan.status, 0) << scan.err.toStdString();
     // One object per song and line, then the summary.
     QJsonObject answer;
     QHash<QString, QJsonObject> byPath;
-    for (const QByteArray& line : out.trimmed().split('\n')) {
-        const QJsonObject object = QJsonDocument::fromJson(line).object();
+    for (const QString& line : scan.out.trimmed().split(QLatin1Char('\n'))) {
+        const QJsonObject object = QJsonDocument::fromJson(line.toUtf8()).object();
         if (object.value(QStringLiteral("kind")).toString() == QLatin1String("summary"))
             answer = object;
         else
@@ -65,39 +42,36 @@ TEST(ScanCommand, ListsSongsAndWhatTheyLack)
     EXPECT_EQ(answer.value(QStringLiteral("count")).toInt(), 3);
     EXPECT_EQ(answer.value(QStringLiteral("damaged")).toInt(), 1);
     ASSERT_EQ(byPath.size(), 3);
+    const auto lacks = [&](const QString& path) {
+        return byPath.value(path).value(QStringLiteral("lacks")).toArray();
+    };
     EXPECT_EQ(byPath.value(full).value(QStringLiteral("artist")).toString(), QStringLiteral("Band"));
-    EXPECT_EQ(byPath.value(full).value(QStringLiteral("lacks")).toArray(),
+    EXPECT_EQ(lacks(full),
               QJsonArray({QStringLiteral("artwork"), QStringLiteral("genre"), QStringLiteral("track"),
                           QStringLiteral("year"), QStringLiteral("lyrics")}));
-    EXPECT_TRUE(
-        byPath.value(bare).value(QStringLiteral("lacks")).toArray().contains(QStringLiteral("album")));
+    EXPECT_TRUE(lacks(bare).contains(QStringLiteral("album")));
     EXPECT_EQ(byPath.value(hurt).value(QStringLiteral("status")).toString(), QStringLiteral("damaged"));
-    EXPECT_FALSE(
-        byPath.value(hurt).value(QStringLiteral("lacks")).toArray().contains(QStringLiteral("artwork")));
+    EXPECT_FALSE(lacks(hurt).contains(QStringLiteral("artwork")));
     // The entries were written out.
     EXPECT_FALSE(SongFileInfoCache::sharedCache().isDirty());
 
-    out.clear();
-    err.clear();
-    ASSERT_EQ(runCommand<ScanCommand>({QStringLiteral("--folder"), folder}, &out, &err), 0);
-    EXPECT_TRUE(out.contains("3 songs: 0 complete, 3 lacking something, 0 read-only, 1 with a damaged tag"))
-        << out.constData();
-    EXPECT_TRUE(out.contains(QByteArray(hurt.toUtf8() + "  [damaged tag]"))) << out.constData();
+    scan = CommandCapture::run<ScanCommand>({QStringLiteral("--folder"), folder});
+    ASSERT_EQ(scan.status, 0);
+    EXPECT_TRUE(scan.out.contains(
+        QStringLiteral("3 songs: 0 complete, 3 lacking something, 0 read-only, 1 with a damaged tag")))
+        << scan.out.toStdString();
+    EXPECT_TRUE(scan.out.contains(hurt + QStringLiteral("  [damaged tag]"))) << scan.out.toStdString();
 }
 
 TEST(ScanCommand, BadArgumentsAndSources)
 {
-    QByteArray out, err;
-    EXPECT_EQ(runCommand<ScanCommand>({QStringLiteral("--folder")}, &out, &err), 2);
-    EXPECT_EQ(
-        runCommand<ScanCommand>(
-            {QStringLiteral("--folder"), TestSupport::scratchFolder() + QStringLiteral("/no")}, &out, &err),
-        1);
-    EXPECT_EQ(runCommand<ScanCommand>({QStringLiteral("--library"), QStringLiteral("--xml"),
-                                       TestSupport::scratchFolder() + QStringLiteral("/none.xml")},
-                                      &out, &err),
-              1);
-    EXPECT_TRUE(err.contains("could not be read")) << err.constData();
+    const QString none = TestSupport::scratchFolder() + QStringLiteral("/none");
+    EXPECT_EQ(CommandCapture::run<ScanCommand>({QStringLiteral("--folder")}).status, 2);
+    EXPECT_EQ(CommandCapture::run<ScanCommand>({QStringLiteral("--folder"), none}).status, 1);
+    const CommandCapture xml = CommandCapture::run<ScanCommand>(
+        {QStringLiteral("--library"), QStringLiteral("--xml"), none + QStringLiteral(".xml")});
+    EXPECT_EQ(xml.status, 1);
+    EXPECT_TRUE(xml.err.contains(QStringLiteral("could not be read"))) << xml.err.toStdString();
 }
 
 TEST(RegenerateCommand, RegeneratesFilesAndReportsMissingOnes)
@@ -105,18 +79,18 @@ TEST(RegenerateCommand, RegeneratesFilesAndReportsMissingOnes)
     const QString folder = LoadTestFiles::freshFolder(QStringLiteral("regencli"));
     const QString hurt = folder + QStringLiteral("/hurt.mp3");
     ASSERT_TRUE(LoadTestFiles::writeDamagedSong(hurt, QStringLiteral("Hurt")));
-    QByteArray out, err;
-    EXPECT_EQ(runCommand<RegenerateCommand>({hurt}, &out, &err), 0) << err.constData();
-    EXPECT_TRUE(out.contains("(2 pictures)")) << out.constData();
+    CommandCapture regenerate = CommandCapture::run<RegenerateCommand>({hurt});
+    EXPECT_EQ(regenerate.status, 0) << regenerate.err.toStdString();
+    EXPECT_TRUE(regenerate.out.contains(QStringLiteral("(2 pictures)"))) << regenerate.out.toStdString();
     std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagWithPath(hurt);
     ASSERT_TRUE(tag);
     EXPECT_FALSE(tag->encounteredProblemDecoding());
 
-    out.clear();
-    err.clear();
-    EXPECT_EQ(runCommand<RegenerateCommand>({hurt, folder + QStringLiteral("/none.mp3")}, &out, &err), 1);
-    EXPECT_TRUE(out.contains("1 of 2 files regenerated")) << out.constData();
-    EXPECT_EQ(runCommand<RegenerateCommand>({}, &out, &err), 2);
+    regenerate = CommandCapture::run<RegenerateCommand>({hurt, folder + QStringLiteral("/none.mp3")});
+    EXPECT_EQ(regenerate.status, 1);
+    EXPECT_TRUE(regenerate.out.contains(QStringLiteral("1 of 2 files regenerated")))
+        << regenerate.out.toStdString();
+    EXPECT_EQ(CommandCapture::run<RegenerateCommand>({}).status, 2);
 }
 
 // An MPEG-4 file without a tag is regenerated (it is given an item list);
@@ -129,17 +103,17 @@ TEST(RegenerateCommand, UntaggedMpeg4FilesAndRefusalsWithTheirReason)
     F::Options o;
     o.withUdta = false;
     ASSERT_TRUE(TestSupport::writeFile(untagged, F::m4a(o)));
-    QByteArray out, err;
-    EXPECT_EQ(runCommand<RegenerateCommand>({untagged}, &out, &err), 0) << err.constData();
-    EXPECT_TRUE(out.contains("1 of 1 file regenerated")) << out.constData();
+    CommandCapture regenerate = CommandCapture::run<RegenerateCommand>({untagged});
+    EXPECT_EQ(regenerate.status, 0) << regenerate.err.toStdString();
+    EXPECT_TRUE(regenerate.out.contains(QStringLiteral("1 of 1 file regenerated")))
+        << regenerate.out.toStdString();
 
     const QString noMovie = folder + QStringLiteral("/nomovie.m4a");
     const QByteArray bytes = F::atom(QStringLiteral("ftyp"), QByteArray("M4A ") + F::be32(0)) +
                              F::atom(QStringLiteral("mdat"), F::chunkBytes(0, 4000));
     ASSERT_TRUE(TestSupport::writeFile(noMovie, bytes));
-    out.clear();
-    err.clear();
-    EXPECT_EQ(runCommand<RegenerateCommand>({noMovie}, &out, &err), 1);
-    EXPECT_TRUE(err.contains("no movie atom")) << err.constData();
+    regenerate = CommandCapture::run<RegenerateCommand>({noMovie});
+    EXPECT_EQ(regenerate.status, 1);
+    EXPECT_TRUE(regenerate.err.contains(QStringLiteral("no movie atom"))) << regenerate.err.toStdString();
     EXPECT_EQ(TestSupport::readFile(noMovie), bytes);
 }

@@ -44,31 +44,32 @@ void setModified(const QString& path, const QDateTime& when)
 
 } // namespace
 
-TEST(SongSourceLoaderRules, LocationsBecomePaths)
-{
-    EXPECT_EQ(SongSourceLoader::pathFromLocation(QStringLiteral("file://localhost/C:/Music/a.mp3")),
-              QStringLiteral("C:/Music/a.mp3"));
-    EXPECT_EQ(SongSourceLoader::pathFromLocation(
-                  QStringLiteral("file://localhost/Users/x/Caf%C3%A9%20Song%25.mp3")),
-              QStringLiteral("/Users/x/Caf\u00e9 Song%.mp3"));
-    EXPECT_EQ(SongSourceLoader::pathFromLocation(QStringLiteral("file:///a/b.m4a")),
-              QStringLiteral("/a/b.m4a"));
-    EXPECT_TRUE(SongSourceLoader::pathFromLocation(QStringLiteral("http://host/a.mp3")).isEmpty());
-    // Too short for a drive letter: kept as it is.
-    EXPECT_EQ(SongSourceLoader::pathFromLocation(QStringLiteral("file:///C:/")), QStringLiteral("/C:/"));
-}
-
-TEST(SongSourceLoaderRules, VolumeRootIsPrefixedWhenMissing)
+TEST(SongSourceLoaderRules, LocationsBecomePathsOnTheLibrarysVolume)
 {
     const QString root =
         SongSourceLoader::volumeRootOfLibraryPath(QStringLiteral("/Volumes/Ext/iTunes/Lib.xml"));
     EXPECT_EQ(root, QStringLiteral("/Volumes/Ext/"));
     EXPECT_TRUE(SongSourceLoader::volumeRootOfLibraryPath(QStringLiteral("/Users/x/Lib.xml")).isEmpty());
     EXPECT_TRUE(SongSourceLoader::volumeRootOfLibraryPath(QStringLiteral("/Volumes/")).isEmpty());
-    EXPECT_EQ(SongSourceLoader::pathFromLocation(QStringLiteral("file://localhost/Music/a.mp3"), root),
-              QStringLiteral("/Volumes/Ext/Music/a.mp3"));
-    EXPECT_EQ(SongSourceLoader::pathFromLocation(QStringLiteral("file://localhost/Volumes/Ext/a.mp3"), root),
-              QStringLiteral("/Volumes/Ext/a.mp3"));
+    const struct
+    {
+        const char* location;
+        QString root;
+        QString path;
+    } rows[] = {
+        {"file://localhost/C:/Music/a.mp3", {}, QStringLiteral("C:/Music/a.mp3")},
+        {"file://localhost/Users/x/Caf%C3%A9%20Song%25.mp3",
+         {},
+         QStringLiteral("/Users/x/Caf\u00e9 Song%.mp3")},
+        {"file:///a/b.m4a", {}, QStringLiteral("/a/b.m4a")},
+        {"http://host/a.mp3", {}, QString()},
+        {"file:///C:/", {}, QStringLiteral("/C:/")}, // too short for a drive letter: kept
+        {"file://localhost/Music/a.mp3", root, QStringLiteral("/Volumes/Ext/Music/a.mp3")},
+        {"file://localhost/Volumes/Ext/a.mp3", root, QStringLiteral("/Volumes/Ext/a.mp3")},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(SongSourceLoader::pathFromLocation(QLatin1String(row.location), row.root), row.path)
+            << row.location;
 }
 
 TEST(SongSourceLoaderRules, OnlyAudioFilesOfTheLibraryAreListed)
@@ -162,7 +163,7 @@ TEST(SongSourceLoaderFolder, BadFilesAreLoggedAndDamagedTagsCollected)
     EXPECT_EQ(lines.first().at(1).value<QColor>(), QColor(Qt::red));
 }
 
-TEST(SongSourceLoaderFolder, VanishedAndReadOnlyFiles)
+TEST(SongSourceLoaderFolder, VanishedReadOnlyAndMissing)
 {
     const QString folder = LoadTestFiles::freshFolder(QStringLiteral("vanish"));
     const QString kept = folder + QStringLiteral("/kept.mp3");
@@ -182,12 +183,9 @@ TEST(SongSourceLoaderFolder, VanishedAndReadOnlyFiles)
         EXPECT_EQ(SongFile::songWithPath(kept)->activityStatus(), SongActivityStatus::Locked);
     }
     QFile::setPermissions(kept, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-}
 
-TEST(SongSourceLoaderFolder, MissingFolderListsNothing)
-{
-    SongSourceLoader loader;
-    EXPECT_TRUE(loader.gatherSongsFromDirectory(TestSupport::scratchFolder() + QStringLiteral("/load/none")));
+    // A missing folder lists nothing.
+    EXPECT_TRUE(loader.gatherSongsFromDirectory(folder + QStringLiteral("/none")));
     EXPECT_TRUE(loader.allSongs().isEmpty());
 }
 
