@@ -32,56 +32,7 @@ const char* nameOf(Verdict verdict)
     return "?";
 }
 
-QByteArray repeated(const char* part, int times)
-{
-    return QByteArray(part).repeated(times);
-}
-
 } // namespace
-
-TEST(PlistShapeCheck, XmlIsHandedOverOnlyWhenCompleteAndShallow)
-{
-    struct Row
-    {
-        const char* name;
-        QByteArray data;
-        Verdict verdict;
-        int depth;
-    };
-    const QByteArray prolog =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//Apple//DTD "
-        "PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n";
-    const Row rows[] = {
-        {"export",
-         prolog + "<plist version=\"1.0\"><dict><key>a</key><array><string>x &lt; y</string><dict/>"
-                  "</array></dict></plist>\n",
-         Verdict::Fine, 2},
-        {"at the limit", "<plist>" + repeated("<array>", 3) + repeated("</array>", 3) + "</plist>",
-         Verdict::Fine, 3},
-        {"a level too deep", "<plist>" + repeated("<array>", 4) + repeated("</array>", 4) + "</plist>",
-         Verdict::TooDeep, 4},
-        {"deep unknown elements", "<plist>" + repeated("<x>", 20), Verdict::TooDeep, 0},
-        {"cut inside a tag", "<plist><dict><ke", Verdict::Truncated, 1},
-        {"cut inside a text", "<plist><dict><key>a</key><string>ab", Verdict::Truncated, 1},
-        {"no </plist>", "<plist><dict></dict>", Verdict::Truncated, 1},
-        {"cut inside the declaration", "<?xml version=", Verdict::Truncated, 0},
-        {"cut inside a comment", "<plist><!-- note", Verdict::Truncated, 0},
-        {"closing another element", "<plist><array></dict></plist>", Verdict::Damaged, 1},
-        {"closing nothing", "</plist>", Verdict::Damaged, 0},
-        {"no element", "only text", Verdict::Damaged, 0},
-        {"markup in a comment", "<plist><!-- </array> --><array></array></plist>", Verdict::Unusual, 0},
-        {"CDATA", "<plist><string><![CDATA[x]]></string></plist>", Verdict::Unusual, 0},
-        {"internal DTD", "<!DOCTYPE plist [<!ENTITY a \"b\">]><plist/>", Verdict::Unusual, 0},
-        {"< in an attribute", "<plist version=\"<\"><dict/></plist>", Verdict::Unusual, 0},
-        {"> in an attribute", "<plist version=\">\"><dict></dict></plist>", Verdict::Fine, 1},
-        {"plain comment", "<plist><!-- note --><dict></dict></plist>", Verdict::Fine, 1},
-    };
-    for (const Row& row : rows) {
-        const PlistShapeCheck::Result result = PlistShapeCheck::check(row.data, 3);
-        EXPECT_STREQ(nameOf(result.verdict), nameOf(row.verdict)) << row.name;
-        EXPECT_EQ(result.depth, row.depth) << row.name;
-    }
-}
 
 TEST(PlistShapeCheck, BinaryIsHandedOverOnlyWhenShallowSoundAndNotUnfoldingWithoutBound)
 {

@@ -86,16 +86,6 @@ PlistPtr sampleTree()
     return PlistPtr(root);
 }
 
-QByteArray binaryOf(const PlistPtr& tree)
-{
-    char* out = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(static_cast<plist_t>(tree.get()), &out, &length);
-    QByteArray result(out, static_cast<qsizetype>(length));
-    plist_to_bin_free(out);
-    return result;
-}
-
 QByteArray xmlOf(const PlistPtr& tree)
 {
     char* out = nullptr;
@@ -117,27 +107,6 @@ TEST(PropertyListReader, TooShortBufferIsNotParsed)
     EXPECT_FALSE(PropertyListReader::mutablePropertyListFromData(bytes("<dict"), true, &error).isValid());
     EXPECT_EQ(error, QStringLiteral("untouched"));
     // Small lists are read without a word in the log.
-    EXPECT_FALSE(log.text().contains(QStringLiteral("[mutPListFrom]")));
-}
-
-TEST(PropertyListReader, BinaryDataGoesToThePlatformParserEvenWhenNotAsked)
-{
-    LogCapture log;
-    QString error;
-    const QVariantMap map = readManual(binaryOf(sampleTree()), &error).toMap();
-    EXPECT_TRUE(error.isEmpty());
-    EXPECT_EQ(map.value(QStringLiteral("Name")).toString(), QStringLiteral("Caf\u00e9 & Co"));
-    EXPECT_EQ(map.value(QStringLiteral("Count")).typeId(), QMetaType::Int);
-    EXPECT_EQ(map.value(QStringLiteral("Count")).toInt(), 7);
-    EXPECT_EQ(map.value(QStringLiteral("Big")).typeId(), QMetaType::LongLong);
-    EXPECT_EQ(map.value(QStringLiteral("Big")).toLongLong(), 5000000000LL);
-    EXPECT_EQ(map.value(QStringLiteral("Negative")).toInt(), -12);
-    // Reals and data survive only on this path.
-    EXPECT_DOUBLE_EQ(map.value(QStringLiteral("Rating")).toDouble(), 4.5);
-    EXPECT_EQ(map.value(QStringLiteral("Blob")).toByteArray(), QByteArray("\x01\x02\x03", 3));
-    EXPECT_EQ(map.value(QStringLiteral("Yes")).toBool(), true);
-    EXPECT_EQ(map.value(QStringLiteral("Added")).toDateTime(), kNewYear2025);
-    EXPECT_EQ(map.value(QStringLiteral("List")).toList(), (QVariantList{QStringLiteral("a"), false}));
     EXPECT_FALSE(log.text().contains(QStringLiteral("[mutPListFrom]")));
 }
 
@@ -267,17 +236,6 @@ TEST(PropertyListReader, TruncatedFilesGiveThePartialTreeAndSaySo)
               (QVariantList{1}));
 }
 
-TEST(PropertyListReader, ManualSuccessAfterPlatformFailureClearsTheError)
-{
-    LogCapture log;
-    QString error = QStringLiteral("earlier failure");
-    const QVariant root = PropertyListReader::mutablePropertyListFromData(
-        bytes("<plist><dict><key>a</key><string>x</string><unknown/></dict></plist>"), true, &error);
-    EXPECT_EQ(root.toMap(), (QVariantMap{{QStringLiteral("a"), QStringLiteral("x")}}));
-    EXPECT_TRUE(error.isEmpty());
-    EXPECT_TRUE(log.text().contains(QStringLiteral("mutPlistFrom manual success after sys fail \"")));
-}
-
 TEST(PropertyListReader, FailureOfBothParsersNamesBoth)
 {
     const QByteArray damaged = bytes("<dict><key>a</key><string>x</string><k\xc3\xa9y>");
@@ -328,21 +286,4 @@ TEST(PropertyListReader, PlatformRootMustBeAContainer)
         bytes("<plist version=\"1.0\"><string>alone</string></plist>"), true, &error);
     EXPECT_FALSE(root.isValid());
     EXPECT_TRUE(error.isEmpty()); // our own reader read it without error, finding no container
-}
-
-TEST(PropertyListReader, LargeBuffersAreLoggedInShortFormWithTheirCounts)
-{
-    QByteArray big("<array>");
-    while (big.size() < 120000)
-        big += "<string>filler</string>\n";
-    big += "</array>";
-    LogCapture log;
-    EXPECT_EQ(WMUtility::mutablePropertyListFromData(big, false).toList().size(), 5000);
-    EXPECT_TRUE(
-        log.text().contains(QStringLiteral("[mutPListFrom] %1 bytes (120.0KB) sysFirst:0").arg(big.size())));
-    // "\n", "a", "\n", "x", "\n": blanks between tags are texts too.
-    readManual(bytes("<dict>\n<key>a</key>\n<string>") + QByteArray(200000, 'x') +
-               bytes("</string>\n</dict>"));
-    EXPECT_TRUE(log.text().contains(QStringLiteral(" secs, 5 values, 0 UTF8 errors)")));
-    EXPECT_TRUE(log.text().contains(QStringLiteral("[mutPListFrom] fin ")));
 }

@@ -147,33 +147,7 @@ PlistPtr libraryTree(int trackCount)
     return PlistPtr(root);
 }
 
-QByteArray written(const PlistPtr& tree, bool binary)
-{
-    char* out = nullptr;
-    uint32_t length = 0;
-    if (binary)
-        plist_to_bin(static_cast<plist_t>(tree.get()), &out, &length);
-    else
-        plist_to_xml(static_cast<plist_t>(tree.get()), &out, &length);
-    const QByteArray result(out, static_cast<qsizetype>(length));
-    std::free(out);
-    return result;
-}
-
 } // namespace
-
-TEST(SystemPlistParser, ParsedTreeIsThePlainConversionInBothForms)
-{
-    const PlistPtr tree = libraryTree(700);
-    const QVariant expected = reference(static_cast<plist_t>(tree.get()));
-    ASSERT_EQ(expected.toMap().value(QStringLiteral("Tracks")).toMap().size(), 700);
-    for (const bool binary : {false, true}) {
-        QString error;
-        const QVariant parsed = SystemPlistParser::parse(written(tree, binary), &error);
-        EXPECT_TRUE(error.isEmpty()) << error.toStdString();
-        EXPECT_TRUE(parsed == expected) << (binary ? "binary" : "XML");
-    }
-}
 
 TEST(SystemPlistParser, ConvertLeavesTheTreeAsItWas)
 {
@@ -184,24 +158,4 @@ TEST(SystemPlistParser, ConvertLeavesTheTreeAsItWas)
     EXPECT_EQ(plist_dict_get_size(tracks), 300u);
     EXPECT_TRUE(first == SystemPlistParser::convert(tree.get(), &error));
     EXPECT_TRUE(first == reference(static_cast<plist_t>(tree.get())));
-}
-
-TEST(SystemPlistParser, RepeatedKeysAndValuesShareTheirText)
-{
-    QString error;
-    const QVariantMap tracks = SystemPlistParser::parse(written(libraryTree(600), false), &error)
-                                   .toMap()
-                                   .value(QStringLiteral("Tracks"))
-                                   .toMap();
-    const QVariantMap a = tracks.value(QStringLiteral("1001")).toMap();
-    const QVariantMap b = tracks.value(QStringLiteral("1596")).toMap(); // same artist and kind, much later
-    const QString kindA = a.value(QStringLiteral("Kind")).toString();
-    const QString kindB = b.value(QStringLiteral("Kind")).toString();
-    ASSERT_EQ(kindA, kindB);
-    EXPECT_EQ(kindA.constData(), kindB.constData());
-    EXPECT_EQ(a.value(QStringLiteral("Artist")).toString().constData(),
-              b.value(QStringLiteral("Artist")).toString().constData());
-    EXPECT_EQ(a.firstKey().constData(), b.firstKey().constData());
-    // Names never repeat: each keeps its own text.
-    EXPECT_NE(a.value(QStringLiteral("Name")).toString(), b.value(QStringLiteral("Name")).toString());
 }

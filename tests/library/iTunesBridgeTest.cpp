@@ -115,28 +115,6 @@ TEST_F(BridgeTest, InlineScriptsAreSentAsWritten)
     EXPECT_EQ(Runner::processStartCount(), starts);
 }
 
-TEST_F(BridgeTest, NamedScriptsGetTheirArguments)
-{
-    mFake->answer("set theText to", "1999\n");
-    mFake->answer("set thePlaylist to playlist thePlaylistName", "playing A\n");
-    mFake->answer("first track of library playlist 1 whose name is theTitle and artist", "playing B\n");
-    EXPECT_EQ(iTunesBridge::changeValueInTrackWithPID(QStringLiteral("00AB"), QStringLiteral("year"),
-                                                      QStringLiteral("1999")),
-              QStringLiteral("1999"));
-    const QString rename = mFake->lastScript();
-    EXPECT_TRUE(rename.contains(QStringLiteral("set thePID to \"00AB\"\nset theField to \"year\"\n"
-                                               "set theText to \"1999\"\n")));
-    EXPECT_TRUE(rename.contains(QStringLiteral("(\"1999\" as integer)")));
-
-    EXPECT_EQ(
-        iTunesBridge::playTrackNamed(QStringLiteral("A"), QStringLiteral("X"), 2, QStringLiteral("Mix")),
-        QStringLiteral("playing A"));
-    EXPECT_TRUE(
-        mFake->lastScript().contains(QStringLiteral("set theIndex to 2\nset thePlaylistName to \"Mix\"")));
-    EXPECT_EQ(iTunesBridge::playTrackNamed(QStringLiteral("B"), QStringLiteral("Y"), 0, QString()),
-              QStringLiteral("playing B"));
-}
-
 TEST_F(BridgeTest, HandlerErrorsComeBackAsText)
 {
     mFake->installCompiler();
@@ -166,14 +144,6 @@ TEST_F(BridgeTest, HandlersNeedACompiledLibrary)
     EXPECT_EQ(Runner::processStartCount(), starts + 1);
     EXPECT_FALSE(iTunesBridge::addTrackWithPID(QStringLiteral("00AB"), QStringLiteral("00CD")));
     EXPECT_EQ(Runner::processStartCount(), starts + 1);
-}
-
-TEST_F(BridgeTest, CurrentlyPlayingIsGivenUpAfterOneSecond)
-{
-    shortenWaits();
-    mFake->hang("current track");
-    EXPECT_FALSE(iTunesBridge::pathOfCurrentlyPlayingTrack());
-    EXPECT_TRUE(TestSupport::readFile(WMLogLocation()).contains("!!! descFromScript nil (1.0) [timed out]"));
 }
 
 TEST_F(BridgeTest, WithoutOsascriptEveryOperationAnswersNothing)
@@ -216,37 +186,4 @@ TEST_F(BridgeTest, WithoutOsascriptEveryOperationAnswersNothing)
     EXPECT_FALSE(iTunesBridge::doCopyInfoFromTrackPID(s, s));
     EXPECT_EQ(Runner::processStartCount(), starts);
     EXPECT_EQ(Runner::activeWorkerCount(), 0);
-}
-
-TEST_F(BridgeTest, ArtworkIsKnownAtOnceForSongsITunesCannotHold)
-{
-    // A song without a persistent ID is not iTunes's; without osascript no
-    // song is. Only a song iTunes might hold is left unknown while iTunes
-    // is not running (never here: this platform has no iTunes to run).
-    const QString folder = TestSupport::scratchFolder() + QStringLiteral("/identify");
-    struct Row
-    {
-        const char* what;
-        bool osascript;
-        const char* persistentID;
-        qint32 expected;
-    };
-    const Row rows[] = {
-        {"no persistent ID", true, "", 0},
-        {"iTunes installed, not running", true, "0123456789ABCDEF", -1},
-        {"no iTunes", false, "0123456789ABCDEF", 0},
-    };
-    QList<std::shared_ptr<SongFile>> songs;
-    for (const Row& row : rows) {
-        const QString path = folder + QLatin1Char('/') + QLatin1String(row.what) + QStringLiteral(".mp3");
-        ASSERT_TRUE(TestSupport::writeFile(path, QByteArray(300, 'x')));
-        songs.append(SongFile::songWithPath(path));
-        songs.last()->setPersistentID(QLatin1String(row.persistentID));
-    }
-    for (int i = 0; i < 3; ++i) {
-        if (!rows[i].osascript)
-            mFake->removeFromPath();
-        MainController::identifyiTunesArtworkForSongs({songs.at(i).get()});
-        EXPECT_EQ(songs.at(i)->hasiTunesArtwork(), rows[i].expected) << rows[i].what;
-    }
 }

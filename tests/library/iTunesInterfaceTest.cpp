@@ -74,21 +74,6 @@ constexpr qint64 kDay = 86400;
 
 } // namespace
 
-TEST_F(HomeFolderTest, TheNewestQualifyingExportWins)
-{
-    const QByteArray lib = libraryExport("file://localhost/Music/", track(1, "A"));
-    put(QStringLiteral("Music/iTunes/Old Library.xml"), lib, 40 * kDay);
-    put(QStringLiteral("Music/iTunes/Library A.xml"), lib, 3 * kDay);
-    const QString newer = put(QStringLiteral("Music/iTunes/Some name.xml"), lib, 1 * kDay);
-    put(QStringLiteral("Music/iTunes/Unrelated.xml"), "<plist><dict></dict></plist>", 10);
-    put(QStringLiteral("Music/iTunes/notes.txt"), lib, 5);
-
-    QDateTime date;
-    EXPECT_EQ(iTunesInterface::mostRecentMusicLibraryPath(&date), newer);
-    EXPECT_TRUE(date.isValid());
-    EXPECT_LT(qAbs(date.secsTo(QDateTime::currentDateTimeUtc()) - kDay), 5);
-}
-
 TEST_F(HomeFolderTest, NamePrefixQualifiesAndOldExportsNeverDo)
 {
     put(QStringLiteral("Music/iTunes/iTunes Music Library.xml"), "<plist>no marker</plist>", 2 * kDay);
@@ -128,51 +113,6 @@ TEST_F(HomeFolderTest, TheFolderNamedInThePreferencesIsACandidate)
         0);
     EXPECT_EQ(iTunesInterface::currentMusicLibraryPathFromPrefs(), custom);
     EXPECT_EQ(iTunesInterface::mostRecentMusicLibraryPath(), custom + QStringLiteral("/export.xml"));
-}
-
-TEST_F(HomeFolderTest, LoadsAndCachesTheLibraryByModificationDate)
-{
-    const QByteArray tracks = track(1, "Caf\xc3\xa9") + track(2, "Bad \xff\xfe name") + track(3, "R&amp;B");
-    const QString path =
-        put(QStringLiteral("Music/iTunes/Library.xml"), libraryExport("file://localhost/Music/", tracks), 60);
-    // The platform parser is tried first unless the crash guard says it once
-    // failed; our own reader marks the bad name with a placeholder.
-    QSettings().setValue(QStringLiteral("noSystemDeserialize"), true);
-    QString error;
-    const QVariantMap library = iTunesInterface::getMusicLibraryDictionaryAtPath(path, &error);
-    const QVariantMap all = library.value(QStringLiteral("Tracks")).toMap();
-    ASSERT_EQ(all.size(), 3);
-    EXPECT_EQ(all.value(QStringLiteral("1")).toMap().value(QStringLiteral("Name")).toString(),
-              QStringLiteral("Café"));
-    EXPECT_EQ(all.value(QStringLiteral("2")).toMap().value(QStringLiteral("Name")).toString(),
-              QStringLiteral("[NON-UTF8-1]"));
-    EXPECT_EQ(all.value(QStringLiteral("3")).toMap().value(QStringLiteral("Name")).toString(),
-              QStringLiteral("R&B"));
-    EXPECT_EQ(iTunesInterface::musicLibraryPersistentID(), QStringLiteral("0123456789ABCDEF"));
-    EXPECT_EQ(iTunesInterface::musicLibraryPath(), mHome + QStringLiteral("/Music/iTunes"));
-
-    // Same date: the cached dictionary, even though the bytes changed.
-    const QDateTime stamp = QFileInfo(path).lastModified();
-    put(QStringLiteral("Music/iTunes/Library.xml"), libraryExport("x", track(9, "Other")), 60);
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-    ASSERT_TRUE(file.setFileTime(stamp, QFileDevice::FileModificationTime));
-    file.close();
-    EXPECT_EQ(iTunesInterface::getMusicLibraryDictionaryAtPath(path, &error)
-                  .value(QStringLiteral("Tracks"))
-                  .toMap()
-                  .size(),
-              3);
-    // A new date: read again.
-    put(QStringLiteral("Music/iTunes/Library.xml"), libraryExport("x", track(9, "Other")), 10);
-    EXPECT_EQ(iTunesInterface::getMusicLibraryDictionaryAtPath(path, &error)
-                  .value(QStringLiteral("Tracks"))
-                  .toMap()
-                  .size(),
-              1);
-    EXPECT_TRUE(QSettings().value(QStringLiteral("noSystemDeserialize")).toBool())
-        << "the guard is left as it was";
-    QSettings().remove(QStringLiteral("noSystemDeserialize"));
 }
 
 TEST_F(HomeFolderTest, ATruncatedExportLoadsWhatItCan)

@@ -155,34 +155,3 @@ TEST(Delazifier, DamagedTagsGoToTheRegenerateList)
     EXPECT_GE(reveals.count(), 1);
     EXPECT_EQ(songs.at(2)->infotag()->title(), QStringLiteral("File 2"));
 }
-
-TEST(Delazifier, StopLeavesTheRestLazyAndCanStartAgain)
-{
-    const QList<std::shared_ptr<SongFile>> songs = lazySongs(QStringLiteral("stop"), 6);
-    ASSERT_EQ(songs.size(), 6);
-    Delazifier delazifier;
-    delazifier.setAllSongs(songs);
-    delazifier.setBatchTimeLimit(0.0);
-    QSignalSpy active(&delazifier, &Delazifier::activeChanged);
-    delazifier.startDelazification();
-    EXPECT_TRUE(delazifier.isActive());
-    delazifier.stopDelazification();
-    EXPECT_FALSE(delazifier.isDelazifying());
-    EXPECT_FALSE(delazifier.isActive());
-    ASSERT_GE(active.count(), 2);
-    EXPECT_FALSE(active.last().at(0).toBool());
-    // Results of the stopped batch are dropped, so at most the first song
-    // could have been read by the main thread; the rest stay lazy.
-    int lazy = 0;
-    for (const auto& song : songs)
-        lazy += Delazifier::needsDelazifying(*song) ? 1 : 0;
-    EXPECT_GE(lazy, 5);
-    QCoreApplication::processEvents(); // a late answer must not restart anything
-    EXPECT_FALSE(delazifier.isDelazifying());
-
-    delazifier.setBatchTimeLimit(1000.0);
-    delazifier.startDelazification();
-    ASSERT_TRUE(runUntilFinished(delazifier));
-    for (const auto& song : songs)
-        EXPECT_FALSE(Delazifier::needsDelazifying(*song));
-}

@@ -24,12 +24,6 @@ protected:
     void TearDown() override { QSettings().clear(); }
 };
 
-QByteArray plist(const char* body)
-{
-    return QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n") +
-           body + "\n</dict>\n</plist>\n";
-}
-
 class PrefsControllerTest : public ::testing::Test
 {
 protected:
@@ -70,27 +64,6 @@ TEST_F(PreferencesTest, AccessorsFollowTheStore)
     EXPECT_EQ(prefs.librarySource(), SongSourceKind::Playlist);
     prefs.setLibraryPlaylist(QString());
     EXPECT_EQ(prefs.libraryPlaylist(), QStringLiteral("Library"));
-}
-
-TEST_F(PreferencesTest, ImageSizesAreStoredAsThePanelDoes)
-{
-    const struct
-    {
-        const char* name;
-        int minimum, maximum, threshold;
-        float minimumStored, maximumStored, thresholdStored;
-    } rows[] = {
-        {"a maximum below the minimum is pulled up to it", 300, 200, 500, 300, 300, 500},
-        {"sliders at their ends: no minimum, no limit, always", 0, 1000, 1000, 0, 32767, 32767},
-    };
-    PrefsController& prefs = PrefsController::sharedInstance();
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        prefs.storeImageSizes(row.minimum, row.maximum, row.threshold, 0, 1000);
-        EXPECT_FLOAT_EQ(prefs.minimumImageSize(), row.minimumStored);
-        EXPECT_FLOAT_EQ(prefs.maximumImageSize(), row.maximumStored);
-        EXPECT_FLOAT_EQ(prefs.overwriteImageThreshold(), row.thresholdStored);
-    }
 }
 
 TEST_F(PreferencesTest, UseDefaultsKeepsChecksLyricsFilterAndSource)
@@ -161,43 +134,6 @@ TEST_F(PreferencesTest, AssetNamesAndKeyValuesAreParsedStrictly)
     EXPECT_EQ(PreferenceKeys::find(QStringLiteral("nonsense")), nullptr);
 }
 
-TEST_F(PrefsControllerTest, MergesTheCachedAndTheEnvironmentResourcesOverTheShippedOnes)
-{
-    ASSERT_TRUE(TestSupport::writeFile(PrefsController::cachedResourcesPath(), plist(R"(
-        <key>clearCacheAtLaunch</key><integer>1</integer>
-        <key>res_WikipediaInterface</key><dict><key>searchURL</key><string>cached</string>
-            <key>maximumMatches</key><integer>4</integer></dict>)")));
-    const QString envFile = TestSupport::scratchFolder() + QStringLiteral("/env-res.plist");
-    ASSERT_TRUE(TestSupport::writeFile(envFile, plist(R"(
-        <key>sourcelist</key><array><string>WikipediaInterface</string></array>
-        <key>res_WikipediaInterface</key><dict><key>searchURL</key><string>http://127.0.0.1:1/</string></dict>)")));
-    setenv("QUILLBEAT_RESOURCES", envFile.toLocal8Bit().constData(), 1);
-
-    PrefsController& prefs = PrefsController::sharedInstance();
-    prefs.getUserPreferences();
-    const QVariantMap res = prefs.liveResources();
-    EXPECT_EQ(res.value(QStringLiteral("clearCacheAtLaunch")).toInt(), 1);
-    EXPECT_EQ(res.value(QStringLiteral("sourcelist")).toList(),
-              QVariantList{QStringLiteral("WikipediaInterface")});
-    const QVariantMap section = res.value(QStringLiteral("res_WikipediaInterface")).toMap();
-    EXPECT_EQ(section.value(QStringLiteral("searchURL")).toString(), QStringLiteral("http://127.0.0.1:1/"));
-    EXPECT_EQ(section.value(QStringLiteral("maximumMatches")).toInt(), 4) << "sections merge key by key";
-    EXPECT_EQ(genreCount(), 192) << "defaults stay underneath";
-
-    // Kept until dropped; then the shipped ones alone.
-    unsetenv("QUILLBEAT_RESOURCES");
-    QFile::remove(PrefsController::cachedResourcesPath());
-    EXPECT_EQ(prefs.liveResources().value(QStringLiteral("sourcelist")).toList().size(), 1);
-    prefs.getUserPreferences();
-    const QVariantMap shipped = prefs.liveResources();
-    EXPECT_TRUE(shipped.value(QStringLiteral("sourcelist"))
-                    .toStringList()
-                    .contains(QStringLiteral("MusicBrainzInterface")));
-    EXPECT_EQ(shipped.value(QStringLiteral("clearCacheAtLaunch")).toInt(), 0);
-    EXPECT_EQ(shipped.value(QStringLiteral("simplifiers")).toMap().value(QStringLiteral(" & ")).toString(),
-              QStringLiteral(" "));
-}
-
 TEST_F(PrefsControllerTest, IgnoresAnUnreadableOverride)
 {
     const QString envFile = TestSupport::scratchFolder() + QStringLiteral("/garbage-res.plist");
@@ -205,15 +141,4 @@ TEST_F(PrefsControllerTest, IgnoresAnUnreadableOverride)
     setenv("QUILLBEAT_RESOURCES", envFile.toLocal8Bit().constData(), 1);
     PrefsController::sharedInstance().getUserPreferences();
     EXPECT_EQ(genreCount(), 192);
-}
-
-TEST(PrefsControllerMerge, ReplacesTopLevelKeysAndNonDictionarySections)
-{
-    const QVariantMap base{{QStringLiteral("res_A"), QVariantMap{{QStringLiteral("x"), 1}}},
-                           {QStringLiteral("plain"), QVariantMap{{QStringLiteral("x"), 1}}}};
-    const QVariantMap overlay{{QStringLiteral("res_A"), QStringLiteral("scalar")},
-                              {QStringLiteral("plain"), QVariantMap{{QStringLiteral("y"), 2}}}};
-    const QVariantMap merged = PrefsController::mergedResources(base, overlay);
-    EXPECT_EQ(merged.value(QStringLiteral("res_A")).toString(), QStringLiteral("scalar"));
-    EXPECT_EQ(merged.value(QStringLiteral("plain")).toMap().size(), 1) << "only res_ sections merge";
 }

@@ -86,18 +86,3 @@ TEST(RegenerateController, FailuresStayListedAndCancelStops)
     EXPECT_EQ(controller.songsArray().first()->path(), gone);
     EXPECT_EQ(hide.count(), 0);
 }
-
-TEST(RegenerateController, RowText)
-{
-    const QString folder = LoadTestFiles::freshFolder(QStringLiteral("rowtext"));
-    const auto textOf = [&folder](const QString& title, const QString& artist, const QString& album) {
-        const QString path = folder + QStringLiteral("/%1-%2-%3.mp3").arg(title, artist, album);
-        LoadTestFiles::writeSong(path, title, artist, album);
-        std::shared_ptr<SongFile> song = SongFile::songWithPath(path);
-        return song ? RegenerateController::rowText(*song) : QStringLiteral("<no song>");
-    };
-    EXPECT_EQ(textOf(QStringLiteral("T"), QStringLiteral("A"), QStringLiteral("B")),
-              QStringLiteral("T - A (B)"));
-    EXPECT_EQ(textOf(QStringLiteral("T"), QString(), QStringLiteral("B")), QStringLiteral("T (B)"));
-    EXPECT_EQ(textOf(QStringLiteral("T"), QString(), QString()), QStringLiteral("T"));
-}

@@ -35,13 +35,6 @@ QStringList logged(const QSignalSpy& spy)
     return lines;
 }
 
-void setModified(const QString& path, const QDateTime& when)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-    ASSERT_TRUE(file.setFileTime(when, QFileDevice::FileModificationTime));
-}
-
 } // namespace
 
 TEST(SongSourceLoaderRules, LocationsBecomePathsOnTheLibrarysVolume)
@@ -70,59 +63,6 @@ TEST(SongSourceLoaderRules, LocationsBecomePathsOnTheLibrarysVolume)
     for (const auto& row : rows)
         EXPECT_EQ(SongSourceLoader::pathFromLocation(QLatin1String(row.location), row.root), row.path)
             << row.location;
-}
-
-TEST(SongSourceLoaderRules, OnlyAudioFilesOfTheLibraryAreListed)
-{
-    const QVariantMap good = LoadTestFiles::track(1, QStringLiteral("/m/a.mp3"), QStringLiteral("A"));
-    EXPECT_TRUE(SongSourceLoader::isListableTrack(good));
-    QVariantMap video = good;
-    video.insert(QStringLiteral("Has Video"), true);
-    QVariantMap stream = good;
-    stream.remove(QStringLiteral("Total Time"));
-    QVariantMap kindless = good;
-    kindless.remove(QStringLiteral("Kind"));
-    QVariantMap ringtone = good;
-    ringtone.insert(QStringLiteral("Location"), QStringLiteral("file://localhost/m/ring.m4r"));
-    QVariantMap remote = good;
-    remote.insert(QStringLiteral("Location"), QStringLiteral("http://radio/stream.mp3"));
-    for (const QVariantMap& track : {video, stream, kindless, ringtone, remote})
-        EXPECT_FALSE(SongSourceLoader::isListableTrack(track))
-            << qPrintable(track.value(QStringLiteral("Location")).toString());
-}
-
-TEST(SongSourceLoaderFolder, SecondLoadComesFromTheCache)
-{
-    const QString folder = LoadTestFiles::freshFolder(QStringLiteral("cached"));
-    const QString a = folder + QStringLiteral("/Album/01 a.mp3");
-    const QString b = folder + QStringLiteral("/Album/02 b.mp3");
-    ASSERT_TRUE(LoadTestFiles::writeSong(a, QStringLiteral("First"), QStringLiteral("Band")));
-    ASSERT_TRUE(LoadTestFiles::writeSong(b, QStringLiteral("Second"), QStringLiteral("Band")));
-    ASSERT_TRUE(TestSupport::writeFile(folder + QStringLiteral("/Album/cover.jpg"), QByteArray(600, 'x')));
-
-    SongSourceLoader loader;
-    ASSERT_TRUE(loader.gatherSongsFromDirectory(folder));
-    const QList<std::shared_ptr<SongFile>> first = loader.allSongs();
-    ASSERT_EQ(pathsOf(first), QStringList({a, b}));
-    EXPECT_EQ(first.at(0)->infotag()->title(), QStringLiteral("First"));
-    EXPECT_NE(dynamic_cast<CachedInfoTag*>(first.at(0)->infotag()), nullptr);
-    EXPECT_FALSE(SongFileInfoCache::sharedCache().infoForSongFileAtPath(a).isEmpty());
-
-    // Change the file's tag but keep its date: the cache still answers.
-    const QDateTime modified = first.at(0)->modificationDate();
-    ASSERT_TRUE(LoadTestFiles::writeSong(a, QStringLiteral("Changed"), QStringLiteral("Band")));
-    setModified(a, modified);
-    loader.setWorkList(first);
-    ASSERT_TRUE(loader.gatherSongsFromDirectory(folder));
-    ASSERT_EQ(loader.allSongs().size(), 2);
-    EXPECT_EQ(loader.allSongs().at(0), first.at(0)); // the work list's record reused
-    EXPECT_EQ(loader.allSongs().at(0)->infotag()->title(), QStringLiteral("First"));
-
-    // A new date makes the entry invalid: the file is read again.
-    setModified(a, modified.addSecs(60));
-    loader.setWorkList({});
-    ASSERT_TRUE(loader.gatherSongsFromDirectory(folder));
-    EXPECT_EQ(loader.allSongs().at(0)->infotag()->title(), QStringLiteral("Changed"));
 }
 
 TEST(SongSourceLoaderFolder, BadFilesAreLoggedAndDamagedTagsCollected)
@@ -219,26 +159,6 @@ protected:
 
     QString folder, first, second, xml;
 };
-
-TEST_F(SongSourceLoaderLibrary, TracksGetLazyTagsInTrackOrder)
-{
-    SongSourceLoader loader;
-    QSignalSpy lines(&loader, &SongSourceLoader::logLine);
-    QSignalSpy progress(&loader, &SongSourceLoader::progress);
-    ASSERT_TRUE(loader.setiTunesLibrary(xml));
-    EXPECT_EQ(loader.sourceKind(), SongSourceKind::Library);
-    ASSERT_EQ(pathsOf(loader.allSongs()), QStringList({second, first}));
-    const std::shared_ptr<SongFile> song = loader.allSongs().at(1);
-    EXPECT_EQ(song->iTunesDBID(), 10u);
-    EXPECT_EQ(song->persistentID(), QStringLiteral("PID10"));
-    ASSERT_TRUE(song->hasInfotagCached());
-    EXPECT_TRUE(song->infotag()->isLazy());
-    EXPECT_EQ(song->infotag()->title(), QStringLiteral("Library One")); // the file is not read
-    EXPECT_TRUE(logged(lines).contains(QStringLiteral("Could not open the song ") + folder +
-                                       QStringLiteral("/gone.mp3")));
-    ASSERT_FALSE(progress.isEmpty());
-    EXPECT_EQ(progress.last().at(0).toLongLong(), progress.last().at(1).toLongLong());
-}
 
 TEST_F(SongSourceLoaderLibrary, CachedEntriesInMemoryAreUsed)
 {

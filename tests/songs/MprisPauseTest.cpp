@@ -164,25 +164,4 @@ TEST_F(MprisPauseTest, APlayerPlayingTheSongIsPausedWhileItIsWritten)
     EXPECT_EQ(mPlayer->calls(), (QStringList{QStringLiteral("Pause Before"), QStringLiteral("Play After")}));
 }
 
-TEST_F(MprisPauseTest, OtherPlayersAreLeftAlone)
-{
-    struct Row
-    {
-        const char* what;
-        QString file;
-        const char* status;
-    };
-    const Row rows[] = {
-        {"playing another song", mOther, "Playing"},
-        {"paused on this song", mSong, "Paused"},
-        {"stopped", mSong, "Stopped"},
-    };
-    for (const Row& row : rows) {
-        mPlayer->play(row.file, QLatin1String(row.status));
-        ASSERT_TRUE(writeTitle(QLatin1String(row.what)));
-        EXPECT_TRUE(mPlayer->calls().isEmpty()) << row.what;
-        EXPECT_EQ(AudioInfoTag::tagWithPath(mSong)->title(), QLatin1String(row.what));
-    }
-}
-
 #include "MprisPauseTest.moc"

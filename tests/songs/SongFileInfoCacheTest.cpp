@@ -47,25 +47,6 @@ bool waitUntilClean(SongFileInfoCache& cache)
 
 } // namespace
 
-TEST(SongFileInfoCacheTest, GroupKeysAndFiles)
-{
-    // Folders shorter than 5 characters have no key.
-    EXPECT_FALSE(SongFileInfoCache::keyForPath(QStringLiteral("/abc/song.mp3")));
-    EXPECT_FALSE(SongFileInfoCache::keyForPath(QStringLiteral("song.mp3")));
-    const std::optional<quint32> key = SongFileInfoCache::keyForPath(QStringLiteral("/abcd/song.mp3"));
-    ASSERT_TRUE(key);
-    EXPECT_EQ(*key, (quint32('a') << 21) + (quint32('b') << 14) + (quint32('c') << 7) + quint32('d'));
-    // Characters beyond 7 bits overlap their neighbours and wrap at 32 bits.
-    const QString wide = QStringLiteral("/x") + QChar(0x4E2D) + QChar(0x6587) + QStringLiteral("ab/s.mp3");
-    const quint32 expected = (quint32(0x4E2D) << 21) + (quint32(0x6587) << 14) + (quint32('a') << 7) + 'b';
-    EXPECT_EQ(SongFileInfoCache::keyForPath(wide), expected);
-
-    SongFileInfoCache cache(TestSupport::scratchFolder() + QStringLiteral("/cache-keys"));
-    EXPECT_EQ(cache.pathForKeyNumber(0x1234abcd), cache.basePath() + QStringLiteral("/12/13/1234abcd.cache"));
-    EXPECT_EQ(cache.pathForKeyNumber(0x5), cache.basePath() + QStringLiteral("/00/05/5.cache"));
-    EXPECT_TRUE(SongFileInfoCache::appCacheFolder().endsWith(QStringLiteral("/com.wendmark.quillbeat.info")));
-}
-
 TEST(SongFileInfoCacheTest, EntriesAreValidWhileTheFileIsUnchanged)
 {
     const QString dir = SongTestFiles::folder(QStringLiteral("cache-valid"));
@@ -94,47 +75,6 @@ TEST(SongFileInfoCacheTest, EntriesAreValidWhileTheFileIsUnchanged)
     cache.storeInfo(entryFor(path, QStringLiteral("A")), QStringLiteral("/abc/x.mp3"));
     cache.detach();
     EXPECT_FALSE(cache.isDirty());
-}
-
-TEST(SongFileInfoCacheTest, FoldersSharingAKeyKeepTheirEntries)
-{
-    const QString dir = SongTestFiles::folder(QStringLiteral("cache-shared"));
-    const QString one = SongTestFiles::writeMp3(dir + QStringLiteral("/one/Best Of/s.mp3"));
-    const QString two = SongTestFiles::writeMp3(dir + QStringLiteral("/two/Rest Of/s.mp3"));
-    ASSERT_EQ(SongFileInfoCache::keyForPath(one), SongFileInfoCache::keyForPath(two));
-    {
-        SongFileInfoCache cache(dir + QStringLiteral("/cache"));
-        cache.storeInfo(entryFor(one, QStringLiteral("One")), one);
-        cache.storeInfo(entryFor(two, QStringLiteral("Two")), two);
-        cache.detach();
-    }
-    SongFileInfoCache reread(dir + QStringLiteral("/cache"));
-    EXPECT_EQ(reread.infoForSongFileAtPath(one).value(QStringLiteral("tit")), QStringLiteral("One"));
-    EXPECT_EQ(reread.infoForSongFileAtPath(two).value(QStringLiteral("tit")), QStringLiteral("Two"));
-    QDir files(reread.pathForKeyNumber(*SongFileInfoCache::keyForPath(one)).section(QLatin1Char('/'), 0, -2));
-    EXPECT_EQ(files.entryList(QDir::Files).size(), 1);
-}
-
-TEST(SongFileInfoCacheTest, DiskReadsOffConsultsOnlyGroupsInMemory)
-{
-    const QString dir = SongTestFiles::folder(QStringLiteral("cache-noreads"));
-    const QString a = SongTestFiles::writeMp3(dir + QStringLiteral("/Album/a.mp3"));
-    const QString b = SongTestFiles::writeMp3(dir + QStringLiteral("/Album/b.mp3"));
-    {
-        SongFileInfoCache cache(dir + QStringLiteral("/cache"));
-        cache.storeInfo(entryFor(a, QStringLiteral("A")), a);
-    }
-    SongFileInfoCache cache(dir + QStringLiteral("/cache"));
-    cache.setAllowDiskReads(false);
-    EXPECT_TRUE(cache.infoForSongFileAtPath(a).isEmpty());
-    // Storing still reads the group, so that writing it loses nothing.
-    cache.storeInfo(entryFor(b, QStringLiteral("B")), b);
-    EXPECT_EQ(cache.infoForSongFileAtPath(a).value(QStringLiteral("tit")), QStringLiteral("A"));
-    cache.detach();
-    cache.setAllowDiskReads(true);
-    SongFileInfoCache reread(dir + QStringLiteral("/cache"));
-    EXPECT_FALSE(reread.infoForSongFileAtPath(a).isEmpty());
-    EXPECT_FALSE(reread.infoForSongFileAtPath(b).isEmpty());
 }
 
 TEST(SongFileInfoCacheTest, DamagedGroupFilesCountAsAbsent)
@@ -279,21 +219,6 @@ TEST(CachedInfoTagTest, EntriesFromRealTagsAndImmutability)
     const QVariantMap dateless = CachedInfoTag::infoDictForTag(*real, dir + QStringLiteral("/none.m4a"));
     EXPECT_FALSE(dateless.contains(QStringLiteral("mod")));
     EXPECT_TRUE(logText().contains(QStringLiteral("mod date nil for ")));
-}
-
-TEST(SongFileInfoCacheTest, SharedCacheServesTheRecords)
-{
-    const QString dir = SongTestFiles::folder(QStringLiteral("cache-shared-instance"));
-    const QString path = SongTestFiles::writeMp3(dir + QStringLiteral("/Album/r.mp3"),
-                                                 {{QStringLiteral("title"), QStringLiteral("Stored")}});
-    auto song = SongFile::songWithPath(path);
-    ASSERT_TRUE(song && song->infotag());
-    EXPECT_FALSE(song->revertToCachedInfotag());
-    SongFileInfoCache::sharedCache().storeInfo(CachedInfoTag::infoDictForTag(*song->infotag(), path), path);
-    EXPECT_TRUE(song->revertToCachedInfotag());
-    EXPECT_TRUE(song->infotag()->isLazy());
-    EXPECT_EQ(song->infotag()->title(), QStringLiteral("Stored"));
-    SongFileInfoCache::sharedCache().detach();
 }
 
 // Not a test of its own: the first half of CacheWrittenByOneProcessIsReadByTheNext,

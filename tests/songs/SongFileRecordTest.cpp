@@ -97,66 +97,6 @@ private:
 
 } // namespace
 
-TEST(SongFileRecord, ConstructionNeeds255BytesAndADate)
-{
-    const QString dir = SongTestFiles::folder(QStringLiteral("construct"));
-    TestSupport::writeFile(dir + QStringLiteral("/short.mp3"), QByteArray(254, 'x'));
-    TestSupport::writeFile(dir + QStringLiteral("/enough.mp3"), QByteArray(255, 'x'));
-    EXPECT_FALSE(SongFile::songWithPath(dir + QStringLiteral("/short.mp3")));
-    EXPECT_FALSE(SongFile::songWithPath(dir + QStringLiteral("/missing.mp3")));
-    EXPECT_FALSE(SongFile::songWithPath(dir));
-    EXPECT_FALSE(SongFile::songWithPath(QString()));
-    const auto song = SongFile::songWithPath(dir + QStringLiteral("/enough.mp3"));
-    ASSERT_TRUE(song);
-    EXPECT_EQ(song->filename(), QStringLiteral("enough.mp3"));
-    EXPECT_EQ(song->modificationDate(), FileAttributes::modificationDate(song->path()));
-    EXPECT_EQ(song->hasiTunesArtwork(), -1);
-    EXPECT_EQ(song->playlistIndex(), SongFile::NotFound);
-    EXPECT_EQ(song->iTunesDBID(), 0u);
-    EXPECT_FALSE(song->hasInfotagCached());
-    EXPECT_TRUE(song->description().contains(song->path()));
-    if (::geteuid() != 0) {
-        ::chmod(QFile::encodeName(song->path()).constData(), 0444);
-        const auto locked = SongFile::songWithPath(song->path());
-        EXPECT_EQ(locked->activityStatus(), SongActivityStatus::Locked);
-        EXPECT_FALSE(locked->canWriteToOriginalPath());
-    } else {
-        EXPECT_EQ(song->activityStatus(), SongActivityStatus::Idle);
-    }
-}
-
-TEST(SongFileRecord, CopiesKeepIdentityButNotTheTag)
-{
-    const QString dir = SongTestFiles::folder(QStringLiteral("copy"));
-    const QString path =
-        SongTestFiles::writeMp3(dir + QStringLiteral("/a.mp3"), values({{"title", "Copy Me"}}));
-    const auto song = SongFile::songWithPath(path);
-    ASSERT_TRUE(song);
-    ASSERT_TRUE(song->infotag());
-    song->setActivityStatus(SongActivityStatus::Gathering);
-    song->setiTunesDBID(42);
-    song->setPersistentID(QStringLiteral("00AB"));
-    song->setPlayList(QStringLiteral("Mix"), 7);
-    EXPECT_EQ(song->infotag()->playlistIndex(), 7);
-    const auto copy = song->copy();
-    ASSERT_TRUE(copy);
-    EXPECT_NE(copy.get(), song.get());
-    EXPECT_FALSE(copy->hasInfotagCached());
-    EXPECT_EQ(copy->activityStatus(), SongActivityStatus::Gathering);
-    EXPECT_EQ(copy->iTunesDBID(), 42u);
-    EXPECT_EQ(copy->persistentID(), QStringLiteral("00AB"));
-    EXPECT_EQ(copy->playlistIndex(), 7);
-    // The copy hands its playlist position to the tag it reads.
-    EXPECT_EQ(copy->infotag()->playlistIndex(), 7);
-    EXPECT_EQ(copy->infotag()->title(), QStringLiteral("Copy Me"));
-
-    // Found from the end of the list, by path.
-    const QList<std::shared_ptr<SongFile>> songs = {song, nullptr, copy};
-    EXPECT_EQ(SongFile::songWithPath(path, songs), copy);
-    EXPECT_FALSE(SongFile::songWithPath(QString(), songs));
-    EXPECT_FALSE(SongFile::songWithPath(path + QStringLiteral("x"), songs));
-}
-
 TEST(SongFileRecord, TagsStandInAndAreMadeReal)
 {
     const QString dir = SongTestFiles::folder(QStringLiteral("tags"));
@@ -272,32 +212,6 @@ TEST(SongFileRecord, WritingKeepsTheFilesAttributes)
     EXPECT_EQ(song->activityStatus(), SongActivityStatus::Problem);
     song->setPath(QString());
     EXPECT_TRUE(song->writeToOriginalPath(&error, false));
-}
-
-TEST(FileAttributesTest, RestoresOntoAnotherFile)
-{
-    // Restoring must do the work itself, not rely on the writer keeping the
-    // inode: take the attributes of one file and put them on a fresh one.
-    const QString dir = SongTestFiles::folder(QStringLiteral("attributes"));
-    const QString from = dir + QStringLiteral("/from");
-    const QString to = dir + QStringLiteral("/to");
-    TestSupport::writeFile(from, "a");
-    TestSupport::writeFile(to, "b");
-    ::chmod(QFile::encodeName(from).constData(), 0604);
-    const bool withAttributes = setAttribute(from, "user.one", "1") && setAttribute(from, "user.empty", "");
-    const std::optional<FileAttributes> attributes = FileAttributes::ofFileAtPath(from);
-    ASSERT_TRUE(attributes);
-    EXPECT_EQ(attributes->permissions(), 0604u);
-    EXPECT_TRUE(attributes->restoreToFileAtPath(to));
-    struct stat info = {};
-    ASSERT_EQ(::stat(QFile::encodeName(to).constData(), &info), 0);
-    EXPECT_EQ(info.st_mode & 07777, 0604u);
-    if (withAttributes) {
-        EXPECT_EQ(attribute(to, "user.one"), QByteArray("1"));
-        EXPECT_GE(::getxattr(QFile::encodeName(to).constData(), "user.empty", nullptr, 0), 0);
-    }
-    EXPECT_FALSE(FileAttributes::ofFileAtPath(dir + QStringLiteral("/none")));
-    EXPECT_FALSE(FileAttributes::modificationDate(dir + QStringLiteral("/none")).isValid());
 }
 
 TEST(SongFileRecord, WritingThePlayingSongPausesAndResumesiTunes)

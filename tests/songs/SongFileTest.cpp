@@ -36,36 +36,7 @@ QString logTail()
     return QString::fromUtf8(TestSupport::readFile(WMLogLocation()).right(1000));
 }
 
-// A minimal MPEG-4 file: the atom names the sniffer looks for, then padding.
-QByteArray mpeg4Bytes()
-{
-    QByteArray bytes = QByteArray::fromHex("00000018") + "ftypM4A " + QByteArray(12, '\0');
-    bytes += QByteArray::fromHex("00000100") + "moov" + QByteArray::fromHex("00000080") + "trak";
-    bytes += QByteArray::fromHex("00000070") + "mdia" + QByteArray(200, '\0');
-    bytes += QByteArray::fromHex("00000040") + "udta" + QByteArray(100, '\0');
-    return bytes + QByteArray(9000, '\0');
-}
-
 } // namespace
-
-TEST(SongFileSniffing, MpegAudioAfterAnyTagThatFits)
-{
-    const QByteArray audio = MpegTestFiles::frames(Spec(), 300);
-    EXPECT_EQ(sniff(QStringLiteral("plain.bin"), audio), SongDataType::MPEGAudio);
-    // Layer II counts as well; the audio is found behind a 100 KB tag.
-    Spec layer2;
-    layer2.layer = 2;
-    layer2.bitRateKbps = 192;
-    EXPECT_EQ(sniff(QStringLiteral("layer2.bin"), MpegTestFiles::frames(layer2, 200)),
-              SongDataType::MPEGAudio);
-    const QByteArray tag = MpegTestFiles::id3v2Header(3, 100000) + QByteArray(100000, 'P');
-    EXPECT_EQ(sniff(QStringLiteral("tagged.bin"), tag + audio), SongDataType::MPEGAudio);
-    // The ratio of bytes to headers seen so far must drop below 800: behind a
-    // 400 KB tag the 500,000-byte limit comes first.
-    const QByteArray bigTag = MpegTestFiles::id3v2Header(4, 400000) + QByteArray(400000, 'P');
-    EXPECT_EQ(sniff(QStringLiteral("bigtag.bin"), bigTag + MpegTestFiles::frames(Spec(), 1000)),
-              SongDataType::Unknown);
-}
 
 TEST(SongFileSniffing, WhatDoesNotCountAsMpegAudio)
 {
@@ -104,22 +75,6 @@ TEST(SongFileSniffing, DamagedTagHeadersScanFromTheStart)
     EXPECT_EQ(sniff(QStringLiteral("tiny.bin"), tiny), SongDataType::MPEGAudio);
     QByteArray past = MpegTestFiles::id3v2Header(3, 1000000) + frames;
     EXPECT_EQ(sniff(QStringLiteral("past.bin"), past), SongDataType::MPEGAudio);
-}
-
-TEST(SongFileSniffing, Mpeg4AtomNames)
-{
-    EXPECT_EQ(sniff(QStringLiteral("song.bin"), mpeg4Bytes()), SongDataType::MPEG4Audio);
-    // All three names are needed, and "moov" may come in a later block.
-    QByteArray noUdta = mpeg4Bytes();
-    noUdta.replace("udta", "xxxx");
-    EXPECT_EQ(sniff(QStringLiteral("noudta.bin"), noUdta), SongDataType::Unknown);
-    QByteArray lateMoov = mpeg4Bytes();
-    lateMoov.replace("moov", "free");
-    lateMoov.insert(5000, "moov");
-    EXPECT_EQ(sniff(QStringLiteral("latemoov.bin"), lateMoov), SongDataType::MPEG4Audio);
-    // More than nine MPEG headers before the names: not MPEG-4.
-    EXPECT_EQ(sniff(QStringLiteral("mixed.bin"), MpegTestFiles::frames(Spec(), 12) + mpeg4Bytes()),
-              SongDataType::Unknown);
 }
 
 TEST(SongFileNames, ClaimsByExtension)

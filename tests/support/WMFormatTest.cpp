@@ -25,18 +25,6 @@ TEST(WMFormat, PrintsNumbersAsC)
     EXPECT_EQ(WMFormat::string("100%% done"), QStringLiteral("100% done"));
 }
 
-TEST(WMFormat, PrintsObjects)
-{
-    EXPECT_EQ(WMFormat::string("[%@] %@", QStringLiteral("é✓"), "plain"), QStringLiteral("[é✓] plain"));
-    EXPECT_EQ(WMFormat::string("%@", Described()), QStringLiteral("<described>"));
-    QVariantMap map;
-    map.insert(QStringLiteral("a"), 1);
-    map.insert(QStringLiteral("b"), QVariantList{QStringLiteral("x"), true});
-    EXPECT_EQ(WMFormat::string("%@", QVariant(map)), QStringLiteral("{a = 1; b = (x, 1);}"));
-    EXPECT_EQ(WMFormat::string("%@", QVariant()), QStringLiteral("(null)"));
-    EXPECT_EQ(WMFormat::string("%s", static_cast<const char*>(nullptr)), QStringLiteral("(null)"));
-}
-
 TEST(WMFormat, SurvivesMismatchedArguments)
 {
     EXPECT_EQ(WMFormat::string("a %d b %@ c"), QStringLiteral("a  b  c"));

@@ -45,29 +45,6 @@ protected:
 
 } // namespace
 
-TEST_F(WMLogTest, EntriesAreSeparatedByLeadingNewlinesAcrossRuns)
-{
-    WMLog("first %d", 1);
-    WMLog("");
-    QString text = contents();
-    ASSERT_FALSE(text.startsWith(QLatin1Char('\n'))) << "the first entry of a new file has no newline";
-    ASSERT_FALSE(text.endsWith(QLatin1Char('\n')));
-    QStringList lines = text.split(QLatin1Char('\n'));
-    ASSERT_EQ(lines.size(), 2);
-    EXPECT_EQ(kEntry.match(lines[0]).captured(1), QStringLiteral("first 1"));
-    // An empty message leaves the date and one blank.
-    EXPECT_TRUE(kEntry.match(lines[1]).hasMatch());
-    EXPECT_TRUE(lines[1].endsWith(QStringLiteral("] ")));
-
-    // A second run of the same version appends to the same file.
-    WMLogSetLocation(mPath);
-    WMLog("second run");
-    text = contents();
-    lines = text.split(QLatin1Char('\n'));
-    ASSERT_EQ(lines.size(), 3);
-    EXPECT_EQ(kEntry.match(lines[2]).captured(1), QStringLiteral("second run"));
-}
-
 TEST_F(WMLogTest, EntriesFromTwoThreadsNeverInterleave)
 {
     constexpr int kPerThread = 400;
@@ -145,12 +122,6 @@ TEST_F(WMLogTest, UnwritableFolderFallsBackToStandardError)
     WMLog("to the console %d", 5);
     const std::string err = ::testing::internal::GetCapturedStderr();
     EXPECT_NE(err.find("WM> to the console 5"), std::string::npos);
-}
-
-TEST(WMLogLocation, RemembersTheLogFolderInTheSettings)
-{
-    const QString path = WMLogLocation();
-    EXPECT_EQ(QSettings().value(QStringLiteral("logDirectory")).toString(), QFileInfo(path).absolutePath());
 }
 
 TEST(WMLogLocation, AnUnchangedFolderLeavesTheSettingsFileAlone)

@@ -82,82 +82,6 @@ F::Options richFile()
 
 } // namespace
 
-TEST(AACInfoTag, ReadsEveryItemAndTheFileProperties)
-{
-    auto tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("rich"), richFile()));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->title(), QStringLiteral("Title \u00E9"));
-    EXPECT_EQ(tag->artist(), QStringLiteral("Artist"));
-    EXPECT_EQ(tag->album(), QStringLiteral("Album"));
-    EXPECT_EQ(tag->year(), QStringLiteral("2003"));
-    EXPECT_EQ(tag->lyrics(), QStringLiteral("la la\nla"));
-    EXPECT_EQ(tag->genres(), QStringLiteral("Rock")); // gnre 18 = ID3 genre 17, before the text
-    EXPECT_EQ(tag->track(), QStringLiteral("3/12"));
-    EXPECT_EQ(tag->bpm(), QStringLiteral("120"));
-    EXPECT_TRUE(tag->isPartOfCompilation());
-    ASSERT_EQ(tag->numberOfImages(), 2);
-    EXPECT_EQ(tag->images()[0].mimeFormat(), QStringLiteral("image/jpeg"));
-    EXPECT_EQ(tag->images()[0].imageData(), F::fakeJpeg(300));
-    EXPECT_EQ(tag->images()[1].mimeFormat(), QStringLiteral("image/png"));
-    EXPECT_EQ(tag->readVersion(), QStringLiteral("AAC"));
-    EXPECT_EQ(tag->writeVersion(), QStringLiteral("AAC"));
-    EXPECT_FALSE(tag->tagHasBeenModified());
-    EXPECT_FALSE(tag->encounteredProblemDecoding());
-    EXPECT_DOUBLE_EQ(tag->duration(), 10.0);
-    EXPECT_EQ(tag->samplerate(), 44100);
-    EXPECT_EQ(tag->bitrate(), 128);
-}
-
-TEST(AACInfoTag, ReadsSparseAndOddValues)
-{
-    F::Options o;
-    o.items = {F::textItem(QStringLiteral("\u00A9gen"), QStringLiteral("(17)")), F::trackItem(5, 0),
-               F::tempoItem(0), F::compilationItem(false),
-               F::textItem(QStringLiteral("\u00A9day"), QStringLiteral("99"))};
-    auto tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("sparse"), o));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->genres(), QStringLiteral("Rock"));
-    EXPECT_EQ(tag->track(), QStringLiteral("5"));
-    EXPECT_TRUE(tag->bpm().isNull());
-    EXPECT_FALSE(tag->isPartOfCompilation());
-    EXPECT_TRUE(tag->year().isNull());
-    EXPECT_TRUE(tag->title().isNull());
-
-    o.items = {F::trackItem(0, 9)};
-    tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("track0"), o));
-    ASSERT_TRUE(tag);
-    EXPECT_TRUE(tag->track().isNull());
-}
-
-TEST(AACInfoTag, BitRateFallsBackToTheMediaSize)
-{
-    F::Options o;
-    o.esdsBitRate = 0;
-    o.chunkCount = 10;
-    o.chunkBytes = 16000; // 160000 bytes over 10 s: 129 with the 124 divisor, taken as 128
-    auto tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("nobitrate"), o));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->bitrate(), 128);
-
-    o.chunkBytes = 31000; // 310000 bytes: 250
-    tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("nobitrate2"), o));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->bitrate(), 250);
-
-    o.esdsBitRate = 128000;
-    o.protectedTrack = true; // a protected track's stated rate is not trusted
-    tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("drms"), o));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->bitrate(), 250);
-    EXPECT_EQ(tag->samplerate(), 44100);
-
-    o.protectedTrack = false;
-    o.esdsBitRate = 900000;
-    tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("capped"), o));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->bitrate(), 320);
-}
-
 TEST(AACInfoTag, EveryValueRoundTrips)
 {
     F::Options o;
@@ -227,35 +151,6 @@ TEST(AACInfoTag, EveryValueRoundTrips)
     EXPECT_EQ(itemData(cleared, QStringLiteral("cpil")), F::be32(21) + F::be32(0) + QByteArray(1, '\0'));
     EXPECT_TRUE(hasItem(cleared, QStringLiteral("\u00A9ART")));
     expectChunksInPlace(cleared, o);
-}
-
-TEST(AACInfoTag, TrackTempoAndGenreEncodings)
-{
-    F::Options o;
-    o.items = {F::genreNumberItem(18)};
-    const QString path = writeM4a(QStringLiteral("encodings"), o);
-    const struct
-    {
-        const char* track;
-        quint16 number, total;
-    } cases[] = {{"5", 5, 0}, {"5/", 5, 0}, {"/7", 0, 0}, {"4/10", 4, 10}, {"70000/2", 0xFFFF, 2}};
-    for (const auto& c : cases) {
-        auto tag = AACInfoTag::tagAtPath(path);
-        ASSERT_TRUE(tag);
-        tag->setTrack(QString::fromLatin1(c.track));
-        tag->setBPM(QStringLiteral("133"));
-        ASSERT_TRUE(tag->modifySongFileAtPath(path, nullptr));
-        const QByteArray file = TestSupport::readFile(path);
-        const QByteArray trkn = itemData(file, QStringLiteral("trkn"));
-        ASSERT_EQ(trkn.size(), 16) << c.track;
-        EXPECT_EQ(trkn.left(10), QByteArray(10, '\0'));
-        EXPECT_EQ(qFromBigEndian<quint16>(trkn.constData() + 10), c.number) << c.track;
-        EXPECT_EQ(qFromBigEndian<quint16>(trkn.constData() + 12), c.total) << c.track;
-        EXPECT_EQ(itemData(file, QStringLiteral("tmpo")), F::be32(21) + F::be32(0) + F::be16(133));
-        // The numeric genre became text.
-        EXPECT_FALSE(hasItem(file, QStringLiteral("gnre")));
-        EXPECT_EQ(itemData(file, QStringLiteral("\u00A9gen")).mid(8), QByteArray("Rock"));
-    }
 }
 
 TEST(AACInfoTag, AFileWithoutItemListIsGivenOne)
@@ -478,14 +373,4 @@ TEST(AACInfoTag, DamagedFilesGiveNoTagOrAFlaggedOne)
     tag->setTitle(QStringLiteral("Saved anyway"));
     ASSERT_TRUE(tag->modifySongFileAtPath(path, nullptr));
     EXPECT_EQ(AACInfoTag::tagAtPath(path)->title(), QStringLiteral("Saved anyway"));
-}
-
-TEST(AACInfoTag, TheTagModelOpensMpeg4FilesWithThisClass)
-{
-    const QString path = writeM4a(QStringLiteral("factory"), richFile());
-    auto tag = AudioInfoTag::tagWithPath(path);
-    ASSERT_TRUE(tag);
-    EXPECT_NE(dynamic_cast<AACInfoTag*>(tag.get()), nullptr);
-    EXPECT_EQ(tag->title(), QStringLiteral("Title \u00E9"));
-    EXPECT_EQ(tag->bitrate(), 128);
 }

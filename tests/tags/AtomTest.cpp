@@ -54,17 +54,6 @@ struct AutoSizing
 
 } // namespace
 
-TEST(Atom, ContainerListComesFromTheResource)
-{
-    for (const char* name : {"moov", "udta", "meta", "ilst", "trak", "mdia", "minf", "stbl", "trkn", "covr"})
-        EXPECT_TRUE(Atom::isRecognizedContainer(Atom::codeOf(QString::fromLatin1(name)))) << name;
-    EXPECT_TRUE(Atom::isRecognizedContainer(Atom::codeOf(kNam)));
-    EXPECT_FALSE(Atom::isRecognizedContainer(Atom::codeOf(u"mdat")));
-    EXPECT_FALSE(Atom::isRecognizedContainer(Atom::codeOf(u"stsd")));
-    EXPECT_EQ(Atom::codeOf(kNam), 0xA96E616Du);
-    EXPECT_EQ(Atom::nameOf(0xA96E616Du), kNam);
-}
-
 TEST(Atom, ReadingAndFlatteningAWholeFileGivesTheSameBytes)
 {
     for (bool moovLast : {false, true}) {
@@ -85,23 +74,6 @@ TEST(Atom, ReadingAndFlatteningAWholeFileGivesTheSameBytes)
     }
 }
 
-TEST(Atom, MetaChildrenStartTwelveBytesInAndFlatteningRestoresTheVersion)
-{
-    Tree t(F::m4a(withItems()));
-    Atom* meta = t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta"));
-    ASSERT_TRUE(meta);
-    ASSERT_FALSE(meta->contents().empty());
-    const Atom* hdlr = meta->contents().front().get();
-    EXPECT_EQ(hdlr->originalOffset(), meta->originalOffset() + 12);
-    EXPECT_EQ(hdlr->fileDataOffset(), meta->originalOffset() + 20);
-    EXPECT_TRUE(meta->hasMetaVersion());
-    // size() leaves the version bytes out, the flattened form has them.
-    EXPECT_EQ(meta->flattenedSize(), meta->size() + 8 + 4);
-    const QByteArray flat = meta->flattenedData();
-    EXPECT_EQ(flat.mid(8, 4), QByteArray(4, '\0'));
-    EXPECT_EQ(flat, t.data.mid(meta->originalOffset(), flat.size()));
-}
-
 TEST(Atom, QuickTimeMetaWithoutVersionBytesRoundTrips)
 {
     const QByteArray hdlr = F::fullAtom(QStringLiteral("hdlr"), 0, QByteArray(20, 'h'));
@@ -115,43 +87,6 @@ TEST(Atom, QuickTimeMetaWithoutVersionBytesRoundTrips)
     ASSERT_TRUE(data);
     EXPECT_EQ(data->stringValue(), QStringLiteral("QT"));
     EXPECT_EQ(t.image(), file);
-}
-
-TEST(Atom, PathLookupWithOccurrenceIndexes)
-{
-    const QByteArray udta1 = F::atom(QStringLiteral("udta"), F::atom(QStringLiteral("name"), "one"));
-    const QByteArray udta2 = F::atom(QStringLiteral("udta"), F::atom(QStringLiteral("name"), "two"));
-    const QByteArray moov =
-        F::atom(QStringLiteral("moov"), F::atom(QStringLiteral("mvhd"), "x") + udta1 + udta2);
-    const QByteArray bytes = moov + F::atom(QStringLiteral("moov"), udta2);
-    Tree t(bytes);
-    Atom* first = t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta"));
-    ASSERT_TRUE(first);
-    EXPECT_EQ(first->originalOffset(), 8 + 9);
-    Atom* second = t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta"), false, QStringLiteral("1:1:2"));
-    ASSERT_TRUE(second);
-    EXPECT_EQ(second->originalOffset(), 8 + 9 + udta1.size());
-    Atom* inSecondMoov =
-        t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta:name"), false, QStringLiteral("1:2:1:1"));
-    ASSERT_TRUE(inSecondMoov);
-    EXPECT_EQ(inSecondMoov->data(), QByteArray("two"));
-    EXPECT_EQ(t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta"), false, QStringLiteral("1:1:3")),
-              nullptr);
-    EXPECT_EQ(t.root->childAtAtomPath(QStringLiteral("FILE:moov:mvhd:deep")), nullptr); // through a leaf
-    EXPECT_EQ(t.root->childAtAtomPath(QStringLiteral("FILE:moov:bad")), nullptr);       // malformed name
-    EXPECT_EQ(t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta"), true, QStringLiteral("1:1:0")),
-              nullptr);
-
-    // The same lookups on bytes without a tree.
-    EXPECT_EQ(Atom::offsetToAtomIn(bytes, QStringLiteral("moov:udta"), QStringLiteral("1:2")),
-              8 + 9 + udta1.size());
-    EXPECT_EQ(Atom::offsetToAtomIn(bytes, QStringLiteral("moov:udta"), QStringLiteral("2:1")),
-              moov.size() + 8);
-    EXPECT_EQ(Atom::offsetToAtomIn(bytes, QStringLiteral("moov:udta"), QStringLiteral("1:3")), -1);
-    EXPECT_EQ(Atom::atomDataIn(bytes, QStringLiteral("moov:udta:name"), QStringLiteral("1:2:1")),
-              QByteArray("two"));
-    EXPECT_TRUE(Atom::atomDataIn(bytes, QStringLiteral("moov:free")).isNull());
-    EXPECT_EQ(Atom::offsetToAtomIn(F::atom(QStringLiteral("moov"), {}), QStringLiteral("moov")), -1);
 }
 
 TEST(Atom, OffsetsWithoutATreeMatchTheTree)
@@ -339,68 +274,4 @@ TEST(Atom, EditingWithoutAutoSizingChangesOnlyTheAtom)
     EXPECT_TRUE(free->setSize(30));
     EXPECT_EQ(free->size(), 30u);
     EXPECT_FALSE(title->parent()->setSize(4));
-}
-
-TEST(Atom, CreatingPathsBuildsContainersAndSiblings)
-{
-    auto root = Atom::atomWithName(Atom::codeOf(u"FILE"));
-    root->becomeContainer();
-    Atom* data = root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:\u00A9alb:data"), true);
-    ASSERT_TRUE(data);
-    data->setStringValue(QStringLiteral("Album"));
-    EXPECT_FALSE(data->isContainer());
-    Atom* second = root->childAtAtomPath(QStringLiteral("FILE:moov:udta"), true, QStringLiteral("1:1:2"));
-    ASSERT_TRUE(second);
-    EXPECT_FALSE(second->isContainer()); // the last component is made a leaf
-    const Atom* moov = root->contents().front().get();
-    EXPECT_EQ(moov->contents().size(), 2u);
-    EXPECT_EQ(root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:\u00A9alb:data")), data);
-    const QByteArray flat = root->flattenedData().mid(8);
-    EXPECT_EQ(Atom::atomDataIn(flat, QStringLiteral("moov:udta")).size(), 8 + 4 + 8 + 8 + 8 + 8 + 5);
-    // The receiver stands for the first component; another name finds nothing.
-    EXPECT_EQ(root->childAtAtomPath(QStringLiteral("moov:udta"), true), nullptr);
-}
-
-TEST(Atom, HashAndDescriptions)
-{
-    auto leaf = Atom::atomWithName(Atom::codeOf(u"blob"));
-    EXPECT_EQ(leaf->atomHash(), 0u);
-    leaf->setData(QByteArray("\x01\x02\x03", 3));
-    EXPECT_EQ(leaf->atomHash(), 0u * 1 + 1u * 2 + 2u * 3);
-    EXPECT_TRUE(leaf->shortDescription().endsWith(QStringLiteral(" 'blob': 3 bytes (8 hash)>")));
-    EXPECT_TRUE(leaf->shortDescription().startsWith(QStringLiteral("<Atom 0x")));
-
-    auto box = Atom::atomWithName(Atom::codeOf(u"moov"));
-    box->becomeContainer();
-    EXPECT_TRUE(box->shortDescription().endsWith(QStringLiteral("'moov': contains 0 items>")));
-    box->appendChild(std::move(leaf));
-    EXPECT_TRUE(box->shortDescription().endsWith(QStringLiteral("'moov': contains 1 item>")));
-    const QStringList lines = box->descriptionWithIndentLevel(1).split(QLatin1Char('\n'));
-    ASSERT_EQ(lines.size(), 2);
-    EXPECT_TRUE(lines[0].startsWith(QStringLiteral("    <Atom")));
-    EXPECT_TRUE(lines[1].startsWith(QStringLiteral("        <Atom")));
-    EXPECT_TRUE(box->data().isNull());
-    EXPECT_EQ(box->atomHash(), 0u);
-}
-
-TEST(Atom, FileDeviceServesScatteredReadsExactly)
-{
-    QByteArray bytes(300 * 1024, '\0');
-    for (qsizetype i = 0; i < bytes.size(); ++i)
-        bytes[i] = static_cast<char>((i * 131 + (i >> 9)) & 0xFF);
-    const QString path = TestSupport::scratchFolder() + QStringLiteral("/device.bin");
-    ASSERT_TRUE(TestSupport::writeFile(path, bytes));
-    AtomFileDevice device(path);
-    EXPECT_FALSE(device.open(QIODevice::ReadWrite));
-    ASSERT_TRUE(device.open(QIODevice::ReadOnly));
-    EXPECT_EQ(device.size(), bytes.size());
-    // Alternating places, reads across block ends, long reads and the end.
-    const qint64 reads[][2] = {{0, 8},        {150000, 8},    {16380, 8},  {20, 100000}, {299000, 5000},
-                               {151000, 300}, {3, 16384 * 2}, {307199, 1}, {307200, 8},  {9000, 7000}};
-    for (const auto& r : reads) {
-        ASSERT_TRUE(device.seek(r[0]));
-        EXPECT_EQ(device.read(r[1]), bytes.mid(r[0], r[1])) << r[0] << " " << r[1];
-    }
-    device.close();
-    EXPECT_FALSE(AtomFileDevice(path + QStringLiteral(".missing")).open(QIODevice::ReadOnly));
 }

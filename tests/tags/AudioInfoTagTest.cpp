@@ -83,26 +83,6 @@ TEST(AudioInfoTag, GenreLookup)
     EXPECT_TRUE(AudioInfoTag::standardizedGenreFrom(QStringLiteral("R")).isNull());
 }
 
-TEST(AudioInfoTag, FormattedDuration)
-{
-    MP3InfoTag tag;
-    EXPECT_TRUE(tag.formattedDuration().isNull());
-    EXPECT_EQ(tag.duration(), -1.0);
-    EXPECT_EQ(tag.bitrate(), -1);
-    const auto formatted = [](int totalTimeMs) {
-        auto t = AudioInfoTag::tagWithiTunesTrackInfo({{QStringLiteral("Total Time"), totalTimeMs}},
-                                                      QStringLiteral("/x/a.mp3"));
-        return t->formattedDuration();
-    };
-    // iTunes' total time is reduced by 0.75 s.
-    EXPECT_EQ(formatted(75950), QStringLiteral("1:16"));
-    EXPECT_EQ(formatted(59850), QStringLiteral("1:00"));
-    EXPECT_EQ(formatted(3600750), QStringLiteral("1:00:00"));
-    EXPECT_EQ(formatted(3605750), QStringLiteral("1:00:05"));
-    EXPECT_EQ(formatted(4209750), QStringLiteral("1:10:09"));
-    EXPECT_TRUE(formatted(500).isNull());
-}
-
 TEST(AudioInfoTag, FromiTunesTrackInfo)
 {
     const QString path = QStringLiteral("/music/song.mp3");
@@ -137,34 +117,6 @@ TEST(AudioInfoTag, FromiTunesTrackInfo)
     track[QStringLiteral("Year")] = 0;
     EXPECT_TRUE(AudioInfoTag::tagWithiTunesTrackInfo(track, path)->year().isNull());
     EXPECT_FALSE(AudioInfoTag::tagWithiTunesTrackInfo(track, QStringLiteral("/music/song.ogg")));
-}
-
-TEST(AudioInfoTag, TitleFromFileName)
-{
-    const auto titleFor = [](const char* name) {
-        MP3InfoTag tag;
-        tag.gatherTagsFromPathname(QStringLiteral("/music/") + QString::fromUtf8(name));
-        return tag.title();
-    };
-    EXPECT_EQ(titleFor("Song.mp3"), QStringLiteral("Song"));
-    EXPECT_EQ(titleFor("a.mp3"), QStringLiteral("a"));
-    EXPECT_EQ(titleFor(".mp3"), QStringLiteral(".mp3"));
-    EXPECT_EQ(titleFor(" My Song.flac "), QStringLiteral("My Song.flac"));
-    MP3InfoTag titled;
-    titled.setTitle(QStringLiteral("Kept"));
-    titled.gatherTagsFromPathname(QStringLiteral("/music/Other.mp3"));
-    EXPECT_EQ(titled.title(), QStringLiteral("Kept"));
-}
-
-TEST(AudioInfoTag, MatchString)
-{
-    MP3InfoTag tag;
-    tag.setAlbum(QStringLiteral("Revolver"));
-    tag.setYear(QStringLiteral("1966"));
-    EXPECT_TRUE(tag.matchString(QStringLiteral("volv")));
-    EXPECT_TRUE(tag.matchString(QStringLiteral("REVOLVER")));
-    EXPECT_TRUE(tag.matchString(QStringLiteral("196")));
-    EXPECT_FALSE(tag.matchString(QStringLiteral("Abbey")));
 }
 
 TEST(AudioInfoTag, iTunesArtworkIsAllOrNothing)
@@ -209,19 +161,6 @@ TEST(AudioInfoTag, iTunesArtworkIsAllOrNothing)
         f.write(QByteArray(1000, '\0'));
     }
     EXPECT_FALSE(tag.addiTunesArtworkAtPath(path));
-}
-
-TEST(AudioInfoTag, IconsAreScaledAndShared)
-{
-    MP3InfoTag tag;
-    EXPECT_TRUE(tag.imageIconNoLargerThan(QSize(32, 32)).isNull());
-    tag.addImage(ID3Image(ID3TestData::png(64, 32), QString()));
-    const QImage icon = tag.imageIconNoLargerThan(QSize(16, 16));
-    EXPECT_EQ(icon.size(), QSize(16, 8));
-    MP3InfoTag other;
-    other.addImage(ID3Image(ID3TestData::png(64, 32), QString()));
-    EXPECT_EQ(other.imageIconNoLargerThan(QSize(16, 16)).cacheKey(), icon.cacheKey());
-    EXPECT_EQ(tag.imageIconNoLargerThan(QSize(8, 8)).size(), QSize(8, 4));
 }
 
 TEST(AudioInfoTag, ArchivesPlaylistAndModifiedFlagOnly)

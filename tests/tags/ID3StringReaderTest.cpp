@@ -33,34 +33,6 @@ TEST(ID3StringReader, FixedFieldsStopAtZeroAndDropTrailingControlBytes)
     EXPECT_EQ(ID3TextCodec::id3v1StringIn(QByteArray("abc"), 1, 300), QStringLiteral("bc"));
 }
 
-TEST(ID3StringReader, V23StringsReportTheBytesTheyConsumed)
-{
-    const QByteArray latin = QByteArray("one\0two", 7);
-    qsizetype length = latin.size();
-    EXPECT_EQ(ID3TextCodec::id3v23StringIn(latin, 0, 0, &length), QStringLiteral("one"));
-    EXPECT_EQ(length, 4); // terminator counted
-    length = 3;
-    EXPECT_EQ(ID3TextCodec::id3v23StringIn(latin, 4, 3, &length), QStringLiteral("two"));
-    EXPECT_EQ(length, 3); // no terminator before the limit
-
-    // UTF-16 with either byte-order mark; without one, big-endian.
-    const QByteArray le = bytes({0xff, 0xfe, 'h', 0, 'i', 0, 0, 0, 'x', 0});
-    length = le.size();
-    EXPECT_EQ(ID3TextCodec::id3v23StringIn(le, 0, 1, &length), QStringLiteral("hi"));
-    EXPECT_EQ(length, 8);
-    const QByteArray be = bytes({0xfe, 0xff, 0x26, 0x03});
-    length = be.size();
-    EXPECT_EQ(ID3TextCodec::id3v23StringIn(be, 0, 2, &length), QStringLiteral("\u2603"));
-    const QByteArray bare = bytes({0, 'O', 0, 'K', 0});
-    length = bare.size();
-    EXPECT_EQ(ID3TextCodec::id3v23StringIn(bare, 0, 1, &length), QStringLiteral("OK"));
-    EXPECT_EQ(length, 4); // the odd byte at the end is not a unit
-
-    length = 10;
-    EXPECT_TRUE(ID3TextCodec::id3v23StringIn(latin, 0, 4, &length).isNull());
-    EXPECT_TRUE(ID3TextCodec::id3v23StringIn(latin, 99, 0, &length).isNull());
-}
-
 TEST(ID3StringReader, TextFramesWithOddEncodingBytes)
 {
     // An encoding byte that is really the first letter.
@@ -141,39 +113,6 @@ TEST(ID3Picture, PICFrames)
     ASSERT_TRUE(described.has_value());
     EXPECT_EQ(described->pictureDescription(), QStringLiteral("hi"));
     EXPECT_EQ(described->imageData(), bytes({0, 0x89, 'P'}));
-}
-
-TEST(ID3Picture, APICFrames)
-{
-    EXPECT_FALSE(ID3Image::imageWithID3v23Frame(bytes({0, 0, 3})).has_value());
-    QByteArray body = QByteArray("\x00image/png\x00\x03", 12) + QByteArray("cover\x00", 6) + "\x89PNGDATA";
-    auto picture = ID3Image::imageWithID3v23Frame(body);
-    ASSERT_TRUE(picture.has_value());
-    EXPECT_EQ(picture->mimeFormat(), QStringLiteral("image/png"));
-    EXPECT_EQ(picture->pictureType(), 3);
-    EXPECT_EQ(picture->pictureDescription(), QStringLiteral("cover"));
-    EXPECT_EQ(picture->imageData(), QByteArray("\x89PNGDATA"));
-
-    // A bare subtype: the type byte is read at the terminator position.
-    body = QByteArray("\x00jpeg\x00\x00\xff\xd8\xff\xe0", 11);
-    picture = ID3Image::imageWithID3v23Frame(body);
-    ASSERT_TRUE(picture.has_value());
-    EXPECT_EQ(picture->mimeFormat(), QStringLiteral("image/jpeg"));
-    EXPECT_EQ(picture->pictureType(), 0);
-    EXPECT_EQ(picture->imageData(), bytes({0xff, 0xd8, 0xff, 0xe0}));
-
-    // A UTF-16 description is skipped by the bytes it used.
-    body = bytes(
-        {1, 'i', 'm', 'a', 'g', 'e', '/', 'j', 'p', 'e', 'g', 0, 3, 0xff, 0xfe, 'A', 0, 0, 0, 0xff, 0xd8});
-    picture = ID3Image::imageWithID3v23Frame(body);
-    ASSERT_TRUE(picture.has_value());
-    EXPECT_EQ(picture->pictureDescription(), QStringLiteral("A"));
-    EXPECT_EQ(picture->imageData(), bytes({0xff, 0xd8}));
-
-    // MIME text without terminator: no data, but no read past the end.
-    picture = ID3Image::imageWithID3v23Frame(QByteArray("\x00image/png", 10));
-    ASSERT_TRUE(picture.has_value());
-    EXPECT_TRUE(picture->imageData().isEmpty());
 }
 
 TEST(ID3Picture, DetectionSuffixArchiveAndCopy)

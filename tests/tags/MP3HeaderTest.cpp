@@ -38,27 +38,6 @@ QString lastLogLines()
 
 } // namespace
 
-TEST(MP3Header, PlainFileTimeComesFromAudioBytes)
-{
-    // 4,000,000 bytes at 128 kbit/s from the frame taken (the fifth) to the
-    // end, behind a 1000-byte tag.
-    QByteArray audio = MpegTestFiles::frames(Spec(), 9000);
-    audio.append(QByteArray(4000000 + 4 * 417 - audio.size(), '\0'));
-    const QString path = headerFile(QStringLiteral("plain.mp3"), QByteArray(1000, 'T'), audio);
-    MP3Header header;
-    ASSERT_TRUE(header.openFile(path, 1000));
-    EXPECT_EQ(header.getSeconds(), 250);
-    EXPECT_EQ(header.getBitRate(), 128);
-    EXPECT_EQ(header.getFrequency(), 44100);
-    EXPECT_EQ(header.getVersion(), 1);
-    EXPECT_EQ(header.getLayer(), 3);
-    EXPECT_FALSE(header.getXINGHeaderFound());
-    EXPECT_EQ(header.fileSize(), 4001000 + 4 * 417);
-    // Five frames of one chain are counted and the fifth is taken.
-    EXPECT_EQ(header.startFrame(), 1000u + 4 * 417);
-    EXPECT_EQ(header.getEncodingString(), QStringLiteral("MPEG 1, Layer 3, 128bps, 44100Hz, Stereo."));
-}
-
 TEST(MP3Header, XingFrameCountGivesTimeAndAverageRate)
 {
     QByteArray audio = MpegTestFiles::xingFrame(Spec(), 10000, 0) + MpegTestFiles::frames(Spec(), 100);
@@ -80,47 +59,6 @@ TEST(MP3Header, XingFrameCountGivesTimeAndAverageRate)
     noFlag[36 + 7] = 0x02;
     ASSERT_TRUE(header.openFile(headerFile(QStringLiteral("noflag.mp3"), QByteArray(), noFlag), 0));
     EXPECT_FALSE(header.getXINGHeaderFound());
-}
-
-TEST(MP3Header, XingPositionFollowsVersionAndTheLowBitsOfTheFourthByte)
-{
-    struct Case
-    {
-        Spec spec;
-        int offset;
-    };
-    Spec mpeg1Emph3;
-    mpeg1Emph3.emphasis = 3;
-    Spec mpeg2{Version::Mpeg2, 3, 64, 22050};
-    Spec mpeg2Emph3 = mpeg2;
-    mpeg2Emph3.emphasis = 3;
-    const Case cases[] = {{Spec(), 36}, {mpeg1Emph3, 21}, {mpeg2, 17}, {mpeg2Emph3, 14}};
-    for (const Case& c : cases) {
-        MP3Header header;
-        QByteArray right = MpegTestFiles::xingFrame(c.spec, 500, 0, false, c.offset);
-        header.setBuffer(right + MpegTestFiles::frames(c.spec, 10), 0, 100000);
-        header.decodeHeader(0);
-        EXPECT_TRUE(header.getXINGHeaderFound()) << c.offset;
-        QByteArray wrong = MpegTestFiles::xingFrame(c.spec, 500, 0, false, c.offset + 1);
-        header.setBuffer(wrong, 0, 100000);
-        header.decodeHeader(0);
-        EXPECT_FALSE(header.getXINGHeaderFound()) << c.offset;
-    }
-}
-
-TEST(MP3Header, LowRateSearchJumpsByTheFullLengthFormula)
-{
-    // MPEG 2 frames are 208 bytes but the search steps 417 bytes, one past
-    // every second frame; it then scans on to the third frame.
-    const Spec spec{Version::Mpeg2, 3, 64, 22050};
-    const QString path =
-        headerFile(QStringLiteral("mpeg2.mp3"), QByteArray(300, '\0'), MpegTestFiles::frames(spec, 200));
-    MP3Header header;
-    ASSERT_TRUE(header.openFile(path, 300));
-    EXPECT_EQ(header.startFrame(), 300u + 12 * 208);
-    EXPECT_EQ(header.getVersionString(), QStringLiteral("MPEG 2"));
-    EXPECT_EQ(header.getBitRate(), 64);
-    EXPECT_EQ(header.getFrequencyString(), QStringLiteral("22,50 kHz"));
 }
 
 TEST(MP3Header, SearchLimitsAndFallbacks)

@@ -53,37 +53,6 @@ TEST(MP3Read, TooSmallFileHasNoTag)
     EXPECT_FALSE(MP3InfoTag::tagAtPath(T::scratchPath(QStringLiteral("missing.mp3"))));
 }
 
-TEST(MP3Read, V23TextFramesAndFileProperties)
-{
-    const QByteArray tag =
-        T::tag(3,
-               {text("TIT2", QStringLiteral("Title")), text("TPE1", QStringLiteral("Art\u00efst")),
-                text("TALB", QStringLiteral("\u00c4lbum \u2603"), 1), text("TYER", QStringLiteral("1999")),
-                text("TRCK", QStringLiteral("3/12")), text("TCON", QStringLiteral("(17)")),
-                text("TBPM", QStringLiteral("120")), text("TCMP", QStringLiteral("1"))},
-               100);
-    const QString path = T::writeMp3(QStringLiteral("v23.mp3"), tag);
-    auto parsed = AudioInfoTag::tagWithPath(path);
-    ASSERT_TRUE(parsed);
-    EXPECT_EQ(parsed->readVersion(), QStringLiteral("2.3.0"));
-    EXPECT_EQ(parsed->title(), QStringLiteral("Title"));
-    EXPECT_EQ(parsed->artist(), QStringLiteral("Art\u00efst"));
-    EXPECT_EQ(parsed->album(), QStringLiteral("\u00c4lbum \u2603"));
-    EXPECT_EQ(parsed->year(), QStringLiteral("1999"));
-    EXPECT_EQ(parsed->track(), QStringLiteral("3/12"));
-    EXPECT_EQ(parsed->genres(), QStringLiteral("Rock"));
-    EXPECT_EQ(parsed->bpm(), QStringLiteral("120"));
-    EXPECT_TRUE(parsed->isPartOfCompilation());
-    EXPECT_FALSE(parsed->encounteredProblemDecoding());
-    EXPECT_FALSE(parsed->tagHasBeenModified());
-    EXPECT_EQ(parsed->samplerate(), 44100);
-    EXPECT_EQ(parsed->bitrate(), 128);
-    auto* mp3 = dynamic_cast<MP3InfoTag*>(parsed.get());
-    ASSERT_TRUE(mp3);
-    EXPECT_EQ(mp3->id3v2Range(), (ID3Range{0, tag.size()}));
-    EXPECT_TRUE(mp3->frameIDs().contains(QStringLiteral("TDRC"))); // a read TYER is kept as TDRC
-}
-
 TEST(MP3Read, RejectedValues)
 {
     auto tag = read(QStringLiteral("rejected.mp3"),
@@ -189,57 +158,6 @@ TEST(MP3Read, HeaderWithHighSizeByteIsIgnoredForID3v1)
     EXPECT_EQ(tag->id3v2Range(), ID3Range{});
 }
 
-TEST(MP3Read, ID3v1Fields)
-{
-    MpegTestFiles::Id3v1Fields fields;
-    fields.title = "T";
-    fields.artist = "Caf\xe9 Band";
-    fields.year = "1000";
-    fields.comment = "nice";
-    fields.genre = 255;
-    auto tag = read(QStringLiteral("v10.mp3"), QByteArray(), MpegTestFiles::id3v1Trailer(fields));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->readVersion(), QStringLiteral("1.0"));
-    EXPECT_EQ(tag->artist(), QStringLiteral("Caf\u00e9 Band"));
-    EXPECT_TRUE(tag->year().isNull());
-    EXPECT_TRUE(tag->genres().isNull());
-    const qsizetype comment = tag->frameIDs().indexOf(QStringLiteral("COMM"));
-    ASSERT_GE(comment, 0);
-    EXPECT_EQ(std::get<QByteArray>(tag->frameObjects().at(comment)), QByteArray("\0\0\0eng\0nice", 11));
-    EXPECT_EQ(tag->id3v1Range().length, 128);
-}
-
-TEST(MP3Read, ID3v1IsIgnoredBesideAnID3v2Tag)
-{
-    MpegTestFiles::Id3v1Fields fields;
-    fields.title = "Old";
-    fields.album = "Only In V1";
-    auto tag = read(QStringLiteral("both.mp3"), T::tag(3, {text("TIT2", QStringLiteral("New"))}),
-                    MpegTestFiles::id3v1Trailer(fields));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->title(), QStringLiteral("New"));
-    EXPECT_TRUE(tag->album().isNull());
-    EXPECT_EQ(tag->id3v1Range().length, 128);
-}
-
-TEST(MP3Read, UnknownFramesAreKeptRawOrDiscarded)
-{
-    SwitchGuard guard;
-    const QByteArray tcom = T::frame("TCOM", T::textBody(QStringLiteral("Composer")), false, 0x40);
-    const QByteArray xyzw = T::frame("XYZW", QByteArray("\x01\x02\x03", 3));
-    const QByteArray tagBytes = T::tag(3, {tcom, xyzw, text("TIT2", QStringLiteral("t"))});
-    auto tag = read(QStringLiteral("unknown.mp3"), tagBytes);
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->frameIDs(),
-              (QStringList{QStringLiteral("TCOM"), QStringLiteral("XYZW"), QStringLiteral("TIT2")}));
-    // Raw frames keep their two flag bytes.
-    EXPECT_EQ(std::get<QByteArray>(tag->frameObjects().at(0)), tcom.mid(8));
-    EXPECT_EQ(std::get<QByteArray>(tag->frameObjects().at(1)), QByteArray("\0\0\x01\x02\x03", 5));
-    AudioInfoTag::setShouldDiscardUnrecognizedInfo(true);
-    tag = read(QStringLiteral("unknown.mp3"), tagBytes);
-    EXPECT_EQ(tag->frameIDs(), (QStringList{QStringLiteral("TCOM"), QStringLiteral("TIT2")}));
-}
-
 TEST(MP3Read, ExtendedHeaderAndDataLengthIndicator)
 {
     // An extended header of 6 bytes after its size: frames start at 10 + 4 + 6.
@@ -260,44 +178,6 @@ TEST(MP3Read, ExtendedHeaderAndDataLengthIndicator)
     tag = read(QStringLiteral("dli.mp3"), T::tag(4, {T::frame("TIT2", body, true, 0x01)}, 10));
     ASSERT_TRUE(tag);
     EXPECT_EQ(tag->title(), QString(195, QLatin1Char('d')));
-}
-
-TEST(MP3Read, PicturesLyricsAndV22)
-{
-    const QByteArray png = ID3TestData::png(3, 2);
-    const QByteArray apic = T::frame("APIC", QByteArray("\0image/png\0\x03\0", 13) + png);
-    const QByteArray uslt = T::frame("USLT", QByteArray("\0eng\0", 5) + "Words");
-    auto tag = read(QStringLiteral("apic.mp3"), T::tag(3, {apic, uslt}));
-    ASSERT_TRUE(tag);
-    ASSERT_EQ(tag->numberOfImages(), 1);
-    EXPECT_EQ(tag->images().first().imageData(), png);
-    EXPECT_EQ(tag->lyrics(), QStringLiteral("Words"));
-
-    const QByteArray v22 = T::tag(2, {T::frame22("TT2", T::textBody(QStringLiteral("Two"), 1)),
-                                      T::frame22("TYE", T::textBody(QStringLiteral("0500"))),
-                                      T::frame22("TCO", T::textBody(QStringLiteral("(4)"))),
-                                      T::frame22("PIC", QByteArray("\0PNG\0\0", 6) + png),
-                                      T::frame22("ULT", QByteArray("\0eng\0", 5) + "Sung"),
-                                      T::frame22("TCM", T::textBody(QStringLiteral("Comp")))});
-    tag = read(QStringLiteral("v22.mp3"), v22);
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->readVersion(), QStringLiteral("2.2.0"));
-    EXPECT_EQ(tag->title(), QStringLiteral("Two"));
-    EXPECT_TRUE(tag->year().isNull());
-    EXPECT_EQ(tag->genres(), QStringLiteral("Disco"));
-    EXPECT_EQ(tag->lyrics(), QStringLiteral("Sung"));
-    EXPECT_EQ(tag->images().first().mimeFormat(), QStringLiteral("image/png"));
-    EXPECT_TRUE(tag->frameIDs().contains(QStringLiteral("TCM")));
-
-    // A broken picture makes the file unreadable unless damage is discarded.
-    SwitchGuard guard;
-    const QByteArray badPic = T::tag(2, {T::frame22("PIC", QByteArray("\0PNG", 4))});
-    EXPECT_FALSE(read(QStringLiteral("badpic.mp3"), badPic));
-    AudioInfoTag::setShouldDiscardMalformedInfo(true);
-    tag = read(QStringLiteral("badpic.mp3"), badPic);
-    ASSERT_TRUE(tag);
-    EXPECT_TRUE(tag->encounteredProblemDecoding());
-    EXPECT_EQ(tag->numberOfImages(), 0);
 }
 
 TEST(MP3Read, FrameIDUpgrade)

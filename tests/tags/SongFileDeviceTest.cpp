@@ -43,21 +43,6 @@ QByteArray pattern(qsizetype length)
     return bytes;
 }
 
-// An ID3v2.3 tag holding a title and a picture of `pictureBytes` bytes.
-QByteArray taggedPrefix(int pictureBytes)
-{
-    const auto frame = [](const char* id, const QByteArray& body) -> QByteArray {
-        QByteArray size(4, '\0');
-        for (int i = 0; i < 4; ++i)
-            size[i] = static_cast<char>((body.size() >> (24 - 8 * i)) & 0xFF);
-        return QByteArray(id, 4) + size + QByteArray(2, '\0') + body;
-    };
-    const QByteArray frames =
-        frame("TIT2", QByteArray("\0Device", 7)) +
-        frame("APIC", QByteArray("\0image/jpeg\0\3\0", 14) + QByteArray(pictureBytes, 'J'));
-    return MpegTestFiles::id3v2Header(3, quint32(frames.size())) + frames;
-}
-
 } // namespace
 
 TEST(SongFileDevice, EveryReadGivesTheFileBytes)
@@ -98,28 +83,6 @@ TEST(SongFileDevice, EveryReadGivesTheFileBytes)
     }
 }
 
-TEST(SongFileDevice, AnMp3IsReadInThreeCalls)
-{
-    // A 100 KB picture in the tag, 2 MB of frames, an ID3v1 block: the head,
-    // the rest of the tag with the frames behind it, the last 128 bytes.
-    MpegTestFiles::Id3v1Fields v1;
-    v1.title = "Trailer";
-    const QString path = scratch(QStringLiteral("three reads.mp3"));
-    ASSERT_TRUE(MpegTestFiles::writeFile(path, taggedPrefix(100 * 1024), MpegTestFiles::frames(Spec(), 5000),
-                                         MpegTestFiles::id3v1Trailer(v1)));
-    SongFileDevice file(path);
-    SongDataType type = SongDataType::Unknown;
-    const std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFile(file, true, &type);
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(type, SongDataType::MPEGAudio);
-    EXPECT_EQ(tag->title(), QStringLiteral("Device"));
-    EXPECT_EQ(tag->images().value(0).imageData().size(), 100 * 1024);
-    EXPECT_GT(tag->duration(), 0);
-    EXPECT_EQ(file.systemReads(), 3);
-    // The identity is the open file's, taken before its first byte was read.
-    EXPECT_EQ(tag->sourceIdentity(), FileIdentity::of(path));
-}
-
 TEST(SongFileDevice, NamesThatAreNoFilesAreRefusedAtOnce)
 {
     const QString fifo = scratch(QStringLiteral("pipe.mp3"));
@@ -151,45 +114,4 @@ TEST(SongFileDevice, AFileCutShortWhileOpenGivesNoBytes)
     ASSERT_TRUE(file.seek(1900000));
     EXPECT_TRUE(file.read(100000).isEmpty());
     EXPECT_EQ(file.bytesAt(0, 1000).toByteArray(), bytes.left(1000));
-}
-
-TEST(SongFileDevice, TypeReadAsIsTheBytesThenTheName)
-{
-    // What the factory reads a file as must not depend on how far the type
-    // sniffing walks: the bytes' type when they show one, else the name's.
-    const QByteArray mp3 = taggedPrefix(30000) + MpegTestFiles::frames(Spec(), 2000);
-    Mp4TestFiles::Options options;
-    options.items = {Mp4TestFiles::textItem(QStringLiteral("\u00A9nam"), QStringLiteral("Movie"))};
-    options.chunkCount = 40;
-    const QByteArray m4a = Mp4TestFiles::m4a(options);
-    // A few frame headers, then the MPEG-4 names: MPEG-4 by its bytes. With
-    // a dozen headers first the names no longer count.
-    const QByteArray names = QByteArray(100, '\0') + "moov" + QByteArray(50, '\0') + "udta" + "mdia";
-    const QByteArray fewFrames = MpegTestFiles::frames(Spec(), 5) + names + QByteArray(20000, '\0');
-    const QByteArray dozenFrames = MpegTestFiles::frames(Spec(), 12) + names + QByteArray(20000, '\0');
-    const struct
-    {
-        const char* name;
-        QByteArray bytes;
-    } rows[] = {{"song.mp3", mp3},
-                {"song.m4a", mp3},
-                {"movie.m4a", m4a},
-                {"movie.mp3", m4a},
-                {"few.mp3", fewFrames},
-                {"dozen.mp3", dozenFrames},
-                {"dozen.m4a", dozenFrames},
-                {"noise.mp3", pattern(50000)},
-                {"noise.ogg", pattern(50000)}};
-    for (const auto& row : rows) {
-        const QString path = written(QString::fromLatin1(row.name), row.bytes);
-        SongDataType expected = SongFileType::songDataTypeAtPath(path);
-        if (expected == SongDataType::Unknown)
-            expected = SongFileType::claimsToBeMP3(path)   ? SongDataType::MPEGAudio
-                       : SongFileType::claimsToBeAAC(path) ? SongDataType::MPEG4Audio
-                                                           : SongDataType::Unknown;
-        SongFileDevice file(path);
-        SongDataType type = SongDataType::Unknown;
-        AudioInfoTag::tagFromFile(file, false, &type);
-        EXPECT_EQ(type, expected) << row.name;
-    }
 }

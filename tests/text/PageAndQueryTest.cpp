@@ -1,7 +1,7 @@
 #include "TestSupport.h"
 
-#include "web/WMUtility.h"
 #include "text/WMCompressionExtensions.h"
+#include "web/WMUtility.h"
 
 #include <QDir>
 #include <QFile>
@@ -28,45 +28,6 @@ QString page(const char* body)
 
 } // namespace
 
-TEST(PageExtraction, TableRowsBecomeEntriesOfCells)
-{
-    // The header row is taken by the list marker; the rows after it are
-    // the entries. Marker case does not matter.
-    const QString html = page("<html><table><tr><th>Title</th><th>Time</th></tr>\n"
-                              "<tr><td>One</td><td class=t>3:01</td></tr>\n"
-                              "<TR><TD>Two</TD><td>4:02</td></tr>\n"
-                              "<tr><td>Three</td><td>5:03</td></tr>\n"
-                              "</TABLE><table><tr><td>Never</td></tr></table></html>");
-    const auto parsed = WMUtility::parsedContentsOfHTML(html, tableDescription());
-    ASSERT_TRUE(parsed.has_value());
-    ASSERT_EQ(parsed->size(), 3);
-    EXPECT_EQ(parsed->at(0),
-              (QStringList{QStringLiteral("<td>One</td>"), QStringLiteral("<td class=t>3:01</td>")}));
-    EXPECT_EQ(parsed->at(1), (QStringList{QStringLiteral("<TD>Two</TD>"), QStringLiteral("<td>4:02</td>")}));
-    EXPECT_EQ(parsed->at(2),
-              (QStringList{QStringLiteral("<td>Three</td>"), QStringLiteral("<td>5:03</td>")}));
-}
-
-TEST(PageExtraction, MissingMarkersAndLists)
-{
-    QVariantMap incomplete = tableDescription();
-    incomplete.remove(QStringLiteral("textEnd"));
-    EXPECT_FALSE(WMUtility::parsedContentsOfHTML(page("<tr><td>x</td></table>"), incomplete).has_value());
-    EXPECT_FALSE(WMUtility::parsedContentsOfHTML(QString(), tableDescription()).has_value());
-    const auto noList = WMUtility::parsedContentsOfHTML(page("<p>nothing here</p>"), tableDescription());
-    ASSERT_TRUE(noList.has_value());
-    EXPECT_TRUE(noList->isEmpty());
-    const auto noEnd = WMUtility::parsedContentsOfHTML(page("<tr><tr><td>x</td>"), tableDescription());
-    ASSERT_TRUE(noEnd.has_value());
-    EXPECT_TRUE(noEnd->isEmpty());
-    // An empty marker is never found.
-    QVariantMap emptyBegin = tableDescription();
-    emptyBegin.insert(QStringLiteral("listBegin"), QString());
-    const auto none = WMUtility::parsedContentsOfHTML(page("<tr><tr><td>x</td></table>"), emptyBegin);
-    ASSERT_TRUE(none.has_value());
-    EXPECT_TRUE(none->isEmpty());
-}
-
 TEST(PageExtraction, PiecesStopAtStrayEndsAndEntryBounds)
 {
     const QString html = page("<tr>"
@@ -80,21 +41,6 @@ TEST(PageExtraction, PiecesStopAtStrayEndsAndEntryBounds)
     ASSERT_EQ(parsed->size(), 2);
     EXPECT_EQ(parsed->at(0), QStringList{QStringLiteral("<td>a</td>")});
     EXPECT_EQ(parsed->at(1), QStringList{QStringLiteral("<td>c</td>")});
-}
-
-TEST(QueryEncoding, StringForPost)
-{
-    EXPECT_EQ(WMUtility::stringForPost(QStringLiteral("Rock & Roll"), false, QStringLiteral("%20")),
-              QStringLiteral("Rock%20Roll"));
-    EXPECT_EQ(WMUtility::stringForPost(QStringLiteral("Simon & Garfunkel"), false, QStringLiteral("+")),
-              QStringLiteral("Simon+Garfunkel"));
-    EXPECT_EQ(WMUtility::stringForPost(QStringLiteral("AC/DC Back in Black!"), true, QStringLiteral("+")),
-              QStringLiteral("ACDC+Back+in+Black"));
-    EXPECT_EQ(WMUtility::stringForPost(QString::fromUtf16(u"Café Tacvba"), false, QStringLiteral("+")),
-              QStringLiteral("Cafe+Tacvba"));
-    // A "+" of the text itself becomes the space string too.
-    EXPECT_EQ(WMUtility::stringForPost(QStringLiteral("1+1 two"), true, QStringLiteral("_")),
-              QStringLiteral("1_1_two"));
 }
 
 TEST(QueryEncoding, HTTPFromDictionary)

@@ -81,30 +81,6 @@ TEST(Metaphone, WordKeys)
         EXPECT_EQ(metaphoneWord(QString::fromUtf8(c.word)), QString::fromUtf8(c.key)) << c.word;
 }
 
-TEST(Metaphone, Phrases)
-{
-    EXPECT_EQ(metaphone(QStringLiteral("The Beatles")), QStringLiteral("0 btls"));
-    EXPECT_EQ(metaphoneNoMinorWords(QStringLiteral("The Beatles")), QStringLiteral("btls"));
-    EXPECT_EQ(metaphone(QStringLiteral("  knight  ")), QStringLiteral("nikt"));
-    // Empty pieces between double blanks keep their separating blanks.
-    EXPECT_EQ(metaphone(QStringLiteral("a  b")), QStringLiteral("a  b"));
-    EXPECT_EQ(metaphoneWithoutMinorWords(QStringLiteral("Best of the Rest"), true),
-              QStringLiteral("bst rst"));
-    EXPECT_EQ(metaphone(QString()), QString());
-}
-
-TEST(Levenshtein, WordDistance)
-{
-    EXPECT_EQ(levenshteinCompareWithWord(QString(), QStringLiteral("abc")), 0.0f);
-    EXPECT_EQ(levenshteinCompareWithWord(QStringLiteral("abc"), QString()), 0.0f);
-    EXPECT_EQ(levenshteinCompareWithWord(QStringLiteral("kitten"), QStringLiteral("sitting")), 3.0f);
-    EXPECT_EQ(levenshteinCompareWithWord(QStringLiteral("Abc"), QStringLiteral("abc")), 1.0f);
-    EXPECT_EQ(levenshteinCompareWithWord(QStringLiteral("ab"), QStringLiteral("abcdef")), 4.0f);
-    EXPECT_EQ(smallestOf(3, 1, 2), 1);
-    EXPECT_EQ(smallestOf(-5, 0, -7), -7);
-    EXPECT_EQ(smallestOf(4, 4, 4), 4);
-}
-
 TEST(Levenshtein, MatchesTheFullMatrix)
 {
     std::mt19937 random(1234);
@@ -119,29 +95,6 @@ TEST(Levenshtein, MatchesTheFullMatrix)
             b.append(QChar(alphabet[random() % std::size(alphabet)]));
         ASSERT_EQ(levenshteinCompareWithWord(a, b), float(referenceDistance(a, b))) << a.toStdString();
     }
-}
-
-TEST(Levenshtein, PhraseScores)
-{
-    EXPECT_EQ(threadedLevenshteinCompare(QStringLiteral("Abbey Road"), QStringLiteral("abbey road"), 5),
-              0.0f);
-    const float spaced =
-        threadedLevenshteinCompare(QStringLiteral("abbey  road"), QStringLiteral("abbey road"), 5);
-    quint32 bits = 0;
-    std::memcpy(&bits, &spaced, sizeof bits);
-    EXPECT_EQ(bits, 0x3D2C0831u);
-    EXPECT_EQ(threadedLevenshteinCompare(QString(), QStringLiteral("x"), 5), 42.0f);
-    EXPECT_EQ(threadedLevenshteinCompare(QStringLiteral("x"), QString(), 5), 42.0f);
-    EXPECT_EQ(threadedLevenshteinCompare(QStringLiteral("   "), QStringLiteral(" "), 5), 0.042f);
-    // Not symmetric: A's words are matched against B's.
-    EXPECT_EQ(threadedLevenshteinCompare(QStringLiteral("abc"), QStringLiteral("ABD xyz"), 5), 1.0f);
-    EXPECT_EQ(threadedLevenshteinCompare(QStringLiteral("abd xyz"), QStringLiteral("abc"), 5), 2.0f);
-    // Words of A beyond the stride of 100 are all visited given the time.
-    QStringList many;
-    for (int i = 0; i < 250; ++i)
-        many.append(i % 50 == 0 ? QStringLiteral("zzzz") : QStringLiteral("song"));
-    EXPECT_FLOAT_EQ(threadedLevenshteinCompare(many.join(QLatin1Char(' ')), QStringLiteral("song"), 60),
-                    0.08f);
 }
 
 TEST(Levenshtein, AsyncScoresArriveOnTheMainThread)

@@ -28,12 +28,6 @@ QString u(const char16_t* text)
 
 } // namespace
 
-TEST_F(Simplification, MinorWordsAreFixed)
-{
-    EXPECT_EQ(minorWords(), (QStringList{QStringLiteral("a"), QStringLiteral("an"), QStringLiteral("and"),
-                                         QStringLiteral("of"), QStringLiteral("the"), QStringLiteral("is")}));
-}
-
 TEST_F(Simplification, StringWithoutWordsRemovesWholeWordsWithoutOverlap)
 {
     const QStringList words{QStringLiteral("a"), QStringLiteral("the")};
@@ -47,86 +41,6 @@ TEST_F(Simplification, StringWithoutWordsRemovesWholeWordsWithoutOverlap)
     EXPECT_EQ(stringWithoutWords(QStringLiteral("x of y a"), {QStringLiteral("of")}),
               QStringLiteral("x y a"));
     EXPECT_EQ(stringWithoutWords(QStringLiteral("x of y a"), words), QStringLiteral("x of y"));
-}
-
-TEST_F(Simplification, StringWithoutWordsAgreesWithCaseInsensitiveReplace)
-{
-    // The hand-written matcher must find what QString's own case-insensitive
-    // search finds, including letters that fold to ASCII (long s, Kelvin).
-    std::mt19937 random(5);
-    const char16_t pool[] = {u' ', u' ', u'a', u'A', u'n',   u'd',   u'o',   u'f',   u't',
-                             u'h', u'E', u'i', u's', 0x017F, 0x212A, 0x00E9, 0xD83D, u'x'};
-    for (int round = 0; round < 2000; ++round) {
-        QString s;
-        for (int i = 0, n = int(random() % 16); i < n; ++i)
-            s.append(QChar(pool[random() % std::size(pool)]));
-        QString reference = QLatin1Char(' ') + s + QLatin1Char(' ');
-        for (const QString& word : minorWords())
-            reference.replace(QLatin1Char(' ') + word + QLatin1Char(' '), QStringLiteral(" "),
-                              Qt::CaseInsensitive);
-        ASSERT_EQ(stringWithoutWords(s, minorWords()), reference.trimmed()) << s.toStdString();
-    }
-}
-
-TEST_F(Simplification, SimplifiedWithoutTable)
-{
-    EXPECT_EQ(simplified(QStringLiteral("The Best of Both Worlds")), QStringLiteral("bestbothworlds"));
-    EXPECT_EQ(simplified(QStringLiteral("!!!")), QStringLiteral("!!!"));
-    EXPECT_EQ(simplified(QStringLiteral("The")), QStringLiteral("the"));
-    EXPECT_EQ(simplified(QStringLiteral("A-ha: Take On Me (1985)")), QStringLiteral("ahatakeonme1985"));
-    EXPECT_EQ(simplified(u(u"Motörhead – Ace of Spades")), QStringLiteral("motorheadacespades"));
-    EXPECT_EQ(simplified(u(u"Кино")), QStringLiteral("kino"));
-    EXPECT_EQ(simplified(QString()), QString());
-    EXPECT_EQ(simplified(QStringLiteral("")), QStringLiteral(""));
-    // Nothing survives: the receiver in lower case, untouched otherwise.
-    EXPECT_EQ(simplified(u(u"¿¡…!")), u(u"¿¡…!"));
-    EXPECT_EQ(simplified(QStringLiteral("THE A")), QStringLiteral("the a"));
-}
-
-TEST_F(Simplification, SimpleEquality)
-{
-    EXPECT_TRUE(isSimpleEqualTo(QStringLiteral("Beatles, The"), QStringLiteral("the beatles")));
-    EXPECT_TRUE(isSimpleEqualTo(u(u"Björk"), QStringLiteral("BJORK")));
-    EXPECT_TRUE(isSimpleEqualTo(QStringLiteral(""), QStringLiteral("")));
-    EXPECT_FALSE(isSimpleEqualTo(QStringLiteral(""), QString()));
-    EXPECT_FALSE(isSimpleEqualTo(QStringLiteral("Abbey Road"), QString()));
-    EXPECT_FALSE(isSimpleEqualTo(QStringLiteral("Abbey Road"), QStringLiteral("Abbey Roads")));
-}
-
-TEST_F(Simplification, TableAppliesLongestKeyFirstIgnoringCase)
-{
-    setSimplifiersDictionary(
-        {{QStringLiteral("ab"), QStringLiteral("X")}, {QStringLiteral("abc"), QStringLiteral("Y")}}, false);
-    EXPECT_EQ(simplified(QStringLiteral("ABCD")), QStringLiteral("yd"));
-    EXPECT_EQ(simplified(QStringLiteral("abd")), QStringLiteral("xd"));
-    // Equal lengths: the dictionary's key order decides.
-    setSimplifiersDictionary(
-        {{QStringLiteral("bc"), QStringLiteral("2")}, {QStringLiteral("ab"), QStringLiteral("1")}}, false);
-    EXPECT_EQ(simplified(QStringLiteral("abc")), QStringLiteral("1c"));
-}
-
-TEST_F(Simplification, TableAnchorsOnBlankPaddedAsciiText)
-{
-    setSimplifiersDictionary({{QStringLiteral(" ii "), QStringLiteral(" 2 ")},
-                              {QStringLiteral(" & "), QStringLiteral(" ")},
-                              {QStringLiteral("AE"), QStringLiteral("e")}},
-                             false);
-    EXPECT_EQ(simplified(QStringLiteral("Rocky II")), QStringLiteral("rocky2"));
-    EXPECT_EQ(simplified(QStringLiteral("II Rocky")), QStringLiteral("2rocky"));
-    EXPECT_EQ(simplified(QStringLiteral("Hawaii")), QStringLiteral("hawaii"));
-    EXPECT_TRUE(isSimpleEqualTo(QStringLiteral("Simon & Garfunkel"), QStringLiteral("Simon and Garfunkel")));
-    // Transliteration happens before the table is applied.
-    EXPECT_EQ(simplified(u(u"Æther")), QStringLiteral("ether"));
-}
-
-TEST_F(Simplification, TrailingSFlag)
-{
-    setSimplifiersDictionary({}, true);
-    EXPECT_EQ(simplified(QStringLiteral("Beatles Songs")), QStringLiteral("beatlesong"));
-    EXPECT_TRUE(isSimpleEqualTo(QStringLiteral("Love Song"), QStringLiteral("Love Songs")));
-    // Without the flag an "s " entry of the table itself is dropped too.
-    setSimplifiersDictionary({{QStringLiteral("s "), QStringLiteral(" ")}}, false);
-    EXPECT_EQ(simplified(QStringLiteral("Beatles Songs")), QStringLiteral("beatlessongs"));
 }
 
 TEST_F(Simplification, ConcurrentUseWhileTheTableChanges)
@@ -155,24 +69,6 @@ TEST_F(Simplification, ConcurrentUseWhileTheTableChanges)
         thread.join();
     for (int count : mismatches)
         EXPECT_EQ(count, 0);
-}
-
-TEST(PlainASCII, TransliteratesAndStripsMarks)
-{
-    EXPECT_EQ(plainASCIIString(u(u"Café Déjà Vu")), QStringLiteral("Cafe Deja Vu"));
-    EXPECT_EQ(plainASCIIString(u(u"Straße")), QStringLiteral("Strasse"));
-    EXPECT_EQ(plainASCIIString(u(u"Ærøskøbing")), QStringLiteral("AEroskobing"));
-    EXPECT_EQ(plainASCIIString(u(u"Кино")), QStringLiteral("Kino"));
-    EXPECT_EQ(plainASCIIString(u(u"e\u0301")), QStringLiteral("e"));
-    const QString greek = plainASCIIString(u(u"Ελλάδα"));
-    EXPECT_FALSE(greek.isEmpty());
-    for (QChar c : greek)
-        EXPECT_LT(c.unicode(), 0x80);
-    // ASCII stays exactly as it is, control characters included.
-    const QString ascii = QStringLiteral("AC/DC\t(Live) 1991!");
-    EXPECT_EQ(plainASCIIString(ascii), ascii);
-    // Nothing has an ASCII form: the transformed text itself.
-    EXPECT_EQ(plainASCIIString(u(u"🎵")), u(u"🎵"));
 }
 
 TEST(PlainASCII, TableAgreesWithTheTransliterator)
@@ -209,34 +105,6 @@ TEST(PlainASCII, TableAgreesWithTheTransliterator)
     EXPECT_GT(covered, 400);
     // Other scripts always go through the transliterator.
     EXPECT_FALSE(LatinFolding::transliteratedByTable(u"Кино").has_value());
-}
-
-TEST(TextHelpers, ContainsAndCompose)
-{
-    EXPECT_TRUE(containsString(QStringLiteral("Hello World"), QStringLiteral("WORLD")));
-    EXPECT_FALSE(containsString(QStringLiteral("Hello World"), QStringLiteral("Worlds")));
-    EXPECT_FALSE(containsString(QStringLiteral("Hello"), QString()));
-    EXPECT_FALSE(containsString(QStringLiteral("Hello"), QStringLiteral("")));
-    EXPECT_EQ(precomposedWMString(u(u"e\u0301")), u(u"\u00e9"));
-    EXPECT_EQ(precomposedWMString(QStringLiteral("plain")), QStringLiteral("plain"));
-}
-
-TEST(TextHelpers, PlistDateValue)
-{
-    EXPECT_EQ(plistDateValue(QStringLiteral("2004-03-15T12:34:56Z")),
-              QDateTime(QDate(2004, 3, 15), QTime(12, 34, 56), Qt::UTC));
-    // Separators are not checked, hour 24 is accepted.
-    EXPECT_EQ(plistDateValue(QStringLiteral("2004/03/15 12.34.56Z")),
-              QDateTime(QDate(2004, 3, 15), QTime(12, 34, 56), Qt::UTC));
-    EXPECT_EQ(plistDateValue(QStringLiteral("2004-03-15T24:00:00Z")),
-              QDateTime(QDate(2004, 3, 16), QTime(0, 0), Qt::UTC));
-    EXPECT_EQ(plistDateValue(QStringLiteral("2004-03-15T12:34:56")), std::nullopt);
-    EXPECT_EQ(plistDateValue(QStringLiteral("2004-13-15T12:34:56Z")), std::nullopt);
-    EXPECT_EQ(plistDateValue(QStringLiteral("2004-03-00T12:34:56Z")), std::nullopt);
-    EXPECT_EQ(plistDateValue(QStringLiteral("0000-03-15T12:34:56Z")), std::nullopt);
-    EXPECT_EQ(plistDateValue(QStringLiteral("2004-03-15T12:60:56Z")), std::nullopt);
-    EXPECT_EQ(plistDateValue(QStringLiteral("2004-03-15T25:00:00Z")), std::nullopt);
-    EXPECT_EQ(plistDateValue(QStringLiteral("xxxx-03-15T12:34:56Z")), std::nullopt);
 }
 
 TEST(TextHelpers, CaseAndInvisibleCharacters)

@@ -36,11 +36,6 @@ QByteArray png(int width, int height)
     return bytes;
 }
 
-QSize sizeOf(const QByteArray& bytes)
-{
-    return QImage::fromData(bytes).size();
-}
-
 } // namespace
 
 TEST(AlbumChooserTest, EarliestYearPrefersTheOldestThenTheLongest)
@@ -113,18 +108,6 @@ TEST(AlbumChooserTest, AlbumsOfTheSongsOwnNameAreKept)
     EXPECT_EQ(unrelated.size(), 3);
 }
 
-TEST(AlbumChooserTest, PooledLyricsKeepTheLongestText)
-{
-    AlbumInfo a = album(QStringLiteral("A"), {}, 0);
-    AlbumInfo b = album(QStringLiteral("B"), {}, 0);
-    a.lyrics().insert(QStringLiteral("song"), QStringLiteral("long long text"));
-    b.lyrics().insert(QStringLiteral("song"), QStringLiteral("short"));
-    b.lyrics().insert(QStringLiteral("other"), QStringLiteral("x"));
-    const QVariantMap pooled = AlbumChooser::pooledLyrics({a, b});
-    EXPECT_EQ(pooled.value(QStringLiteral("song")).toString(), QStringLiteral("long long text"));
-    EXPECT_EQ(pooled.value(QStringLiteral("other")).toString(), QStringLiteral("x"));
-}
-
 TEST(ArtworkFitterTest, RefusesWhatTheRulesExclude)
 {
     EXPECT_FALSE(ArtworkFitter::adjustedImage(QByteArray("not a picture"), 0, 500, true));
@@ -133,24 +116,6 @@ TEST(ArtworkFitterTest, RefusesWhatTheRulesExclude)
     EXPECT_FALSE(ArtworkFitter::adjustedImage(png(200, 100), 0, 500, false));
     EXPECT_TRUE(ArtworkFitter::adjustedImage(png(200, 100), 0, 500, true));
     EXPECT_TRUE(ArtworkFitter::adjustedImage(png(120, 100), 0, 500, false));
-}
-
-TEST(ArtworkFitterTest, SmallPicturesPassLargeOnesAreScaledToJpeg)
-{
-    const QByteArray small = png(300, 300);
-    auto fitted = ArtworkFitter::adjustedImage(small, 100, 300, false);
-    ASSERT_TRUE(fitted);
-    EXPECT_FALSE(fitted->reencoded);
-    EXPECT_EQ(fitted->data, small);
-
-    const QByteArray large = png(640, 480);
-    fitted = ArtworkFitter::adjustedImage(large, 100, 320, true);
-    ASSERT_TRUE(fitted);
-    ASSERT_TRUE(fitted->reencoded);
-    EXPECT_LT(fitted->data.size(), large.size());
-    EXPECT_EQ(sizeOf(fitted->data), QSize(320, 240));
-    QBuffer buffer(&fitted->data);
-    EXPECT_EQ(QImageReader(&buffer).format(), QByteArray("jpeg"));
 }
 
 TEST(ArtworkFitterTest, KeepsTheOriginalWhenNoJpegIsSmaller)

@@ -64,45 +64,6 @@ TEST(AlbumInfoCDDB, EntriesAreReadLineByLine)
     EXPECT_EQ(CDDBTextParser::parse(many).tracks.size(), CDDBTextParser::MaximumTracks);
 }
 
-TEST(AlbumInfoCDDB, SharedDiscEntries)
-{
-    const QString folder = TestSupport::fixturesFolder();
-    if (folder.isEmpty())
-        GTEST_SKIP() << "no shared fixtures";
-    const QDir dir(folder + QStringLiteral("/web/cddb"));
-    const QStringList files = dir.entryList({QStringLiteral("xmcd_*.txt")}, QDir::Files);
-    if (files.isEmpty())
-        GTEST_SKIP() << "no disc entries";
-    for (const QString& file : files) {
-        const QByteArray data = TestSupport::readFile(dir.filePath(file));
-        const auto album = AlbumInfo::albumWithFreeDBData(data);
-        ASSERT_TRUE(album.has_value()) << file.toStdString();
-        EXPECT_FALSE(album->name().isEmpty()) << file.toStdString();
-        EXPECT_FALSE(album->trackNames().isEmpty()) << file.toStdString();
-    }
-    const auto madonna = AlbumInfo::albumWithFreeDBData(TestSupport::readFile(
-        dir.filePath(QStringLiteral("xmcd_d1115d11_madonna_immaculate_collection.txt"))));
-    if (madonna) {
-        EXPECT_EQ(madonna->artist(), QStringLiteral("Madonna"));
-        EXPECT_EQ(madonna->name(), QStringLiteral("The Immaculate Collection"));
-        EXPECT_EQ(madonna->numberOfTrackNamed(QStringLiteral("material girl"), false), 4);
-    }
-}
-
-TEST(AlbumInfoTracks, LaterEqualTrackWinsAndSubstringsOnlyWhenAllowed)
-{
-    const AlbumInfo album = albumWithTracks(
-        QStringLiteral("A"), {QStringLiteral("Intro"), QStringLiteral("Song"), QStringLiteral("Song"),
-                              QStringLiteral("Other Song (Live Version)"), QString()});
-    EXPECT_EQ(album.numberOfTrackNamed(QStringLiteral("song"), false), 3);
-    EXPECT_EQ(album.numberOfTrackNamed(QStringLiteral("Other Song"), false), 0);
-    EXPECT_EQ(album.numberOfTrackNamed(QStringLiteral("Other Song"), true), 4);
-    EXPECT_EQ(album.numberOfTrackNamed(QStringLiteral("Missing"), true), 0);
-    EXPECT_EQ(album.trackSummary(),
-              QStringLiteral("1:Intro, 2:Song, 3:Song, 4:Other Song (Live Version), 5:"));
-    EXPECT_EQ(AlbumInfo().trackSummary(), QString());
-}
-
 TEST(AlbumInfoAssets, FlagsScoreAndSummary)
 {
     AlbumInfo album(QString(), QStringLiteral("Name"));

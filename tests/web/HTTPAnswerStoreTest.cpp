@@ -87,28 +87,3 @@ TEST_F(HTTPAnswerStoreTest, ASecondGetIsAnsweredFromTheStoreUnlessTheFirstFailed
     TestHttpServer::waitFor([] { return false; }, 100);
     EXPECT_EQ(owner.answers.size(), 1);
 }
-
-TEST_F(HTTPAnswerStoreTest, TheAnswersUsedLeastRecentlyMakeRoom)
-{
-    // Each answer counts 3 KB with what it holds besides its body: 10 fit.
-    HTTPAnswerStore small(32 * 1024);
-    const auto keep = [&](int n, qsizetype bytes = 2048) {
-        const QUrl url(QStringLiteral("http://a/%1").arg(n));
-        small.keep(url, {{QStringLiteral("WMHTTPURLKey"), url},
-                         {QStringLiteral("WMHTTPDataKey"), QByteArray(bytes, 'x')}});
-    };
-    const auto kept = [&](int n) {
-        return small.answerFor(QUrl(QStringLiteral("http://a/%1").arg(n))).has_value();
-    };
-    for (int n = 1; n <= 10; ++n)
-        keep(n);
-    EXPECT_TRUE(kept(1));
-    keep(11);
-    EXPECT_EQ(small.count(), 10);
-    EXPECT_LE(small.bytes(), small.capacity());
-    EXPECT_TRUE(kept(1) && kept(11));
-    EXPECT_FALSE(kept(2));
-    // Nothing larger than an eighth of the whole is kept.
-    keep(12, 4096);
-    EXPECT_FALSE(kept(12));
-}

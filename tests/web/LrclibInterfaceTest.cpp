@@ -168,28 +168,6 @@ TEST(LrclibReader, RankingPrefersEqualTitleThenAlbumThenNearerDuration)
     EXPECT_EQ(Reader::rankedCandidates(records, unknownLength), QList<qsizetype>({2, 3, 4, 1, 0}));
 }
 
-TEST_F(LrclibInterfaceTest, ExactRequestGivesCleanedLyricsUnderTheSimplifiedTitle)
-{
-    mServer.route(
-        QStringLiteral("/api/get"),
-        TestHttpServer::Response::text(
-            json(record(QStringLiteral("Slow Tide"), QStringLiteral("Quiet Engines"),
-                        QStringLiteral("Paper Lanterns"), 233, verse(QStringLiteral("TIDE")).toUpper())),
-            "application/json"));
-    auto source = makeSource(232.6, QStringLiteral("Slow Tide"));
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
-    const QString lyrics = lyricsOf(*source);
-    EXPECT_TRUE(lyrics.startsWith(QStringLiteral("The tide is rolling"))) << "shouted lines are cleaned";
-    EXPECT_EQ(source->albums().first().sourceInterfaceName(), QStringLiteral("LrclibInterface"));
-
-    ASSERT_EQ(mServer.requests().size(), 1) << "no search after an exact hit";
-    const QUrlQuery query(QUrl(mServer.requests().first().pathAndQuery));
-    EXPECT_EQ(query.queryItemValue(QStringLiteral("artist_name")), QStringLiteral("Quiet Engines"));
-    EXPECT_EQ(query.queryItemValue(QStringLiteral("track_name")), QStringLiteral("Slow Tide"));
-    EXPECT_EQ(query.queryItemValue(QStringLiteral("album_name")), QStringLiteral("Paper Lanterns"));
-    EXPECT_EQ(query.queryItemValue(QStringLiteral("duration")), QStringLiteral("233"));
-}
-
 TEST_F(LrclibInterfaceTest, NotFoundOrTooFarOffFallsBackToTheSearch)
 {
     const QString artist = QStringLiteral("Quiet Engines");
@@ -231,21 +209,6 @@ TEST_F(LrclibInterfaceTest, InstrumentalTrackGivesNoLyrics)
     EXPECT_TRUE(source->albums().isEmpty());
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/api/search")), 0);
     EXPECT_TRUE(logText().contains(QStringLiteral("'Slow Tide' is instrumental")));
-}
-
-TEST_F(LrclibInterfaceTest, DurationComesFromTheSetterOrTheResources)
-{
-    auto unknown = makeSource(0);
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*unknown));
-    EXPECT_EQ(mServer.requestCount(QStringLiteral("/api/get")), 0) << "the exact request needs the duration";
-    EXPECT_EQ(mServer.requestCount(QStringLiteral("/api/search")), 1);
-
-    mResources.insert(QStringLiteral("songDuration"), 187.2);
-    auto fromResources = makeSource(0, QStringLiteral("Slow Tide Two"));
-    EXPECT_EQ(fromResources->songDuration(), 187.2);
-    fromResources->setSongDuration(190);
-    EXPECT_EQ(fromResources->songDuration(), 190.0);
-    EXPECT_TRUE(fromResources->getURL().toString().contains(QStringLiteral("duration=190")));
 }
 
 TEST_F(LrclibInterfaceTest, BadAnswersGiveNoLyricsAndALogLine)

@@ -24,32 +24,6 @@ QStringList cleanLines(const QString& text)
 
 } // namespace
 
-TEST(LyricsCleanerTest, ShoutedLinesBecomeSentenceCaseMixedOnesOnlyCapitalised)
-{
-    const QStringList lines = cleanLines(QStringLiteral("HELLO WORLD\nhello World\n'quiet night\n") + kVerse);
-    EXPECT_EQ(lines.at(0), QStringLiteral("Hello world"));
-    EXPECT_EQ(lines.at(1), QStringLiteral("Hello World"));
-    EXPECT_EQ(lines.at(2), QStringLiteral("'Quiet night"))
-        << "everything up to the first letter is upper-cased";
-}
-
-TEST(LyricsCleanerTest, PunctuationGetsABlankButNotAtTheEndOfALine)
-{
-    const QStringList lines = cleanLines(QStringLiteral("end.Start\nwait,what?no\nit rains.\n") + kVerse);
-    EXPECT_EQ(lines.at(0), QStringLiteral("End. Start"));
-    EXPECT_EQ(lines.at(1), QStringLiteral("Wait, what? no"));
-    EXPECT_EQ(lines.at(2), QStringLiteral("It rains."));
-}
-
-TEST(LyricsCleanerTest, SubstitutionsApplyAfterSpacingAndLinesAreTrimmed)
-{
-    const QVariantMap table{{QStringLiteral("\u2019"), QStringLiteral("'")},
-                            {QStringLiteral(". . ."), QStringLiteral("...")}};
-    const QString text = QStringLiteral("  Don\u2019t go...\r\n") + kVerse;
-    const QStringList lines = LyricsCleaner::cleanUpLyrics(text, table).split(QLatin1Char('\n'));
-    EXPECT_EQ(lines.at(0), QStringLiteral("Don't go..."));
-}
-
 TEST(LyricsCleanerTest, EmptyLinesAroundAndDoubleSpacingGo)
 {
     const QString doubled = QStringLiteral("\n\n") +
@@ -83,17 +57,4 @@ TEST(LyricsCleanerTest, TextShorterThanAHundredCharactersIsNoLyrics)
     EXPECT_EQ(clean(QStringLiteral("X") + ninetyNine).size(), 100);
     EXPECT_TRUE(clean(QString()).isNull());
     EXPECT_TRUE(clean(QString(LyricsCleaner::kMaxInputLength + 1, QLatin1Char('a'))).isNull());
-}
-
-TEST(LyricsCleanerTest, TheShippedTableIsLoadedFromTheResources)
-{
-    const QVariantMap table = PrefsController::sharedInstance()
-                                  .liveResources()
-                                  .value(QStringLiteral("lyricsSubstitutions"))
-                                  .toMap();
-    ASSERT_TRUE(table.contains(QStringLiteral("\u00a0")));
-    ASSERT_TRUE(table.contains(QStringLiteral("\u2019")));
-    const QString text = QStringLiteral("Oh yeah!(Don\u2019t stop)\r\n") + kVerse;
-    EXPECT_EQ(LyricsCleaner::cleanUpLyrics(text).split(QLatin1Char('\n')).at(0),
-              QStringLiteral("Oh yeah! (Don't stop)"));
 }

@@ -132,15 +132,6 @@ TEST_F(LyricsSourcesTest, SeekALyricRetriesWithoutParenthesesAfterAPageWithoutEn
         WendmarkTextExtensions::simplified(QStringLiteral("Harbour Lights (Live)"))));
 }
 
-TEST_F(LyricsSourcesTest, SeekALyricWithoutArtistOrTemplateCompletesAtOnce)
-{
-    auto source = makeSource<SeekALyricInterface>(seekResources(), QStringLiteral("Harbour Lights"));
-    source->setArtist(QString());
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
-    EXPECT_TRUE(mServer.requests().isEmpty());
-    EXPECT_EQ(source->resourcesPossiblyAvailable(), AlbumAssets(AlbumAsset::Lyrics));
-}
-
 TEST_F(LyricsSourcesTest, LyredWalksTheAlbumsOneAtATime)
 {
     const QVariantMap resources{

@@ -173,71 +173,6 @@ TEST_F(MusicBrainzInterfaceTest, SearchesReleasesThenLooksUpTheFittingOnes)
     EXPECT_TRUE(source->albums().at(1).artURLString().isEmpty()) << "the archive has no front cover for it";
 }
 
-TEST_F(MusicBrainzInterfaceTest, WithoutAlbumTitleSearchesRecordings)
-{
-    const QString artist = QStringLiteral("Quiet Engines");
-    QJsonArray releases{searchEntry(7, artist, QStringLiteral("Ignored Title"), QStringLiteral("g7"))};
-    serveSearch(
-        QStringLiteral("/ws/2/recording"), QStringLiteral("recordings"),
-        {QJsonObject{{QStringLiteral("title"), QStringLiteral("Slow Tide")},
-                     {QStringLiteral("artist-credit"), credit(artist)},
-                     {QStringLiteral("releases"), releases}},
-         QJsonObject{{QStringLiteral("title"), QStringLiteral("Fast Tide")},
-                     {QStringLiteral("artist-credit"), credit(artist)},
-                     {QStringLiteral("releases"),
-                      QJsonArray{searchEntry(8, artist, QStringLiteral("x"), QStringLiteral("g8"))}}}});
-    mLookups.insert(releaseID(7), lookupJSON(7, artist, QStringLiteral("Harbour Lights"),
-                                             {QStringLiteral("Slow Tide"), QStringLiteral("Fog")}));
-
-    auto source = makeSource(QString());
-    source->setSongTitle(QStringLiteral("Slow \"Tide\""));
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
-    EXPECT_EQ(decodedQuery(mServer.requests().value(0)),
-              QStringLiteral("recording:\"Slow \\\"Tide\\\"\" AND artist:\"Quiet Engines\""));
-
-    mServer.clearRequests();
-    auto plain = makeSource(QString());
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*plain));
-    EXPECT_EQ(mServer.requests().value(0).path, QStringLiteral("/ws/2/recording"));
-    EXPECT_EQ(lookups(), 1) << "only the releases of the fitting recording";
-    ASSERT_EQ(plain->albums().size(), 1);
-    EXPECT_EQ(plain->albums().first().name(), QStringLiteral("Harbour Lights"));
-}
-
-TEST_F(MusicBrainzInterfaceTest, LookupsMustFitArtistAndAlbumTitle)
-{
-    serveSearch(QStringLiteral("/ws/2/release"), QStringLiteral("releases"),
-                {searchEntry(1, QStringLiteral("Quiet Engines"), QStringLiteral("Paper Lanterns"),
-                             QStringLiteral("g1")),
-                 searchEntry(2, QStringLiteral("Quiet Engines"), QStringLiteral("Paper Lanterns"),
-                             QStringLiteral("g2")),
-                 searchEntry(3, QStringLiteral("Various Artists"), QStringLiteral("Paper Lanterns"),
-                             QStringLiteral("g3"))});
-    mLookups.insert(releaseID(1), lookupJSON(1, QStringLiteral("Someone Else"),
-                                             QStringLiteral("Paper Lanterns"), {QStringLiteral("x")}));
-    mLookups.insert(releaseID(2), lookupJSON(2, QStringLiteral("Quiet Engines"),
-                                             QStringLiteral("Lanterns of Paper"), {QStringLiteral("x")}));
-    mLookups.insert(releaseID(3), lookupJSON(3, QStringLiteral("Various Artists"),
-                                             QStringLiteral("Paper Lanterns"), {QStringLiteral("x")}));
-    auto source = makeSource();
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
-    EXPECT_EQ(lookups(), 2);
-    EXPECT_TRUE(source->albums().isEmpty());
-    EXPECT_TRUE(logText().contains(QStringLiteral("musicbrainz: artist 'Someone Else' does not fit")));
-
-    // A compilation is searched by its title alone and may be credited to various artists.
-    mServer.clearRequests();
-    serveSearch(QStringLiteral("/ws/2/release"), QStringLiteral("releases"),
-                {searchEntry(3, QStringLiteral("Various Artists"), QStringLiteral("Paper Lanterns"),
-                             QStringLiteral("g3"))});
-    auto compilation = makeSource();
-    compilation->setIsCompilation(true);
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*compilation));
-    EXPECT_EQ(decodedQuery(mServer.requests().value(0)), QStringLiteral("release:\"Paper Lanterns\""));
-    ASSERT_EQ(compilation->albums().size(), 1);
-    EXPECT_EQ(compilation->albums().first().artist(), QStringLiteral("Various Artists"));
-}
-
 TEST_F(MusicBrainzInterfaceTest, BadAnswersGiveNoAlbumAndALogLine)
 {
     // Always too many requests: the queue gives up after its retries.
@@ -275,18 +210,6 @@ TEST_F(MusicBrainzInterfaceTest, BadAnswersGiveNoAlbumAndALogLine)
     auto odd = makeSource(QStringLiteral("Paper Lanterns Odd"));
     ASSERT_TRUE(AlbumSourceTestKit::runOnce(*odd));
     EXPECT_TRUE(odd->albums().isEmpty());
-}
-
-TEST_F(MusicBrainzInterfaceTest, NothingToAskCompletesAtOnce)
-{
-    auto noArtist = makeSource();
-    noArtist->setArtist(QString());
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*noArtist));
-    auto noResources = std::make_unique<MusicBrainzInterface>();
-    noResources->setArtist(QStringLiteral("Quiet Engines"));
-    noResources->setSongTitle(QStringLiteral("Slow Tide"));
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*noResources));
-    EXPECT_TRUE(mServer.requests().isEmpty());
 }
 
 // The real lookup answer served for a search of our own making, with the shipped resources.

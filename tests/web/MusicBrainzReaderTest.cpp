@@ -71,20 +71,6 @@ TEST(MusicBrainzReader, QueryTextIsQuotedAndSurvivesURLEncoding)
     EXPECT_TRUE(Reader::urlWithQuery(QStringLiteral("no scheme"), {}).isEmpty());
 }
 
-TEST(MusicBrainzReader, ReleaseBecomesAlbum)
-{
-    const auto album = Reader::albumFromRelease(object(kRelease), coverResources(), 0.0f, 0.0f);
-    ASSERT_TRUE(album);
-    EXPECT_EQ(album->artist(), QStringLiteral("Quiet Engines feat. Guest"));
-    EXPECT_EQ(album->name(), QStringLiteral("Paper Lanterns"));
-    EXPECT_EQ(album->year(), QStringLiteral("1999")) << "the first release, not this edition";
-    EXPECT_EQ(album->genre(), QStringLiteral("Dream Pop")) << "most votes, named";
-    EXPECT_EQ(album->trackNames(), QStringList({QStringLiteral("Open Window"), QStringLiteral("Slow Tide"),
-                                                QStringLiteral("Second Disc Opener")}));
-    EXPECT_EQ(album->artURLString(),
-              QStringLiteral("https://covers.test/release/") + kID + QStringLiteral("/front-500"));
-}
-
 TEST(MusicBrainzReader, YearFallsBackToDateThenEarliestEvent)
 {
     EXPECT_EQ(
@@ -165,21 +151,6 @@ TEST(MusicBrainzReader, ChoosesOfficialAlbumsAndOneReleasePerGroupFirst)
     EXPECT_EQ(Reader::chosenReleaseIDs(candidates, 10), QStringList({id(3), id(2), id(5), id(1), id(4)}));
     EXPECT_EQ(Reader::chosenReleaseIDs(candidates, 2), QStringList({id(3), id(2)}));
     EXPECT_TRUE(Reader::chosenReleaseIDs(candidates, 0).isEmpty());
-}
-
-TEST(MusicBrainzReader, RecordingSearchNamesTheReleasesOfEachRecording)
-{
-    const QJsonObject answer = object(R"({"recordings": [
-      {"title": "Slow Tide", "artist-credit": [{"name": "Quiet Engines"}],
-       "releases": [{"id": "00000000-0000-0000-0000-000000000007", "title": "Paper Lanterns",
-                     "status": "Official", "release-group": {"id": "g7", "primary-type": "Album"}},
-                    {"id": "bad"}]},
-      {"title": "Other", "artist-credit": [{"name": "Someone"}], "releases": {"id": "not a list"}}]})");
-    const QList<Reader::Candidate> candidates = Reader::candidatesOfRecordingSearch(answer);
-    ASSERT_EQ(candidates.size(), 1);
-    EXPECT_EQ(candidates.first().title, QStringLiteral("Slow Tide")) << "the recording's title is compared";
-    EXPECT_EQ(candidates.first().artist, QStringLiteral("Quiet Engines"));
-    EXPECT_EQ(candidates.first().rank, 0);
 }
 
 // Real answers of the service, read with the shipped resources.

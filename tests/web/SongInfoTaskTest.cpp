@@ -202,45 +202,6 @@ TEST_F(SongInfoTaskTest, AnAlbumWithoutTheSongIsNotApplied)
     EXPECT_TRUE(song->infotag()->year().isEmpty());
 }
 
-TEST_F(SongInfoTaskTest, SiblingSongsLendYearGenreAndArtworkWithoutAnyRequest)
-{
-    const QByteArray cover = TaskTestSource::jpeg(200, 200);
-    auto sibling = makeSong(QStringLiteral("e1"), {{QStringLiteral("title"), QStringLiteral("One")},
-                                                   {QStringLiteral("album"), QStringLiteral("Shared")},
-                                                   {QStringLiteral("year"), QStringLiteral("1977")},
-                                                   {QStringLiteral("genre"), QStringLiteral("Jazz")},
-                                                   {QStringLiteral("art"), cover}});
-    auto other = makeSong(QStringLiteral("e2"), {{QStringLiteral("title"), QStringLiteral("Other")},
-                                                 {QStringLiteral("artist"), QStringLiteral("Someone Else")},
-                                                 {QStringLiteral("album"), QStringLiteral("Shared")},
-                                                 {QStringLiteral("year"), QStringLiteral("1960")}});
-    auto song = makeSong(QStringLiteral("e3"), {{QStringLiteral("title"), QStringLiteral("Two")},
-                                                {QStringLiteral("album"), QStringLiteral("shared")}});
-    SongInfoTask task(song, {other, sibling, song}, {}, {QStringLiteral("TaskTestSource")}, resources());
-    task.setGatherFlags(AlbumAssets(AlbumAsset::Year) | AlbumAsset::Genre | AlbumAsset::Artwork);
-    run(task);
-    EXPECT_EQ(task.changedAssetFlags(),
-              AlbumAssets(AlbumAsset::Year) | AlbumAsset::Genre | AlbumAsset::Artwork);
-    EXPECT_EQ(song->infotag()->year(), QStringLiteral("1977"));
-    EXPECT_EQ(song->infotag()->genres(), QStringLiteral("Jazz"));
-    ASSERT_EQ(song->infotag()->numberOfImages(), 1);
-    EXPECT_EQ(song->infotag()->images().first().imageData(), cover);
-    EXPECT_EQ(mServer.requests().size(), 0);
-
-    // A sibling still waiting for its own lookup lends only what will not
-    // be overwritten.
-    auto third = makeSong(QStringLiteral("e4"), {{QStringLiteral("title"), QStringLiteral("Three")},
-                                                 {QStringLiteral("album"), QStringLiteral("Shared")}});
-    mServer.route(QStringLiteral("/albums"), TestHttpServer::Response::text("[]", "application/json"));
-    SongInfoTask cautious(third, {sibling, third}, {sibling}, {QStringLiteral("TaskTestSource")},
-                          resources());
-    cautious.setOverwriteFlags(AlbumAssets(AlbumAsset::Year));
-    cautious.setGatherFlags(AlbumAssets(AlbumAsset::Year) | AlbumAsset::Genre);
-    run(cautious);
-    EXPECT_EQ(cautious.changedAssetFlags(), AlbumAssets(AlbumAsset::Genre));
-    EXPECT_TRUE(third->infotag()->year().isEmpty());
-}
-
 TEST_F(SongInfoTaskTest, DesiredFlagsSourcesSkippedAndSoundtrackTitles)
 {
     auto song =

@@ -50,22 +50,6 @@ protected:
 
 } // namespace
 
-TEST(TrackTypeDiscListTest, OnlyASuccessListOfThreeLinesOrMoreCounts)
-{
-    const auto discs = TrackTypeInterface::discListFromData(
-        "211 Found inexact matches\r\nrock 0a0b0c0d Some Band / First Light\r\nshort line here\r\n"
-        "misc 11111111 NoSeparator Here\r\n.\r\n");
-    ASSERT_EQ(discs.size(), 1);
-    EXPECT_EQ(discs.at(0).category, QStringLiteral("rock"));
-    EXPECT_EQ(discs.at(0).discID, QStringLiteral("0a0b0c0d"));
-    EXPECT_EQ(discs.at(0).artist, QStringLiteral("Some Band"));
-    EXPECT_EQ(discs.at(0).title, QStringLiteral("First Light"));
-
-    EXPECT_TRUE(TrackTypeInterface::discListFromData("404 No match\nrock 1 A / B\n.\n").isEmpty());
-    EXPECT_TRUE(TrackTypeInterface::discListFromData("210 Found\nrock 1 A / B").isEmpty());
-    EXPECT_TRUE(TrackTypeInterface::discListFromData("2x1 Found\nrock 1 A / B\n.\n").isEmpty());
-}
-
 TEST(TrackTypeDiscListTest, RealQueryAnswers)
 {
     const QString folder = TestSupport::fixturesFolder();

@@ -50,40 +50,6 @@ protected:
 
 } // namespace
 
-TEST_F(WMHTTPQueueTest, AnswersWithBodyTypeHeadersAndAgent)
-{
-    server.route(QStringLiteral("/page"),
-                 Response::text("<p>hello</p>", "text/html; charset=utf-8").header("X-Extra", "yes"));
-    const QVariantMap answer = fetch(QStringLiteral("/page?q=1"));
-    ASSERT_FALSE(answer.isEmpty());
-    EXPECT_FALSE(WMHTTPQueue::answerHasError(answer));
-    EXPECT_EQ(answer.value(QStringLiteral("WMHTTPURLKey")).toUrl(), server.url(QStringLiteral("/page?q=1")));
-    EXPECT_EQ(answerData(answer), QByteArray("<p>hello</p>"));
-    EXPECT_EQ(answer.value(QStringLiteral("WMHTTPMIMETypeKey")).toString(), QStringLiteral("text/html"));
-    EXPECT_EQ(answer.value(kHeadersKey).toMap().value(QStringLiteral("X-Extra")).toString(),
-              QStringLiteral("yes"));
-    ASSERT_EQ(server.requests().size(), 1);
-    EXPECT_EQ(server.requests().at(0).headers.value("user-agent"), queue.agentString().toUtf8());
-    EXPECT_TRUE(queue.agentString().startsWith(QStringLiteral("Quillbeat/")));
-    EXPECT_EQ(queue.count(), 0);
-}
-
-TEST_F(WMHTTPQueueTest, StatusErrorsStillDeliverTheBodyAndEmptyBodiesHaveNoDataKey)
-{
-    const QVariantMap missing = fetch(QStringLiteral("/nothing-here"));
-    EXPECT_EQ(WMHTTPQueue::errorCode(missing), 404);
-    EXPECT_EQ(answerError(missing).value(QStringLiteral("domain")).toString(),
-              QStringLiteral("WMHTTPStatus"));
-    EXPECT_EQ(answerError(missing).value(QStringLiteral("description")).toString(),
-              QStringLiteral("HTTP status code = 404"));
-    EXPECT_EQ(answerData(missing), QByteArray("not found"));
-
-    server.route(QStringLiteral("/empty"), Response::text(QByteArray()));
-    const QVariantMap empty = fetch(QStringLiteral("/empty"));
-    EXPECT_FALSE(WMHTTPQueue::answerHasError(empty));
-    EXPECT_FALSE(empty.contains(QStringLiteral("WMHTTPDataKey")));
-}
-
 TEST_F(WMHTTPQueueTest, NinthURLWaitsWhileEightAreOpen)
 {
     Response slow = Response::text("slow");
@@ -194,24 +160,6 @@ TEST_F(WMHTTPQueueTest, CutsLongHTMLButNotOtherTypes)
     EXPECT_EQ(answerData(fetch(QStringLiteral("/long.txt"))).size(), 100000);
 }
 
-TEST_F(WMHTTPQueueTest, CacheAnswersWithoutARequestUntilRemoved)
-{
-    server.route(QStringLiteral("/cached"), Response::text("first").header("Cache-Control", "max-age=600"));
-    EXPECT_EQ(answerData(fetch(QStringLiteral("/cached"), true)), QByteArray("first"));
-    server.route(QStringLiteral("/cached"), Response::text("second").header("Cache-Control", "max-age=600"));
-    EXPECT_EQ(answerData(fetch(QStringLiteral("/cached"), true)), QByteArray("first"));
-    EXPECT_EQ(server.requestCount(QStringLiteral("/cached")), 1);
-
-    queue.removeURLFromCache(server.url(QStringLiteral("/cached")));
-    EXPECT_EQ(answerData(fetch(QStringLiteral("/cached"), true)), QByteArray("second"));
-    EXPECT_EQ(server.requestCount(QStringLiteral("/cached")), 2);
-    // The bypass holds for one request; without cache use it always goes out.
-    EXPECT_EQ(answerData(fetch(QStringLiteral("/cached"), true)), QByteArray("second"));
-    EXPECT_EQ(server.requestCount(QStringLiteral("/cached")), 2);
-    fetch(QStringLiteral("/cached"), false);
-    EXPECT_EQ(server.requestCount(QStringLiteral("/cached")), 3);
-}
-
 TEST_F(WMHTTPQueueTest, MinimumIntervalSpacesRequestsToAHost)
 {
     server.setHandler([](const TestHttpServer::Request&) { return Response::text("paced"); });
@@ -290,28 +238,6 @@ TEST_F(WMHTTPQueueTest, AnswerThatOutlastsTheDeadlineIsATimeOutThatPausesTheHost
               QStringLiteral("The request timed out."));
     EXPECT_EQ(WMHTTPQueue::errorCode(fetch(QStringLiteral("/ok"))), -1001);
     EXPECT_EQ(server.requestCount(QStringLiteral("/ok")), 0);
-}
-
-TEST_F(WMHTTPQueueTest, HeadAndPost)
-{
-    server.route(QStringLiteral("/head"), Response::text("body").header("X-Size", "4"));
-    server.setHandler([](const TestHttpServer::Request& request) {
-        return Response::text(request.method + ' ' + request.headers.value("content-type") + ' ' +
-                              request.body);
-    });
-    QueueTestOwner owner;
-    queue.getHeadersForURL(server.url(QStringLiteral("/head")), &owner, "got");
-    const QVariantMap head = owner.waitForAnswer(1);
-    EXPECT_FALSE(WMHTTPQueue::answerHasError(head));
-    EXPECT_EQ(head.value(kHeadersKey).toMap().value(QStringLiteral("X-Size")).toString(),
-              QStringLiteral("4"));
-    EXPECT_FALSE(head.contains(QStringLiteral("WMHTTPDataKey")));
-    ASSERT_EQ(server.requests().size(), 1);
-    EXPECT_EQ(server.requests().at(0).method, QByteArray("HEAD"));
-
-    queue.postURL(server.url(QStringLiteral("/form")), &owner, "got", "a=1&b=2");
-    EXPECT_EQ(answerData(owner.waitForAnswer(2)),
-              QByteArray("POST application/x-www-form-urlencoded a=1&b=2"));
 }
 
 TEST_F(WMHTTPQueueTest, DeletedOwnerIsNotAnsweredAndTheQueueGoesOn)

@@ -159,31 +159,6 @@ TEST_F(WebDBInterfaceScheduling, LimitOfURLsInFlight)
     }
 }
 
-TEST_F(WebDBInterfaceScheduling, RepeatsAreIgnoredAndFrontURLsOvertake)
-{
-    ScriptedSource source(QVariantMap{{QStringLiteral("simulConns"), 1}});
-    source.WebDBInterface::beginSearch();
-    source.addSearchURL(pageURL(1), "pageLoaded", false);
-    source.addSearchURL(pageURL(2), "pageLoaded", false);
-    source.addSearchURL(pageURL(3), "pageLoaded", true);
-    source.addSearchURL(pageURL(4), "pageLoaded", true);
-    source.addSearchURL(pageURL(2), "pageLoaded", true);
-    source.addSearchURL(pageURL(1), "pageLoaded", false);
-    source.addSearchURL(QUrl(), "pageLoaded", false);
-    EXPECT_EQ(source.totalSearches(), 4);
-    EXPECT_EQ(source.loading(), QList<QUrl>{pageURL(1)});
-    EXPECT_EQ(source.waiting(), (QList<QUrl>{pageURL(4), pageURL(3), pageURL(2)}));
-
-    // An answer without a URL changes nothing; a URL that was answered is
-    // still never scheduled again.
-    source.finishedSearch(QVariantMap{{QStringLiteral("WMHTTPDataKey"), QByteArray("x")}});
-    EXPECT_EQ(source.loading(), QList<QUrl>{pageURL(1)});
-    source.finishedSearch(answerFor(pageURL(1)));
-    EXPECT_EQ(source.loading(), QList<QUrl>{pageURL(4)});
-    source.addSearchURL(pageURL(1), "pageLoaded", true);
-    EXPECT_EQ(source.totalSearches(), 4);
-}
-
 TEST_F(WebDBInterfaceScheduling, RedirectKeepsTheSearchMatched)
 {
     ScriptedSource source;
@@ -198,39 +173,6 @@ TEST_F(WebDBInterfaceScheduling, RedirectKeepsTheSearchMatched)
     source.pageLoaded(answerFor(moved));
     QCoreApplication::processEvents();
     EXPECT_EQ(counter.count, 1);
-}
-
-TEST_F(WebDBInterfaceScheduling, PlaceholdersHoldCompletionAndTheBarTurnsDeterminate)
-{
-    ProgressIndicator bar;
-    bar.setMaxValue(0.0);
-    bar.startAnimation();
-    ScriptedSource source;
-    CompletionCounter counter;
-    source.setProgessIndicator(&bar);
-    source.setNotify("searchCompleted", &counter);
-    source.WebDBInterface::beginSearch();
-    source.addPlaceholderSearch(QStringLiteral("own work"));
-    for (int n = 0; n < 4; ++n)
-        source.addSearchURL(pageURL(n), "pageLoaded", false);
-    // A spinner while at most four searches are known.
-    EXPECT_TRUE(bar.isIndeterminate());
-    source.addSearchURL(pageURL(4), "pageLoaded", false);
-    EXPECT_FALSE(bar.isIndeterminate());
-    EXPECT_FALSE(bar.isAnimating());
-    EXPECT_DOUBLE_EQ(bar.maxValue(), 6.0);
-
-    for (int n = 0; n < 5; ++n)
-        source.pageLoaded(answerFor(pageURL(n)));
-    QCoreApplication::processEvents();
-    EXPECT_EQ(counter.count, 0);
-    source.finishedSearch(answerFor(QStringLiteral("own work")));
-    source.notifyIfCompleteOrTryAgainWithoutTitleParentheses(false);
-    EXPECT_DOUBLE_EQ(bar.doubleValue(), 6.0);
-    EXPECT_EQ(counter.count, 0); // never from inside the caller
-    QCoreApplication::processEvents();
-    EXPECT_EQ(counter.count, 1);
-    EXPECT_EQ(counter.last, &source);
 }
 
 TEST_F(WebDBInterfaceScheduling, OneRetryWithoutParenthesesThenCompletionOnce)

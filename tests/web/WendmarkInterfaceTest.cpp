@@ -83,37 +83,6 @@ protected:
 
 } // namespace
 
-TEST_F(WendmarkInterfaceTest, SeedKeysAreTheProgramsOwnSimplifiedNames)
-{
-    const QVariantMap albums =
-        WendmarkInterface::albumsFromDigestData(TestSupport::readFile(QStringLiteral(":/wmdigest.gz")));
-    ASSERT_GE(albums.size(), 5);
-    for (auto it = albums.cbegin(); it != albums.cend(); ++it) {
-        const QVariantMap entry = it.value().toMap();
-        const QString artist = entry.value(QStringLiteral("artist")).toString();
-        const QString album = entry.value(QStringLiteral("album")).toString();
-        const QString name = artist.isEmpty() ? album : artist + QStringLiteral(" - ") + album;
-        EXPECT_EQ(it.key(), WendmarkTextExtensions::simplified(name));
-        EXPECT_GT(entry.value(QStringLiteral("art_x")).toInt(), 0);
-    }
-}
-
-TEST_F(WendmarkInterfaceTest, SearchAnswersTheCoverWithoutTheNetwork)
-{
-    auto source =
-        makeSource(QStringLiteral("The Lantern Choir"), QStringLiteral("Harbour Lights (Deluxe)"), 500);
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
-    EXPECT_TRUE(mServer.requests().isEmpty());
-    ASSERT_EQ(source->albums().size(), 1);
-    const AlbumInfo& album = source->albums().constFirst();
-    EXPECT_EQ(album.artist(), QStringLiteral("The Lantern Choir"));
-    EXPECT_EQ(album.name(), QStringLiteral("Harbour Lights"));
-    EXPECT_EQ(album.artURLString(),
-              QStringLiteral("https://art.example/covers/lantern-choir-harbour-lights.jpg"));
-    EXPECT_EQ(album.sourceInterfaceName(), QStringLiteral("WendmarkInterface"));
-    EXPECT_EQ(source->resourcesPossiblyAvailable(), AlbumAssets(AlbumAsset::Artwork));
-}
-
 TEST_F(WendmarkInterfaceTest, CompilationsFallBackToVariousThenTheAlbumAlone)
 {
     for (const QString& album :
@@ -129,23 +98,6 @@ TEST_F(WendmarkInterfaceTest, CompilationsFallBackToVariousThenTheAlbumAlone)
     }
 }
 
-TEST_F(WendmarkInterfaceTest, ANarrowOrMissingCoverLeavesAUsageNote)
-{
-    auto narrow = makeSource(QStringLiteral("Juniper Vale"), QStringLiteral("Night Ferry"), 500);
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*narrow));
-    EXPECT_TRUE(narrow->albums().isEmpty());
-    QVariantList note = lastUsageNote();
-    ASSERT_EQ(note.size(), 4);
-    EXPECT_EQ(note.at(1).toString(), QStringLiteral("Image Not Large Enough"));
-    EXPECT_EQ(note.at(2).toString(), QStringLiteral("junipervale-nightferry"));
-    EXPECT_EQ(note.at(3).toList().value(3).toInt(), 300);
-    EXPECT_EQ(note.at(3).toList().value(4).toInt(), 500);
-
-    auto missing = makeSource(QStringLiteral("Juniper Vale"), QStringLiteral("Unknown Shore"));
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*missing));
-    EXPECT_EQ(lastUsageNote().value(1).toString(), QStringLiteral("Image Not Found"));
-}
-
 TEST_F(WendmarkInterfaceTest, ADamagedDigestIsAnEmptyOne)
 {
     QDir().mkpath(QFileInfo(WendmarkInterface::wmdigestPath()).absolutePath());
@@ -157,42 +109,12 @@ TEST_F(WendmarkInterfaceTest, ADamagedDigestIsAnEmptyOne)
     EXPECT_TRUE(source->albums().isEmpty());
 }
 
-TEST_F(WendmarkInterfaceTest, AFirstStartCopiesTheSeedAndChecksAtOnce)
-{
-    const QByteArray seed = TestSupport::readFile(QStringLiteral(":/wmdigest.gz"));
-    mServer.route(QStringLiteral("/wmdigest.gz"), Response::text(seed, "application/x-gzip"));
-    ASSERT_TRUE(runCheck());
-    EXPECT_EQ(TestSupport::readFile(WendmarkInterface::wmdigestPath()), seed);
-    EXPECT_EQ(requests("HEAD"), 1);
-    EXPECT_EQ(requests("GET"), 0) << "a digest of the same length is not fetched";
-    EXPECT_TRUE(WendmarkInterface::parsedCheckTime(QSettings().value(kCheckKey).toString()).has_value());
-}
-
 TEST_F(WendmarkInterfaceTest, WithoutADigestURLOnlyTheSeedIsUsed)
 {
     mResources.remove(QStringLiteral("digestURL"));
     ASSERT_TRUE(runCheck());
     EXPECT_TRUE(QFileInfo::exists(WendmarkInterface::wmdigestPath()));
     EXPECT_TRUE(mServer.requests().isEmpty());
-}
-
-TEST_F(WendmarkInterfaceTest, TheServerIsAskedOnlyEveryThreeDays)
-{
-    mServer.route(
-        QStringLiteral("/wmdigest.gz"),
-        Response::text(TestSupport::readFile(QStringLiteral(":/wmdigest.gz")), "application/x-gzip"));
-    WendmarkInterface::installSeedIfMissing();
-    setLastCheck(2 * 86400);
-    ASSERT_TRUE(runCheck());
-    EXPECT_EQ(requests("HEAD"), 0);
-
-    setLastCheck(4 * 86400);
-    ASSERT_TRUE(runCheck());
-    EXPECT_EQ(requests("HEAD"), 1);
-
-    setLastCheck(-86400);
-    ASSERT_TRUE(runCheck());
-    EXPECT_EQ(requests("HEAD"), 2) << "a check time in the future does not count";
 }
 
 TEST_F(WendmarkInterfaceTest, SmallAnswersNeverReplaceTheDigest)

@@ -42,60 +42,6 @@ protected:
 
 } // namespace
 
-TEST_F(WikipediaInterfaceTest, MadeByNameWithAssetsOfAnEncyclopedia)
-{
-    const auto source = WebDBInterface::interfaceWithName(QStringLiteral("WikipediaInterface"), mResources);
-    ASSERT_TRUE(source);
-    EXPECT_EQ(source->resourcesPossiblyAvailable().toInt(), 123);
-}
-
-TEST_F(WikipediaInterfaceTest, FindsTheAlbumArticleOfTheSearch)
-{
-    mServer.route(
-        QStringLiteral("/w/index.php"),
-        TestHttpServer::Response::redirect(AlbumSourceTestKit::root(mServer).toUtf8() + "/wiki/PL"));
-    mServer.route(QStringLiteral("/wiki/PL"),
-                  TestHttpServer::Response::html(WikipediaTestPages::articlePage({})));
-    auto source = makeSource();
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
-    ASSERT_EQ(source->albums().size(), 1);
-    const AlbumInfo& album = source->albums().first();
-    EXPECT_EQ(album.name(), QStringLiteral("Paper Lanterns"));
-    EXPECT_EQ(album.sourceInterfaceName(), QStringLiteral("WikipediaInterface"));
-    EXPECT_EQ(album.numberOfTrackNamed(QStringLiteral("Slow Tide"), false), 3);
-    const QString query = mServer.requests().value(0).pathAndQuery;
-    EXPECT_TRUE(query.contains(QStringLiteral("search=Paper+Lanterns&"))) << query.toStdString();
-}
-
-TEST_F(WikipediaInterfaceTest, AlbumsOfOtherArtistsAreLeftOut)
-{
-    mServer.route(QStringLiteral("/w/index.php"),
-                  TestHttpServer::Response::html(WikipediaTestPages::articlePage({})));
-    auto exact = makeSource(QStringLiteral("Quiet Engines"));
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*exact));
-    EXPECT_EQ(exact->albums().size(), 1) << "simplified names ignore the article";
-
-    auto other = makeSource(QStringLiteral("Engines"));
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*other));
-    EXPECT_TRUE(other->albums().isEmpty());
-
-    auto substring = makeSource(QStringLiteral("Engines"));
-    substring->setAllowSubstringTrackMatches(true);
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*substring));
-    EXPECT_EQ(substring->albums().size(), 1);
-}
-
-TEST_F(WikipediaInterfaceTest, NothingIsSearchedForCompilationsOrWithoutArtistOrAlbum)
-{
-    auto compilation = makeSource();
-    compilation->setIsCompilation(true);
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*compilation));
-    auto noAlbum = makeSource(QStringLiteral("The Quiet Engines"), QString());
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*noAlbum));
-    EXPECT_TRUE(mServer.requests().isEmpty());
-    EXPECT_TRUE(compilation->albums().isEmpty());
-}
-
 TEST_F(WikipediaInterfaceTest, AShortPageIsAFailureAndNotServedFromTheCacheAgain)
 {
     mServer.route(

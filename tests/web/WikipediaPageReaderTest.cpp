@@ -30,18 +30,6 @@ QStringList parts(const char* joined)
 
 } // namespace
 
-TEST(WikipediaPageReader, YearIsTheLastPlausibleFourDigitsOfTheReleaseText)
-{
-    EXPECT_EQ(WikipediaPageReader::yearFromText(QStringLiteral("June 1999, again in 2052")),
-              QStringLiteral("1999"));
-    EXPECT_TRUE(WikipediaPageReader::yearFromText(QStringLiteral("2052")).isNull());
-    EXPECT_EQ(WikipediaPageReader::yearFromText(QStringLiteral("Original: 1975\nReissue: May 9, 2000")),
-              QStringLiteral("2000"));
-    EXPECT_EQ(WikipediaPageReader::yearFromText(QStringLiteral("1985 (1985-06-10)")), QStringLiteral("1985"));
-    EXPECT_TRUE(WikipediaPageReader::yearFromText(QStringLiteral("1700 or 999")).isNull());
-    EXPECT_TRUE(WikipediaPageReader::yearFromText(QStringLiteral("99")).isNull());
-}
-
 TEST(WikipediaPageReader, VisibleTextDropsTagsCitationsAndBlanks)
 {
     EXPECT_EQ(
@@ -57,35 +45,6 @@ TEST(WikipediaPageReader, VisibleTextDropsTagsCitationsAndBlanks)
     EXPECT_TRUE(
         WikipediaPageReader::firstVisibleTextAfter(QStringLiteral("<p>text</p>"), QStringLiteral("none"))
             .isNull());
-}
-
-TEST(WikipediaPageReader, TrackNamesAreCutToTheirQuotes)
-{
-    bool quoted = false;
-    EXPECT_EQ(
-        WikipediaPageReader::trackNameFromHTML(QStringLiteral("<li>\"Kohoutek\"&#160;– 3:18</li>"), &quoted),
-        QStringLiteral("Kohoutek"));
-    EXPECT_TRUE(quoted);
-    EXPECT_EQ(WikipediaPageReader::trackNameFromHTML(QStringLiteral("<td>Untitled – 1:00</td>"), &quoted),
-              QStringLiteral("Untitled – 1:00"));
-    EXPECT_FALSE(quoted);
-    EXPECT_EQ(WikipediaPageReader::trackNameFromHTML(QStringLiteral("<td>\"\"5150\"\" &#160;</td>")),
-              QStringLiteral("5150"));
-}
-
-TEST(WikipediaPageReader, ReadsAnArticleOfTodaysLayout)
-{
-    const WikipediaPageReader reader(shipped());
-    const auto album = reader.albumFromHTML(pageOf({}));
-    ASSERT_TRUE(album.has_value());
-    EXPECT_EQ(album->name(), QStringLiteral("Paper Lanterns"));
-    EXPECT_EQ(album->artist(), QStringLiteral("The Quiet Engines"));
-    EXPECT_EQ(album->year(), QStringLiteral("1999"));
-    EXPECT_EQ(album->trackNames(), parts("Open Window|Paper Lanterns|Slow Tide"));
-    EXPECT_EQ(album->artURLString(), QStringLiteral("http://upload.example.org/covers/paper_lanterns.jpg"));
-    EXPECT_TRUE(album->genre().contains(QStringLiteral("Art rock")));
-    EXPECT_TRUE(album->genre().contains(QStringLiteral("ream pop")));
-    EXPECT_FALSE(album->genre().contains(QLatin1Char('[')));
 }
 
 TEST(WikipediaPageReader, ArticleEdgeCases)
@@ -106,23 +65,6 @@ TEST(WikipediaPageReader, ArticleEdgeCases)
     EXPECT_FALSE(reader.albumFromHTML(pageOf(a)).has_value()) << "no artist, no album";
     EXPECT_FALSE(reader.albumFromHTML(QStringLiteral("<html><body><p>Just an article.</p></body></html>")));
     EXPECT_FALSE(reader.albumFromHTML(QString()).has_value());
-}
-
-TEST(WikipediaPageReader, TablesContinueWhileNumberingGoesOnOrForRecordSides)
-{
-    const WikipediaPageReader reader(shipped());
-    auto table = [](const QString& caption, int first, const QStringList& names) -> QString {
-        QString html = QStringLiteral("<table class=\"tracklist\">") + caption +
-                       QStringLiteral("<tr><th>No.</th><th>Title</th></tr>");
-        for (int i = 0; i < names.size(); ++i)
-            html += QStringLiteral("<tr><td>%1.</td><td>\"%2\"</td></tr>").arg(first + i).arg(names.at(i));
-        return html + QStringLiteral("<tr><td colspan=\"2\">Total length:</td><td>9:00</td></tr></table>");
-    };
-    const QString sides = table(QStringLiteral("<caption>Side one</caption>"), 1, parts("A|B")) +
-                          table(QStringLiteral("<caption>Side two</caption>"), 1, {QStringLiteral("C")}) +
-                          table(QString(), 4, {QStringLiteral("D")}) +
-                          table(QString(), 1, {QStringLiteral("Bonus")});
-    EXPECT_EQ(reader.trackNames(sides), parts("A|B|C|D"));
 }
 
 // Many articles write their track listing as a plain table: a header row
