@@ -39,8 +39,8 @@ QByteArray lrclibSearch()
     QByteArray lyrics;
     for (int i = 1; i <= 8; ++i)
         lyrics += "The tide comes slowly over line " + QByteArray::number(i) + "\\n";
-    return R"([{"id": 7, "trackName": "Slow Tide", "artistName": "Quiet Engines", "albumName": "Paper Lanterns",
-  "duration": 200, "instrumental": false, "plainLyrics": ")" +
+    return R"([{"id": 7, "trackName": "Slow Tide", "artistName": "Quiet Engines",
+  "albumName": "Paper Lanterns",  "duration": 200, "instrumental": false, "plainLyrics": ")" +
            lyrics + "\"}]";
 }
 

@@ -151,8 +151,8 @@ TEST_F(SongInfoTaskTest, GathersAppliesAndWritesValuesAndFittedArtwork)
 TEST_F(SongInfoTaskTest, ChoosesTheEarliestAlbumOrExplainsWhyNot)
 {
     serveAlbums(R"([{"artist": "The Testers", "name": "Tunes", "year": "1994", "tracks": ["Intro", "Tune"]},
-                    {"artist": "The Testers", "name": "Best Tunes", "year": "1992", "tracks": ["Intro", "Tune"]},
-                    {"artist": "The Testers", "name": "Tunes Live", "year": "2001", "tracks": ["Intro", "Tune"]}])");
+      {"artist": "The Testers", "name": "Best Tunes", "year": "1992", "tracks": ["Intro", "Tune"]},
+      {"artist": "The Testers", "name": "Tunes Live", "year": "2001", "tracks": ["Intro", "Tune"]}])");
     auto song = makeSong(QStringLiteral("b"), {"Tune"});
     auto task = makeTask(song);
     task->setAlbumSelectionMethod(AlbumChooser::Method::EarliestYear);
@@ -164,7 +164,7 @@ TEST_F(SongInfoTaskTest, ChoosesTheEarliestAlbumOrExplainsWhyNot)
     EXPECT_EQ(song->infotag()->year(), QStringLiteral("1992"));
 
     serveAlbums(R"([{"artist": "The Testers", "name": "Tunes", "year": "94", "tracks": ["Intro", "Tune"]},
-                    {"artist": "The Testers", "name": "Other Tunes", "year": "later", "tracks": ["Intro", "Tune"]}])");
+      {"artist": "The Testers", "name": "Other Tunes", "year": "later", "tracks": ["Intro", "Tune"]}])");
     auto second = makeSong(QStringLiteral("c"), {"Tune"});
     auto noYear = makeTask(second);
     noYear->setAlbumSelectionMethod(AlbumChooser::Method::EarliestYear);
