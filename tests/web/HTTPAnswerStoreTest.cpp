@@ -10,14 +10,12 @@
 
 namespace {
 
-using Response = TestHttpServer::Response;
-
-class HTTPAnswerStoreTest : public ::testing::Test
+class HTTPAnswerStoreTest : public QueueTest
 {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(server.start());
+        QueueTest::SetUp();
         server.route(QStringLiteral("/found"), Response::text("{\"releases\":[]}", "application/json"));
         server.route(QStringLiteral("/missing"), Response::text("{}", "application/json", 404));
         server.route(QStringLiteral("/old"), Response::redirect("/new"));
@@ -25,8 +23,6 @@ protected:
         queue.setAnswerStore(store);
     }
 
-    TestHttpServer server;
-    WMHTTPQueue queue;
     std::shared_ptr<HTTPAnswerStore> store = std::make_shared<HTTPAnswerStore>();
 };
 
@@ -59,10 +55,9 @@ TEST_F(HTTPAnswerStoreTest, ASecondGetIsAnsweredFromTheStoreUnlessTheFirstFailed
             if (row.takenOut)
                 queue.removeURLFromCache(answer.value(QStringLiteral("WMHTTPURLKey")).toUrl());
         };
-        const QUrl url = server.url(QLatin1String(row.path));
-        queue.addURL(url, &owner, "got", false, row.usingCache);
+        add(QLatin1String(row.path), owner, row.usingCache);
         const QVariantMap first = owner.waitForAnswer(1);
-        queue.addURL(url, &owner, "got", false, row.usingCache);
+        add(QLatin1String(row.path), owner, row.usingCache);
         EXPECT_EQ(owner.answers.size(), 1) << row.name << ": answered inside the call that asked";
         const QVariantMap second = owner.waitForAnswer(2);
         EXPECT_EQ(server.requests().size(), row.requests) << row.name;
@@ -80,10 +75,10 @@ TEST_F(HTTPAnswerStoreTest, ASecondGetIsAnsweredFromTheStoreUnlessTheFirstFailed
 
     // An answer from the store is cancelled as a request would be.
     QueueTestOwner owner;
-    queue.addURL(server.url(QStringLiteral("/found")), &owner, "got", false, true);
+    add(QStringLiteral("/found"), owner, true);
     owner.waitForAnswer(1);
-    queue.addURL(server.url(QStringLiteral("/found")), &owner, "got", false, true);
+    add(QStringLiteral("/found"), owner, true);
     queue.cancelURL(server.url(QStringLiteral("/found")));
-    TestHttpServer::waitFor([] { return false; }, 100);
+    idle(100);
     EXPECT_EQ(owner.answers.size(), 1);
 }

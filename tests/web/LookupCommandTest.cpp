@@ -1,6 +1,7 @@
 // `quillbeat-cli lookup` run as its own process against the local server:
 // the sources' addresses come from a resource file named by
 // QUILLBEAT_RESOURCES, as a user would redirect them.
+#include "AlbumSourceTestKit.h"
 #include "TestHttpServer.h"
 #include "TestSupport.h"
 
@@ -18,91 +19,85 @@
 
 namespace {
 
+using Response = TestHttpServer::Response;
+
 const QString ReleaseID = QStringLiteral("bbbbbbbb-1111-2222-3333-444444444444");
 
-QByteArray json(const QJsonValue& value)
-{
-    return value.isArray() ? QJsonDocument(value.toArray()).toJson()
-                           : QJsonDocument(value.toObject()).toJson();
-}
+const QByteArray kSearch = R"({"count": 1, "releases": [{"id": "bbbbbbbb-1111-2222-3333-444444444444",
+  "title": "Paper Lanterns", "status": "Official", "artist-credit": [{"name": "Quiet Engines"}],
+  "release-group": {"id": "g1", "primary-type": "Album"}}]})";
 
-QByteArray musicBrainzSearch()
-{
-    const QJsonObject entry{
-        {QStringLiteral("id"), ReleaseID},
-        {QStringLiteral("title"), QStringLiteral("Paper Lanterns")},
-        {QStringLiteral("status"), QStringLiteral("Official")},
-        {QStringLiteral("artist-credit"),
-         QJsonArray{QJsonObject{{QStringLiteral("name"), QStringLiteral("Quiet Engines")}}}},
-        {QStringLiteral("release-group"),
-         QJsonObject{{QStringLiteral("id"), QStringLiteral("g1")},
-                     {QStringLiteral("primary-type"), QStringLiteral("Album")}}}};
-    return json(QJsonObject{{QStringLiteral("count"), 1}, {QStringLiteral("releases"), QJsonArray{entry}}});
-}
-
-QByteArray musicBrainzRelease()
-{
-    QJsonArray tracks;
-    const QStringList names = {QStringLiteral("First Light"), QStringLiteral("Slow Tide")};
-    for (int i = 0; i < names.size(); ++i)
-        tracks.append(
-            QJsonObject{{QStringLiteral("position"), i + 1},
-                        {QStringLiteral("title"), names.at(i)},
-                        {QStringLiteral("recording"), QJsonObject{{QStringLiteral("title"), names.at(i)}}}});
-    return json(QJsonObject{
-        {QStringLiteral("id"), ReleaseID},
-        {QStringLiteral("title"), QStringLiteral("Paper Lanterns")},
-        {QStringLiteral("date"), QStringLiteral("2003-04-05")},
-        {QStringLiteral("artist-credit"),
-         QJsonArray{QJsonObject{{QStringLiteral("name"), QStringLiteral("Quiet Engines")}}}},
-        {QStringLiteral("genres"), QJsonArray{QJsonObject{{QStringLiteral("name"), QStringLiteral("ambient")},
-                                                          {QStringLiteral("count"), 2}}}},
-        {QStringLiteral("cover-art-archive"), QJsonObject{{QStringLiteral("front"), true}}},
-        {QStringLiteral("media"),
-         QJsonArray{QJsonObject{{QStringLiteral("position"), 1}, {QStringLiteral("tracks"), tracks}}}}});
-}
+const QByteArray kRelease = R"({"id": "bbbbbbbb-1111-2222-3333-444444444444", "title": "Paper Lanterns",
+  "date": "2003-04-05", "artist-credit": [{"name": "Quiet Engines"}],
+  "genres": [{"name": "ambient", "count": 2}], "cover-art-archive": {"front": true},
+  "media": [{"position": 1, "tracks": [
+    {"position": 1, "title": "First Light", "recording": {"title": "First Light"}},
+    {"position": 2, "title": "Slow Tide", "recording": {"title": "Slow Tide"}}]}]})";
 
 QByteArray lrclibSearch()
 {
-    QString lyrics;
+    QByteArray lyrics;
     for (int i = 1; i <= 8; ++i)
-        lyrics += QStringLiteral("The tide comes slowly over line %1\n").arg(i);
-    return json(QJsonArray{QJsonObject{{QStringLiteral("id"), 7},
-                                       {QStringLiteral("trackName"), QStringLiteral("Slow Tide")},
-                                       {QStringLiteral("artistName"), QStringLiteral("Quiet Engines")},
-                                       {QStringLiteral("albumName"), QStringLiteral("Paper Lanterns")},
-                                       {QStringLiteral("duration"), 200},
-                                       {QStringLiteral("instrumental"), false},
-                                       {QStringLiteral("plainLyrics"), lyrics}}});
-}
-
-QString plistString(const QString& text)
-{
-    QString escaped = text;
-    escaped.replace(QLatin1Char('&'), QStringLiteral("&amp;"));
-    return QStringLiteral("<string>") + escaped + QStringLiteral("</string>");
+        lyrics += "The tide comes slowly over line " + QByteArray::number(i) + "\\n";
+    return R"([{"id": 7, "trackName": "Slow Tide", "artistName": "Quiet Engines",
+  "albumName": "Paper Lanterns",  "duration": 200, "instrumental": false, "plainLyrics": ")" +
+           lyrics + "\"}]";
 }
 
 // A resource file sending the keyless album and lyrics sources to `root`.
 QString writeResources(const QString& root, const QString& name)
 {
-    const QString resources =
-        QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
-                       "<key>res_MusicBrainzInterface</key><dict>"
-                       "<key>releaseSearchURL</key>%1<key>recordingSearchURL</key>%2"
-                       "<key>releaseLookupURL</key>%3<key>coverArtURL</key>%4"
-                       "<key>minIntervalSeconds</key><integer>0</integer></dict>\n"
-                       "<key>res_LrclibInterface</key><dict><key>getURL</key>%5<key>searchURL</key>%6"
-                       "<key>minIntervalSeconds</key><integer>0</integer></dict>\n"
-                       "</dict>\n</plist>\n")
-            .arg(plistString(root + QStringLiteral("/ws/2/release")),
-                 plistString(root + QStringLiteral("/ws/2/recording")),
-                 plistString(root + QStringLiteral("/ws/2/release/%@?fmt=json")),
-                 plistString(root + QStringLiteral("/cover/%@/front-%@")),
-                 plistString(root + QStringLiteral("/api/get")),
-                 plistString(root + QStringLiteral("/api/search")));
+    QString resources = QStringLiteral(R"(<?xml version="1.0" encoding="UTF-8"?>
+<plist version="1.0"><dict>
+<key>res_MusicBrainzInterface</key><dict><key>releaseSearchURL</key><string>@/ws/2/release</string>
+<key>recordingSearchURL</key><string>@/ws/2/recording</string>
+<key>releaseLookupURL</key><string>@/ws/2/release/%@?fmt=json</string>
+<key>coverArtURL</key><string>@/cover/%@/front-%@</string>
+<key>minIntervalSeconds</key><integer>0</integer></dict>
+<key>res_LrclibInterface</key><dict><key>getURL</key><string>@/api/get</string>
+<key>searchURL</key><string>@/api/search</string><key>minIntervalSeconds</key><integer>0</integer></dict>
+</dict></plist>
+)");
+    resources.replace(QStringLiteral("<string>@"), QStringLiteral("<string>") + root);
     const QString path = TestSupport::scratchFolder() + QLatin1Char('/') + name + QStringLiteral(".plist");
     return TestSupport::writeFile(path, resources.toUtf8()) ? path : QString();
+}
+
+struct Lookup
+{
+    bool ended = false;
+    int exitCode = -1;
+    QByteArray out, err;
+};
+
+// Runs `quillbeat-cli lookup <arguments>` with the resource file, in `home`
+// when one is given, and waits at most `timeoutMs` for it (a bound on our own
+// wait, so that a lookup that hangs fails the test).
+Lookup runLookup(const QString& resourcePath, const QStringList& arguments, int timeoutMs,
+                 const QString& home = QString())
+{
+    QProcess cli;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    if (!home.isEmpty()) {
+        env.insert(QStringLiteral("HOME"), home);
+        for (const char* xdg : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"})
+            env.remove(QLatin1String(xdg));
+    }
+    env.insert(QStringLiteral("QUILLBEAT_RESOURCES"), resourcePath);
+    cli.setProcessEnvironment(env);
+    cli.start(QStringLiteral(QB_CLI_PATH), QStringList{QStringLiteral("lookup")} + arguments);
+    // The server answers from this thread's event loop while the program runs.
+    Lookup result;
+    result.ended = TestHttpServer::waitFor([&] { return cli.state() == QProcess::NotRunning; }, timeoutMs);
+    if (!result.ended) {
+        cli.kill();
+        cli.waitForFinished();
+        return result;
+    }
+    result.exitCode = cli.exitCode();
+    result.out = cli.readAllStandardOutput();
+    result.err = cli.readAllStandardError();
+    return result;
 }
 
 } // namespace
@@ -111,41 +106,31 @@ TEST(LookupCommandTest, ShowsTheAlbumsOfTheKeylessSourcesAndTheChoice)
 {
     TestHttpServer server;
     ASSERT_TRUE(server.start());
-    server.route(QStringLiteral("/ws/2/release"),
-                 TestHttpServer::Response::text(musicBrainzSearch(), "application/json"));
-    server.route(QStringLiteral("/ws/2/release/") + ReleaseID,
-                 TestHttpServer::Response::text(musicBrainzRelease(), "application/json"));
-    server.route(QStringLiteral("/api/get"),
-                 TestHttpServer::Response::text("{\"statusCode\":404}", "application/json", 404));
-    server.route(QStringLiteral("/api/search"),
-                 TestHttpServer::Response::text(lrclibSearch(), "application/json"));
+    server.route(QStringLiteral("/ws/2/release"), AlbumSourceTestKit::json(kSearch));
+    server.route(QStringLiteral("/ws/2/release/") + ReleaseID, AlbumSourceTestKit::json(kRelease));
+    server.route(QStringLiteral("/api/get"), AlbumSourceTestKit::json("{\"statusCode\":404}", 404));
+    server.route(QStringLiteral("/api/search"), AlbumSourceTestKit::json(lrclibSearch()));
 
     const QString root = server.url(QStringLiteral("")).toString();
     const QString resourcePath = writeResources(root, QStringLiteral("lookup-resources"));
     ASSERT_FALSE(resourcePath.isEmpty());
+    const Lookup cli =
+        runLookup(resourcePath,
+                  QStringLiteral("--artist|Quiet Engines|--title|Slow Tide|--album|Paper Lanterns|"
+                                 "--sources|MusicBrainzInterface,LrclibInterface|--json")
+                      .split(QLatin1Char('|')),
+                  60000);
+    ASSERT_TRUE(cli.ended);
+    ASSERT_EQ(cli.exitCode, 0) << cli.err.toStdString();
 
-    QProcess cli;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("QUILLBEAT_RESOURCES"), resourcePath);
-    cli.setProcessEnvironment(env);
-    cli.start(QStringLiteral(QB_CLI_PATH),
-              {QStringLiteral("lookup"), QStringLiteral("--artist"), QStringLiteral("Quiet Engines"),
-               QStringLiteral("--title"), QStringLiteral("Slow Tide"), QStringLiteral("--album"),
-               QStringLiteral("Paper Lanterns"), QStringLiteral("--sources"),
-               QStringLiteral("MusicBrainzInterface,LrclibInterface"), QStringLiteral("--json")});
-    // The server answers from this thread's event loop while the program runs.
-    ASSERT_TRUE(TestHttpServer::waitFor([&] { return cli.state() == QProcess::NotRunning; }, 60000));
-    ASSERT_EQ(cli.exitCode(), 0) << cli.readAllStandardError().toStdString();
-
-    const QJsonObject answer = QJsonDocument::fromJson(cli.readAllStandardOutput()).object();
-    const QJsonArray albums = answer.value(QStringLiteral("albums")).toArray();
+    const QJsonObject answer = QJsonDocument::fromJson(cli.out).object();
     QJsonObject fromMusicBrainz, fromLrclib;
-    for (const QJsonValue& value : albums) {
-        const QJsonObject album = value.toObject();
-        if (album.value(QStringLiteral("source")).toString() == QLatin1String("musicbrainz"))
-            fromMusicBrainz = album;
-        if (album.value(QStringLiteral("source")).toString() == QLatin1String("lrclib"))
-            fromLrclib = album;
+    for (const QJsonValue& value : answer.value(QStringLiteral("albums")).toArray()) {
+        const QString source = value.toObject().value(QStringLiteral("source")).toString();
+        if (source == QLatin1String("musicbrainz"))
+            fromMusicBrainz = value.toObject();
+        if (source == QLatin1String("lrclib"))
+            fromLrclib = value.toObject();
     }
     ASSERT_FALSE(fromMusicBrainz.isEmpty()) << QJsonDocument(answer).toJson().toStdString();
     EXPECT_EQ(fromMusicBrainz.value(QStringLiteral("name")).toString(), QStringLiteral("Paper Lanterns"));
@@ -169,12 +154,10 @@ TEST(LookupCommandTest, ShowsTheAlbumsOfTheKeylessSourcesAndTheChoice)
 // standard error which server failed and why.
 TEST(LookupCommandTest, HostileServersCannotHoldALookupOpen)
 {
-    using Response = TestHttpServer::Response;
-    Response slow =
-        Response::text("{\"count\":0,\"releases\":[]}" + QByteArray(200, ' '), "application/json");
+    Response slow = AlbumSourceTestKit::json("{\"count\":0,\"releases\":[]}" + QByteArray(200, ' '));
     slow.chunkSize = 1;
     slow.chunkDelayMs = 1000;
-    Response endless = Response::text(QByteArray(64 * 1024, ' '), "application/json");
+    Response endless = AlbumSourceTestKit::json(QByteArray(64 * 1024, ' '));
     endless.endlessChunks = true;
     endless.chunkDelayMs = 1;
     struct Row
@@ -204,33 +187,22 @@ TEST(LookupCommandTest, HostileServersCannotHoldALookupOpen)
             TestSupport::scratchFolder() + QStringLiteral("/hostile-home-") + QLatin1String(row.name);
         QDir(home).removeRecursively();
         QDir().mkpath(home);
-        if (row.deadlineSeconds > 0) {
-            QSettings settings(home + QStringLiteral("/.config/Wendmark/Quillbeat.conf"),
-                               QSettings::IniFormat);
-            settings.setValue(QStringLiteral("httpDeadlineSeconds"), row.deadlineSeconds);
-        }
+        if (row.deadlineSeconds > 0)
+            QSettings(home + QStringLiteral("/.config/Wendmark/Quillbeat.conf"), QSettings::IniFormat)
+                .setValue(QStringLiteral("httpDeadlineSeconds"), row.deadlineSeconds);
 
-        QProcess cli;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("HOME"), home);
-        for (const char* xdg : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"})
-            env.remove(QLatin1String(xdg));
-        env.insert(QStringLiteral("QUILLBEAT_RESOURCES"), resourcePath);
-        cli.setProcessEnvironment(env);
-        cli.start(QStringLiteral(QB_CLI_PATH),
-                  {QStringLiteral("lookup"), QStringLiteral("--artist"), QStringLiteral("Quiet Engines"),
-                   QStringLiteral("--album"), QStringLiteral("Paper Lanterns"), QStringLiteral("--sources"),
-                   QStringLiteral("MusicBrainzInterface")});
-        // A bound on our own wait, so that a lookup that hangs fails the test.
-        if (!TestHttpServer::waitFor([&] { return cli.state() == QProcess::NotRunning; }, 30000)) {
-            cli.kill();
-            cli.waitForFinished();
+        const Lookup cli = runLookup(
+            resourcePath,
+            QStringLiteral("--artist|Quiet Engines|--album|Paper Lanterns|--sources|MusicBrainzInterface")
+                .split(QLatin1Char('|')),
+            30000, home);
+        if (!cli.ended) {
             ADD_FAILURE() << row.name << ": the lookup was still running after 30 s";
             continue;
         }
-        const QString err = QString::fromUtf8(cli.readAllStandardError() + cli.readAllStandardOutput());
+        const QString err = QString::fromUtf8(cli.err + cli.out);
         // The one source asked failed: said, and ended with status 4.
-        EXPECT_EQ(cli.exitCode(), 4) << row.name << ": " << err.toStdString();
+        EXPECT_EQ(cli.exitCode, 4) << row.name << ": " << err.toStdString();
         EXPECT_TRUE(
             err.contains(LocalizedStrings::format(row.messageKey, QStringLiteral("127.0.0.1"), row.number)))
             << row.name << ": " << err.toStdString();

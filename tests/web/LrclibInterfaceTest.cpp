@@ -2,7 +2,6 @@
 #include "TestHttpServer.h"
 #include "TestSupport.h"
 
-#include "support/WMLog.h"
 #include "text/WendmarkTextExtensions.h"
 #include "web/LrclibInterface.h"
 
@@ -16,6 +15,7 @@
 namespace {
 
 using Reader = LrclibAnswerReader;
+using Kit = AlbumSourceTestKit;
 
 QString verse(const QString& word)
 {
@@ -37,14 +37,14 @@ QJsonObject record(const QString& track, const QString& artist, const QString& a
                        {QStringLiteral("syncedLyrics"), QJsonValue()}};
 }
 
-QByteArray json(const QJsonObject& object)
+TestHttpServer::Response json(const QJsonObject& object)
 {
-    return QJsonDocument(object).toJson();
+    return Kit::json(QJsonDocument(object).toJson());
 }
 
-QByteArray json(const QJsonArray& array)
+TestHttpServer::Response json(const QJsonArray& array)
 {
-    return QJsonDocument(array).toJson();
+    return Kit::json(QJsonDocument(array).toJson());
 }
 
 Reader::Wanted wantedSong(const char* artist, const char* title, const char* album, double duration)
@@ -57,14 +57,9 @@ Reader::Wanted wantedSong(const char* artist, const char* title, const char* alb
     return wanted;
 }
 
-QString logText()
+QByteArray fixture(const char* name)
 {
-    return QString::fromUtf8(TestSupport::readFile(WMLogLocation()));
-}
-
-QString fixture(const char* name)
-{
-    return TestSupport::fixturesFolder() + QStringLiteral("/web/lrclib/") + QLatin1String(name);
+    return Kit::readFixture(QStringLiteral("lrclib/") + QLatin1String(name));
 }
 
 class LrclibInterfaceTest : public ::testing::Test
@@ -73,29 +68,23 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(mServer.start());
-        mResources = AlbumSourceTestKit::shippedSection(QStringLiteral("LrclibInterface"));
+        mResources = Kit::shippedSection(QStringLiteral("LrclibInterface"), mServer,
+                                         {{"getURL", "/api/get"}, {"searchURL", "/api/search"}});
         ASSERT_FALSE(mResources.isEmpty());
-        mResources.insert(QStringLiteral("getURL"),
-                          QString(AlbumSourceTestKit::root(mServer) + QStringLiteral("/api/get")));
-        mResources.insert(QStringLiteral("searchURL"),
-                          QString(AlbumSourceTestKit::root(mServer) + QStringLiteral("/api/search")));
-        mResources.insert(QStringLiteral("minIntervalSeconds"), 0);
         mServer.route(
             QStringLiteral("/api/get"),
-            TestHttpServer::Response::text(
+            Kit::json(
                 R"({"message":"Failed to find specified track","name":"TrackNotFound","statusCode":404})",
-                "application/json", 404));
-        mServer.route(QStringLiteral("/api/search"),
-                      TestHttpServer::Response::text("[]", "application/json"));
+                404));
+        mServer.route(QStringLiteral("/api/search"), Kit::json("[]"));
     }
 
     std::unique_ptr<LrclibInterface> makeSource(double duration,
-                                                const QString& title = QStringLiteral("Slow Tide"))
+                                                const QString& title = QStringLiteral("Slow Tide"),
+                                                const QString& artist = QStringLiteral("Quiet Engines"),
+                                                const QString& album = QStringLiteral("Paper Lanterns"))
     {
-        auto source = std::make_unique<LrclibInterface>(mResources);
-        source->setArtist(QStringLiteral("Quiet Engines"));
-        source->setSongTitle(title);
-        source->setAlbumTitle(QStringLiteral("Paper Lanterns"));
+        auto source = Kit::source<LrclibInterface>(mResources, artist, title, album);
         source->setSongDuration(duration);
         return source;
     }
@@ -116,9 +105,10 @@ protected:
 
 TEST(LrclibReader, RecordsAndTheirText)
 {
-    const auto found =
-        Reader::recordOfGetAnswer(json(record(QStringLiteral("Slow Tide"), QStringLiteral("Quiet Engines"),
-                                              QString(), 201.5, verse(QStringLiteral("x")))));
+    const auto found = Reader::recordOfGetAnswer(
+        QJsonDocument(record(QStringLiteral("Slow Tide"), QStringLiteral("Quiet Engines"), QString(), 201.5,
+                             verse(QStringLiteral("x"))))
+            .toJson());
     ASSERT_TRUE(found);
     EXPECT_EQ(found->duration, 201.5);
     EXPECT_FALSE(
@@ -173,14 +163,12 @@ TEST_F(LrclibInterfaceTest, NotFoundOrTooFarOffFallsBackToTheSearch)
     const QString artist = QStringLiteral("Quiet Engines");
     mServer.route(
         QStringLiteral("/api/search"),
-        TestHttpServer::Response::text(
-            json(QJsonArray{
-                record(QStringLiteral("Slow Tide"), artist, QString(), 150, verse(QStringLiteral("a"))),
-                record(QStringLiteral("Slow Tide"), artist, QString(), 200, QString(), true),
-                record(QStringLiteral("Slow Tide"), artist, QString(), 201, verse(QStringLiteral("sea")))}),
-            "application/json"));
+        json(QJsonArray{
+            record(QStringLiteral("Slow Tide"), artist, QString(), 150, verse(QStringLiteral("a"))),
+            record(QStringLiteral("Slow Tide"), artist, QString(), 200, QString(), true),
+            record(QStringLiteral("Slow Tide"), artist, QString(), 201, verse(QStringLiteral("sea")))}));
     auto source = makeSource(200);
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
+    ASSERT_TRUE(Kit::runOnce(*source));
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/api/get")), 1);
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/api/search")), 1);
     EXPECT_TRUE(lyricsOf(*source).startsWith(QStringLiteral("The sea is rolling")));
@@ -188,61 +176,54 @@ TEST_F(LrclibInterfaceTest, NotFoundOrTooFarOffFallsBackToTheSearch)
     EXPECT_EQ(query.queryItemValue(QStringLiteral("track_name")), QStringLiteral("Slow Tide"));
 
     // The exact answer is 5 seconds off: another recording.
-    mServer.route(QStringLiteral("/api/get"),
-                  TestHttpServer::Response::text(json(record(QStringLiteral("Slow Tide"), artist, QString(),
-                                                             206, verse(QStringLiteral("wrong")))),
-                                                 "application/json"));
+    mServer.route(QStringLiteral("/api/get"), json(record(QStringLiteral("Slow Tide"), artist, QString(), 206,
+                                                          verse(QStringLiteral("wrong")))));
     auto tooLong = makeSource(201);
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*tooLong));
+    ASSERT_TRUE(Kit::runOnce(*tooLong));
     EXPECT_TRUE(lyricsOf(*tooLong).startsWith(QStringLiteral("The sea is rolling")));
 }
 
 TEST_F(LrclibInterfaceTest, InstrumentalTrackGivesNoLyrics)
 {
     mServer.route(QStringLiteral("/api/get"),
-                  TestHttpServer::Response::text(
-                      json(record(QStringLiteral("Slow Tide"), QStringLiteral("Quiet Engines"), QString(),
-                                  200, QString(), true)),
-                      "application/json"));
+                  json(record(QStringLiteral("Slow Tide"), QStringLiteral("Quiet Engines"), QString(), 200,
+                              QString(), true)));
     auto source = makeSource(200);
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
+    ASSERT_TRUE(Kit::runOnce(*source));
     EXPECT_TRUE(source->albums().isEmpty());
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/api/search")), 0);
-    EXPECT_TRUE(logText().contains(QStringLiteral("'Slow Tide' is instrumental")));
+    EXPECT_TRUE(Kit::logText().contains(QStringLiteral("'Slow Tide' is instrumental")));
 }
 
 TEST_F(LrclibInterfaceTest, BadAnswersGiveNoLyricsAndALogLine)
 {
-    mServer.route(QStringLiteral("/api/search"),
-                  TestHttpServer::Response::text("{\"unexpected\": true}", "application/json"));
+    mServer.route(QStringLiteral("/api/search"), Kit::json("{\"unexpected\": true}"));
     auto odd = makeSource(0);
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*odd));
+    ASSERT_TRUE(Kit::runOnce(*odd));
     EXPECT_TRUE(odd->albums().isEmpty());
-    EXPECT_TRUE(logText().contains(QStringLiteral("0 of 0 records fit")));
+    EXPECT_TRUE(Kit::logText().contains(QStringLiteral("0 of 0 records fit")));
 
     mServer.route(QStringLiteral("/api/search"),
                   TestHttpServer::Response::text("busy", "text/plain", 503).header("Retry-After", "0"));
     auto busy = makeSource(0, QStringLiteral("Slow Tide Busy"));
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*busy));
+    ASSERT_TRUE(Kit::runOnce(*busy));
     EXPECT_TRUE(busy->albums().isEmpty());
-    EXPECT_TRUE(logText().contains(QStringLiteral("lrclib: search error")));
+    EXPECT_TRUE(Kit::logText().contains(QStringLiteral("lrclib: search error")));
 }
 
 // Real answers of the service.
 TEST(LrclibReader, RealAnswers)
 {
-    if (TestSupport::fixturesFolder().isEmpty())
-        GTEST_SKIP() << "no shared fixtures";
-    const auto exact =
-        Reader::recordOfGetAnswer(TestSupport::readFile(fixture("get_i_want_to_live_borislav_slavov.json")));
+    QB_SKIP_WITHOUT_FIXTURES();
+    const auto exact = Reader::recordOfGetAnswer(fixture("get_i_want_to_live_borislav_slavov.json"));
     ASSERT_TRUE(exact);
     const Reader::Wanted wanted = wantedSong("Borislav Slavov", "I Want to Live", "Baldur's Gate 3", 233.0);
     EXPECT_TRUE(Reader::recordFits(*exact, wanted));
     EXPECT_TRUE(Reader::lyricsText(*exact).startsWith(QStringLiteral("I feel your breath upon my neck")));
-    EXPECT_FALSE(Reader::recordOfGetAnswer(TestSupport::readFile(fixture("get_not_found_404.json"))));
+    EXPECT_FALSE(Reader::recordOfGetAnswer(fixture("get_not_found_404.json")));
 
-    const QList<Reader::Record> byFields = Reader::recordsOfSearchAnswer(
-        TestSupport::readFile(fixture("search_track_and_artist_i_want_to_live.json")));
+    const QList<Reader::Record> byFields =
+        Reader::recordsOfSearchAnswer(fixture("search_track_and_artist_i_want_to_live.json"));
     ASSERT_EQ(byFields.size(), 20);
     const QList<qsizetype> ranked = Reader::rankedCandidates(byFields, wanted);
     ASSERT_FALSE(ranked.isEmpty());
@@ -253,7 +234,7 @@ TEST(LrclibReader, RealAnswers)
     }
 
     const QList<Reader::Record> byQuery =
-        Reader::recordsOfSearchAnswer(TestSupport::readFile(fixture("search_q_i_want_to_live.json")));
+        Reader::recordsOfSearchAnswer(fixture("search_q_i_want_to_live.json"));
     const QList<qsizetype> denver =
         Reader::rankedCandidates(byQuery, wantedSong("John Denver", "I Want to Live", "", 230.0));
     ASSERT_EQ(denver.size(), 2) << "226 s and 164 s are other recordings";
@@ -264,19 +245,12 @@ TEST(LrclibReader, RealAnswers)
 // The real exact answer through the whole source, with the shipped resources.
 TEST_F(LrclibInterfaceTest, RealExactAnswerThroughTheSource)
 {
-    if (TestSupport::fixturesFolder().isEmpty())
-        GTEST_SKIP() << "no shared fixtures";
-    mServer.route(
-        QStringLiteral("/api/get"),
-        TestHttpServer::Response::text(
-            TestSupport::readFile(fixture("get_i_want_to_live_borislav_slavov.json")), "application/json"));
-    auto source = std::make_unique<LrclibInterface>(mResources);
-    source->setArtist(QStringLiteral("Borislav Slavov"));
-    source->setSongTitle(QStringLiteral("I Want to Live"));
-    source->setAlbumTitle(QStringLiteral("Baldur's Gate 3 (Original Game Soundtrack)"));
-    source->setSongDuration(233.4);
-    ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
-    ASSERT_EQ(source->albums().size(), 1) << logText().right(600).toStdString();
+    QB_SKIP_WITHOUT_FIXTURES();
+    mServer.route(QStringLiteral("/api/get"), Kit::json(fixture("get_i_want_to_live_borislav_slavov.json")));
+    auto source = makeSource(233.4, QStringLiteral("I Want to Live"), QStringLiteral("Borislav Slavov"),
+                             QStringLiteral("Baldur's Gate 3 (Original Game Soundtrack)"));
+    ASSERT_TRUE(Kit::runOnce(*source));
+    ASSERT_EQ(source->albums().size(), 1) << Kit::logText().right(600).toStdString();
     const QString lyrics = source->albums()
                                .first()
                                .lyrics()

@@ -74,11 +74,8 @@ protected:
     template <class Source>
     std::unique_ptr<Source> makeSource(const QVariantMap& resources, const QString& title)
     {
-        auto source = std::make_unique<Source>(resources);
-        source->setArtist(QStringLiteral("The Lantern Choir"));
-        source->setSongTitle(title);
-        source->setAlbumTitle(QStringLiteral("Harbour Lights"));
-        return source;
+        return AlbumSourceTestKit::source<Source>(resources, QStringLiteral("The Lantern Choir"), title,
+                                                  QStringLiteral("Harbour Lights"));
     }
 
     TestHttpServer mServer;
@@ -213,28 +210,25 @@ TEST_F(LyricsSourcesTest, LeoReadsTheNextResultPageAndDropsAdvertising)
 
 TEST(LyricsFixtureTest, ShippedSeekALyricMarkersCutRealPages)
 {
-    const QString folder = TestSupport::fixturesFolder();
-    if (folder.isEmpty())
-        GTEST_SKIP() << "no shared fixtures";
+    QB_SKIP_WITHOUT_FIXTURES();
     const QVariantMap resources = AlbumSourceTestKit::shippedSection(QStringLiteral("SeekALyricInterface"));
-    const QString lyricsFolder = folder + QStringLiteral("/web/lyrics/");
+    const auto page = [](const char* name) {
+        return AlbumSourceTestKit::readFixture(QStringLiteral("lyrics/") + QLatin1String(name));
+    };
     const QList<QUrl> links = SeekALyricInterface::songLinksInPage(
-        TestSupport::readFile(lyricsFolder +
-                              QStringLiteral("tekstowo_pl_search_juice_wrld_lucid_dreams.html")),
-        resources, {QStringLiteral("juicewrld")}, QStringLiteral("luciddreams"), false);
+        page("tekstowo_pl_search_juice_wrld_lucid_dreams.html"), resources, {QStringLiteral("juicewrld")},
+        QStringLiteral("luciddreams"), false);
     ASSERT_EQ(links.size(), 2);
     EXPECT_EQ(links.at(0).toString(),
               QStringLiteral(
                   "https://www.tekstowo.pl/piosenka,juice_wrld,lucid_dreams__remix__ft__lil_uzi_vert.html"));
-    EXPECT_TRUE(
-        SeekALyricInterface::songLinksInPage(
-            TestSupport::readFile(lyricsFolder + QStringLiteral("tekstowo_pl_search_no_results.html")),
-            resources, {QStringLiteral("juicewrld")}, QStringLiteral("luciddreams"), true)
-            .isEmpty());
+    EXPECT_TRUE(SeekALyricInterface::songLinksInPage(page("tekstowo_pl_search_no_results.html"), resources,
+                                                     {QStringLiteral("juicewrld")},
+                                                     QStringLiteral("luciddreams"), true)
+                    .isEmpty());
 
-    const QString lyrics = SeekALyricInterface::lyricsInPage(
-        TestSupport::readFile(lyricsFolder + QStringLiteral("tekstowo_pl_song_24kgoldn_city_of_angels.html")),
-        resources);
+    const QString lyrics =
+        SeekALyricInterface::lyricsInPage(page("tekstowo_pl_song_24kgoldn_city_of_angels.html"), resources);
     EXPECT_TRUE(lyrics.startsWith(QStringLiteral("[Chorus]\nI sold my soul to the devil for designer\n")))
         << lyrics.left(200).toStdString();
     EXPECT_TRUE(lyrics.contains(QStringLiteral("The city of angels where I have my fun")));
@@ -243,14 +237,10 @@ TEST(LyricsFixtureTest, ShippedSeekALyricMarkersCutRealPages)
 
 TEST(LyricsFixtureTest, ShippedLeoMarkersCutARealPage)
 {
-    const QString folder = TestSupport::fixturesFolder();
-    if (folder.isEmpty())
-        GTEST_SKIP() << "no shared fixtures";
-    const QVariantMap resources = AlbumSourceTestKit::shippedSection(QStringLiteral("LeosLyricsInterface"));
+    QB_SKIP_WITHOUT_FIXTURES();
     const QString lyrics = LeosLyricsInterface::lyricsInPage(
-        TestSupport::readFile(folder +
-                              QStringLiteral("/web/lyrics/lyricsmania_com_beatles_lady_madonna.html")),
-        resources);
+        AlbumSourceTestKit::readFixture(QStringLiteral("lyrics/lyricsmania_com_beatles_lady_madonna.html")),
+        AlbumSourceTestKit::shippedSection(QStringLiteral("LeosLyricsInterface")));
     EXPECT_TRUE(lyrics.startsWith(QStringLiteral("Lady Madonna, children at your feet.\n")))
         << lyrics.left(200).toStdString();
     EXPECT_TRUE(lyrics.endsWith(QStringLiteral("Wonder how you manage to make ends meet.")));

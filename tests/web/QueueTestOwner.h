@@ -7,6 +7,8 @@
 #include <QObject>
 #include <QVariantMap>
 
+#include <gtest/gtest.h>
+
 #include <functional>
 
 // An owner for HTTP queue answers that keeps every answer it gets.
@@ -42,3 +44,49 @@ inline QVariantMap answerError(const QVariantMap& answer)
 {
     return answer.value(QStringLiteral("WMHTTPErrorKey")).toMap();
 }
+
+// A queue of its own against a started local server.
+class QueueTest : public ::testing::Test
+{
+protected:
+    using Response = TestHttpServer::Response;
+
+    void SetUp() override { ASSERT_TRUE(server.start()); }
+
+    // Queues the server's `path` for `owner`'s got().
+    void add(const QString& path, QueueTestOwner& owner, bool usingCache = false)
+    {
+        queue.addURL(server.url(path), &owner, "got", false, usingCache);
+    }
+
+    // The answer to one request of `path`.
+    QVariantMap fetch(const QString& path, bool usingCache = false)
+    {
+        QueueTestOwner owner;
+        add(path, owner, usingCache);
+        return owner.waitForAnswer();
+    }
+
+    // Lets the event loop run for `ms`, for answers that must not come.
+    static void idle(int ms)
+    {
+        TestHttpServer::waitFor([] { return false; }, ms);
+    }
+
+    static Response delayed(const QByteArray& body, int delayMs)
+    {
+        Response response = Response::text(body);
+        response.delayMs = delayMs;
+        return response;
+    }
+
+    static Response silent()
+    {
+        Response response;
+        response.neverAnswer = true;
+        return response;
+    }
+
+    TestHttpServer server;
+    WMHTTPQueue queue;
+};

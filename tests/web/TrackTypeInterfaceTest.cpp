@@ -38,10 +38,7 @@ protected:
 
     std::unique_ptr<TrackTypeInterface> makeSource(const QString& artist, const QString& song)
     {
-        auto source = std::make_unique<TrackTypeInterface>(mResources);
-        source->setArtist(artist);
-        source->setSongTitle(song);
-        return source;
+        return AlbumSourceTestKit::source<TrackTypeInterface>(mResources, artist, song);
     }
 
     TestHttpServer mServer;
@@ -52,19 +49,15 @@ protected:
 
 TEST(TrackTypeDiscListTest, RealQueryAnswers)
 {
-    const QString folder = TestSupport::fixturesFolder();
-    if (folder.isEmpty())
-        GTEST_SKIP() << "no shared fixtures";
-    const auto inexact = TrackTypeInterface::discListFromData(TestSupport::readFile(
-        folder + QStringLiteral("/web/cddb/query_211_inexact_d50dd30f_ska_island.txt")));
+    QB_SKIP_WITHOUT_FIXTURES();
+    const auto inexact = TrackTypeInterface::discListFromData(
+        AlbumSourceTestKit::readFixture(QStringLiteral("cddb/query_211_inexact_d50dd30f_ska_island.txt")));
     ASSERT_EQ(inexact.size(), 2);
-    EXPECT_EQ(inexact.at(1).category, QStringLiteral("misc"));
-    EXPECT_EQ(inexact.at(1).artist, QStringLiteral("Various"));
-    EXPECT_EQ(inexact.at(1).title, QStringLiteral("Ska Island"));
+    EXPECT_EQ(QStringList({inexact.at(1).category, inexact.at(1).artist, inexact.at(1).title}),
+              QStringList({QStringLiteral("misc"), QStringLiteral("Various"), QStringLiteral("Ska Island")}));
     // An exact match is one line: not a list.
-    EXPECT_TRUE(TrackTypeInterface::discListFromData(
-                    TestSupport::readFile(
-                        folder + QStringLiteral("/web/cddb/query_200_exact_820e770a_joshua_redman.txt")))
+    EXPECT_TRUE(TrackTypeInterface::discListFromData(AlbumSourceTestKit::readFixture(QStringLiteral(
+                                                         "cddb/query_200_exact_820e770a_joshua_redman.txt")))
                     .isEmpty());
 }
 
@@ -111,35 +104,31 @@ TEST_F(TrackTypeInterfaceTest, AnswersThatAreNoListYieldNothing)
 
 TEST_F(TrackTypeInterfaceTest, RealEntriesThroughTheSource)
 {
-    const QString folder = TestSupport::fixturesFolder();
-    if (folder.isEmpty())
-        GTEST_SKIP() << "no shared fixtures";
+    QB_SKIP_WITHOUT_FIXTURES();
+    const auto serve = [&](const char* path, const char* file) {
+        mServer.serveFile(QLatin1String(path), AlbumSourceTestKit::fixture(QLatin1String(file)),
+                          "text/plain");
+    };
     mServer.route(QStringLiteral("/cddb"),
                   Response::text("211 Found inexact matches\n"
                                  "rock 8608460b Van Halen / Van Halen\n"
                                  "metal 770bf909 Nightwish / Angels Fall First\n.\n"));
-    mServer.serveFile(QStringLiteral("/read/rock/8608460b"),
-                      folder + QStringLiteral("/web/cddb/xmcd_8608460b_van_halen.txt"), "text/plain");
-    mServer.serveFile(QStringLiteral("/read/metal/770bf909"),
-                      folder + QStringLiteral("/web/cddb/xmcd_770bf909_nightwish_angels_fall_first.txt"),
-                      "text/plain");
+    serve("/read/rock/8608460b", "cddb/xmcd_8608460b_van_halen.txt");
+    serve("/read/metal/770bf909", "cddb/xmcd_770bf909_nightwish_angels_fall_first.txt");
     auto source = makeSource(QStringLiteral("Van Halen"), QStringLiteral("Runnin' With The Devil"));
     ASSERT_TRUE(AlbumSourceTestKit::runOnce(*source));
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/read/metal/770bf909")), 0);
     ASSERT_EQ(source->albums().size(), 1);
     const AlbumInfo& album = source->albums().constFirst();
-    EXPECT_EQ(album.artist(), QStringLiteral("Van Halen"));
-    EXPECT_EQ(album.name(), QStringLiteral("Van Halen"));
-    EXPECT_EQ(album.year(), QStringLiteral("1978"));
-    EXPECT_EQ(album.genre(), QStringLiteral("Rock"));
+    EXPECT_EQ(QStringList({album.artist(), album.name(), album.year(), album.genre()}),
+              QStringList({QStringLiteral("Van Halen"), QStringLiteral("Van Halen"), QStringLiteral("1978"),
+                           QStringLiteral("Rock")}));
     EXPECT_EQ(album.numberOfTrackNamed(QStringLiteral("Runnin' With The Devil"), false), 1);
 
     // A compilation takes every disc, whatever the artist.
     mServer.route(QStringLiteral("/cddb"), Response::text("211 Found inexact matches\n"
                                                           "reggae d50dd30f Various / Ska Island\n.\n"));
-    mServer.serveFile(QStringLiteral("/read/reggae/d50dd30f"),
-                      folder + QStringLiteral("/web/cddb/xmcd_reggae_d50dd30f_various_ska_island.txt"),
-                      "text/plain");
+    serve("/read/reggae/d50dd30f", "cddb/xmcd_reggae_d50dd30f_various_ska_island.txt");
     auto various = makeSource(QStringLiteral("Prince Buster"), QStringLiteral("Ska Song"));
     various->setIsCompilation(true);
     ASSERT_TRUE(AlbumSourceTestKit::runOnce(*various));

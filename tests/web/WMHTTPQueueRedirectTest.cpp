@@ -9,20 +9,16 @@
 
 namespace {
 
-using Response = TestHttpServer::Response;
-
-class WMHTTPQueueRedirectTest : public ::testing::Test
+class WMHTTPQueueRedirectTest : public QueueTest
 {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(server.start());
+        QueueTest::SetUp();
         QObject::connect(&queue, &WMHTTPQueue::redirectNotification,
                          [this](const QVariantMap& info) { notifications.append(info); });
     }
 
-    TestHttpServer server;
-    WMHTTPQueue queue;
     QList<QVariantMap> notifications;
 };
 
@@ -33,7 +29,7 @@ TEST_F(WMHTTPQueueRedirectTest, RedirectReachesTheSameOwnerUnderTheNewURL)
     server.route(QStringLiteral("/old"), Response::redirect("/new?x=1"));
     server.route(QStringLiteral("/new"), Response::html("<p>moved here</p>"));
     QueueTestOwner owner;
-    queue.addURL(server.url(QStringLiteral("/old")), &owner, "got", false, false);
+    add(QStringLiteral("/old"), owner);
     const QVariantMap answer = owner.waitForAnswer();
     EXPECT_FALSE(WMHTTPQueue::answerHasError(answer));
     EXPECT_EQ(answer.value(QStringLiteral("WMHTTPURLKey")).toUrl(), server.url(QStringLiteral("/new?x=1")));
@@ -42,7 +38,7 @@ TEST_F(WMHTTPQueueRedirectTest, RedirectReachesTheSameOwnerUnderTheNewURL)
     EXPECT_EQ(notifications.at(0).value(QStringLiteral("old")).toUrl(), server.url(QStringLiteral("/old")));
     EXPECT_EQ(notifications.at(0).value(QStringLiteral("new")).toUrl(),
               server.url(QStringLiteral("/new?x=1")));
-    TestHttpServer::waitFor([] { return false; }, 100);
+    idle(100);
     EXPECT_EQ(owner.answers.size(), 1);
     EXPECT_EQ(queue.count(), 0);
 }
@@ -57,7 +53,7 @@ TEST_F(WMHTTPQueueRedirectTest, EveryRedirectStatusIsFollowedAndA303PostBecomesA
     QueueTestOwner owner;
     const int statuses[] = {301, 302, 303, 307, 308};
     for (int status : statuses) {
-        queue.addURL(server.url(QStringLiteral("/r%1").arg(status)), &owner, "got", false, false);
+        add(QStringLiteral("/r%1").arg(status), owner);
         EXPECT_EQ(answerData(owner.waitForAnswer(owner.answers.size() + 1)), QByteArray("GET ")) << status;
     }
     queue.postURL(server.url(QStringLiteral("/r303")), &owner, "got", "a=1");
@@ -71,11 +67,11 @@ TEST_F(WMHTTPQueueRedirectTest, RedirectLoopEndsInOneError)
     server.route(QStringLiteral("/ping"), Response::redirect("/pong"));
     server.route(QStringLiteral("/pong"), Response::redirect("/ping"));
     QueueTestOwner owner;
-    queue.addURL(server.url(QStringLiteral("/ping")), &owner, "got", false, false);
+    add(QStringLiteral("/ping"), owner);
     const QVariantMap answer = owner.waitForAnswer();
     EXPECT_EQ(WMHTTPQueue::errorCode(answer), -1007);
     EXPECT_EQ(server.requests().size(), WMHTTPQueue::kMaxRedirects + 1);
-    TestHttpServer::waitFor([] { return false; }, 100);
+    idle(100);
     EXPECT_EQ(owner.answers.size(), 1);
     EXPECT_EQ(queue.count(), 0);
 }
@@ -83,9 +79,7 @@ TEST_F(WMHTTPQueueRedirectTest, RedirectLoopEndsInOneError)
 TEST_F(WMHTTPQueueRedirectTest, RedirectWithoutLocationIsDeliveredAsIs)
 {
     server.route(QStringLiteral("/odd"), Response::text("no location", "text/plain", 302));
-    QueueTestOwner owner;
-    queue.addURL(server.url(QStringLiteral("/odd")), &owner, "got", false, false);
-    const QVariantMap answer = owner.waitForAnswer();
+    const QVariantMap answer = fetch(QStringLiteral("/odd"));
     EXPECT_FALSE(WMHTTPQueue::answerHasError(answer));
     EXPECT_EQ(answerData(answer), QByteArray("no location"));
     EXPECT_TRUE(notifications.isEmpty());

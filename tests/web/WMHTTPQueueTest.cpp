@@ -18,22 +18,9 @@
 
 namespace {
 
-using Response = TestHttpServer::Response;
-
-const QString kHeadersKey = QStringLiteral("WMHTTPHeadersKey");
-
-class WMHTTPQueueTest : public ::testing::Test
+class WMHTTPQueueTest : public QueueTest
 {
 protected:
-    void SetUp() override { ASSERT_TRUE(server.start()); }
-
-    QVariantMap fetch(const QString& path, bool usingCache = false)
-    {
-        QueueTestOwner owner;
-        queue.addURL(server.url(path), &owner, "got", false, usingCache);
-        return owner.waitForAnswer();
-    }
-
     // A port on which nothing listens.
     static quint16 closedPort()
     {
@@ -44,17 +31,22 @@ protected:
         return port;
     }
 
-    TestHttpServer server;
-    WMHTTPQueue queue;
+    // A server path answered with `body` one chunk at a time.
+    void routeTrickle(const QString& path, const QByteArray& body, int chunkSize, int chunkDelayMs,
+                      const QByteArray& type = "text/plain")
+    {
+        Response trickle = Response::text(body, type);
+        trickle.chunkSize = chunkSize;
+        trickle.chunkDelayMs = chunkDelayMs;
+        server.route(path, trickle);
+    }
 };
 
 } // namespace
 
 TEST_F(WMHTTPQueueTest, NinthURLWaitsWhileEightAreOpen)
 {
-    Response slow = Response::text("slow");
-    slow.delayMs = 150;
-    server.setHandler([&](const TestHttpServer::Request&) { return slow; });
+    server.setHandler([&](const TestHttpServer::Request&) { return delayed("slow", 150); });
     QAbstractItemModel* model = queue.tableModel();
     QueueTestOwner owner;
     int ninthRequestsAtFirstAnswer = -1;
@@ -63,7 +55,7 @@ TEST_F(WMHTTPQueueTest, NinthURLWaitsWhileEightAreOpen)
             ninthRequestsAtFirstAnswer = server.requestCount(QStringLiteral("/slow8"));
     };
     for (int i = 0; i < 9; ++i)
-        queue.addURL(server.url(QStringLiteral("/slow%1").arg(i)), &owner, "got", false, false);
+        add(QStringLiteral("/slow%1").arg(i), owner);
 
     EXPECT_EQ(queue.currentNumberOfConnections(), 8);
     ASSERT_EQ(model->rowCount(), 9);
@@ -81,13 +73,10 @@ TEST_F(WMHTTPQueueTest, NinthURLWaitsWhileEightAreOpen)
 
 TEST_F(WMHTTPQueueTest, ModelShowsBytesWhileABodyArrives)
 {
-    Response trickle = Response::text(QByteArray(4000, 'x'));
-    trickle.chunkSize = 1000;
-    trickle.chunkDelayMs = 300;
-    server.route(QStringLiteral("/trickle"), trickle);
+    routeTrickle(QStringLiteral("/trickle"), QByteArray(4000, 'x'), 1000, 300);
     QAbstractItemModel* model = queue.tableModel();
     QueueTestOwner owner;
-    queue.addURL(server.url(QStringLiteral("/trickle")), &owner, "got", false, false);
+    add(QStringLiteral("/trickle"), owner);
     ASSERT_TRUE(TestHttpServer::waitFor(
         [&] { return model->data(model->index(0, 1)).toString().endsWith(QStringLiteral(" bytes")); }));
     // The request window's columns: host, bytes so far, and the state.
@@ -119,9 +108,7 @@ TEST_F(WMHTTPQueueTest, FailedHostIsPausedAndItsURLsFailAtOnce)
 
 TEST_F(WMHTTPQueueTest, HostThatNeverAnswersTimesOutAndIsPaused)
 {
-    Response silent;
-    silent.neverAnswer = true;
-    server.route(QStringLiteral("/silent"), silent);
+    server.route(QStringLiteral("/silent"), silent());
     server.route(QStringLiteral("/ok"), Response::text("ok"));
     queue.setTimeoutForTests(300);
     EXPECT_EQ(WMHTTPQueue::errorCode(fetch(QStringLiteral("/silent"))), -1001);
@@ -144,13 +131,8 @@ TEST_F(WMHTTPQueueTest, DroppedConnectionIsAnErrorButDoesNotPauseTheHost)
 
 TEST_F(WMHTTPQueueTest, CutsLongHTMLButNotOtherTypes)
 {
-    Response page = Response::html(QByteArray(100000, 'h'));
-    page.chunkSize = 1000;
-    page.chunkDelayMs = 5;
-    server.route(QStringLiteral("/long.html"), page);
-    Response text = page;
-    text.headers = {{"Content-Type", "text/plain"}};
-    server.route(QStringLiteral("/long.txt"), text);
+    routeTrickle(QStringLiteral("/long.html"), QByteArray(100000, 'h'), 1000, 5, "text/html");
+    routeTrickle(QStringLiteral("/long.txt"), QByteArray(100000, 'h'), 1000, 5);
     queue.setMaximumHTMLLength(3000);
 
     const QVariantMap html = fetch(QStringLiteral("/long.html"));
@@ -166,7 +148,7 @@ TEST_F(WMHTTPQueueTest, MinimumIntervalSpacesRequestsToAHost)
     queue.setMinimumIntervalForHost(QStringLiteral("127.0.0.1"), 0.25);
     QueueTestOwner owner;
     for (int i = 0; i < 3; ++i)
-        queue.addURL(server.url(QStringLiteral("/paced%1").arg(i)), &owner, "got", false, false);
+        add(QStringLiteral("/paced%1").arg(i), owner);
     ASSERT_TRUE(TestHttpServer::waitFor([&] { return owner.answers.size() == 3; }));
     const auto requests = server.requests();
     ASSERT_EQ(requests.size(), 3);
@@ -226,10 +208,8 @@ TEST_F(WMHTTPQueueTest, RetryAfterBeyondTheLongestWaitGivesUpOnTheHost)
 
 TEST_F(WMHTTPQueueTest, AnswerThatOutlastsTheDeadlineIsATimeOutThatPausesTheHost)
 {
-    Response trickle = Response::text(QByteArray(100, 'x'));
-    trickle.chunkSize = 1;
-    trickle.chunkDelayMs = 50; // never silent for long, but 5 s in all
-    server.route(QStringLiteral("/trickle"), trickle);
+    routeTrickle(QStringLiteral("/trickle"), QByteArray(100, 'x'), 1,
+                 50); // never silent for long, 5 s in all
     server.route(QStringLiteral("/ok"), Response::text("ok"));
     queue.setAnswerDeadline(400);
     const QVariantMap late = fetch(QStringLiteral("/trickle"));
@@ -242,12 +222,10 @@ TEST_F(WMHTTPQueueTest, AnswerThatOutlastsTheDeadlineIsATimeOutThatPausesTheHost
 
 TEST_F(WMHTTPQueueTest, DeletedOwnerIsNotAnsweredAndTheQueueGoesOn)
 {
-    Response slow = Response::text("late");
-    slow.delayMs = 100;
-    server.route(QStringLiteral("/late"), slow);
+    server.route(QStringLiteral("/late"), delayed("late", 100));
     server.route(QStringLiteral("/ok"), Response::text("ok"));
     auto gone = std::make_unique<QueueTestOwner>();
-    queue.addURL(server.url(QStringLiteral("/late")), gone.get(), "got", false, false);
+    add(QStringLiteral("/late"), *gone);
     gone.reset();
     ASSERT_TRUE(TestHttpServer::waitFor([&] { return queue.count() == 0; }));
     EXPECT_EQ(answerData(fetch(QStringLiteral("/ok"))), QByteArray("ok"));
@@ -261,12 +239,10 @@ TEST_F(WMHTTPQueueTest, RejectsIncompleteRequestsAndReplacesDuplicates)
     queue.addURL(server.url(QStringLiteral("/x")), &owner, QByteArray(), false, false);
     EXPECT_EQ(queue.count(), 0);
 
-    Response slow = Response::text("dup");
-    slow.delayMs = 100;
-    server.route(QStringLiteral("/dup"), slow);
+    server.route(QStringLiteral("/dup"), delayed("dup", 100));
     QueueTestOwner first;
-    queue.addURL(server.url(QStringLiteral("/dup")), &first, "got", false, false);
-    queue.addURL(server.url(QStringLiteral("/dup")), &owner, "got", false, false);
+    add(QStringLiteral("/dup"), first);
+    add(QStringLiteral("/dup"), owner);
     EXPECT_EQ(queue.count(), 1);
     EXPECT_EQ(answerData(owner.waitForAnswer()), QByteArray("dup"));
     EXPECT_TRUE(first.answers.isEmpty());
@@ -280,17 +256,15 @@ TEST_F(WMHTTPQueueTest, UnknownMethodNameIsNotCalledAndCancelledURLsAreSilent)
     ASSERT_TRUE(TestHttpServer::waitFor([&] { return queue.count() == 0; }));
     EXPECT_TRUE(owner.answers.isEmpty());
 
-    Response silent;
-    silent.neverAnswer = true;
-    server.route(QStringLiteral("/silent"), silent);
-    queue.addURL(server.url(QStringLiteral("/silent")), &owner, "got", false, false);
-    queue.addURL(server.url(QStringLiteral("/silent2")), &owner, "got", false, false);
+    server.route(QStringLiteral("/silent"), silent());
+    add(QStringLiteral("/silent"), owner);
+    add(QStringLiteral("/silent2"), owner);
     queue.cancelURL(server.url(QStringLiteral("/silent")));
     EXPECT_EQ(queue.count(), 1);
     queue.cancelAll();
     EXPECT_EQ(queue.count(), 0);
     EXPECT_EQ(queue.currentNumberOfConnections(), 0);
-    TestHttpServer::waitFor([] { return false; }, 200);
+    idle(200);
     EXPECT_TRUE(owner.answers.isEmpty());
 }
 

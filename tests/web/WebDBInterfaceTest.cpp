@@ -1,12 +1,9 @@
 #include "web/WebDBInterface.h"
+#include "AlbumSourceTestKit.h"
 #include "TestHttpServer.h"
-#include "support/ProgressIndicator.h"
 #include "web/WMHTTPQueue.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QEventLoop>
-#include <QPointer>
 
 #include <gtest/gtest.h>
 
@@ -38,7 +35,6 @@ public:
         finishedSearch(answer);
         answered.append(answer.value(URLKey).toUrl());
         bodies.append(answer.value(QStringLiteral("WMHTTPDataKey")).toByteArray());
-        maxLoading = std::max(maxLoading, numberOfLoadingSearches());
         if (onAnswer)
             onAnswer(this);
         notifyIfCompleteOrTryAgainWithoutTitleParentheses(true);
@@ -49,7 +45,6 @@ public:
     using WebDBInterface::finishedSearch;
     using WebDBInterface::notifyIfCompleteOrTryAgainWithoutTitleParentheses;
     using WebDBInterface::notifySearchComplete;
-    const QList<QUrl>& waiting() const { return mWaitingURLs; }
     QList<QUrl> loading() const
     {
         QList<QUrl> urls;
@@ -57,27 +52,12 @@ public:
             urls.append(v.toUrl());
         return urls;
     }
-    int maxSimultaneous() const { return mMaxSimulSearches; }
 
     QList<QUrl> urlsToLoad;
     QList<QUrl> answered;
     QList<QByteArray> bodies;
     int begins = 0;
-    int maxLoading = 0;
     std::function<void(ScriptedSource*)> onAnswer;
-};
-
-class CompletionCounter : public QObject
-{
-    Q_OBJECT
-public:
-    Q_INVOKABLE void searchCompleted(WebDBInterface* source)
-    {
-        ++count;
-        last = source;
-    }
-    int count = 0;
-    QPointer<WebDBInterface> last;
 };
 
 // Destroys its source in the completion answer, which takes a QObject*.
@@ -162,8 +142,8 @@ TEST_F(WebDBInterfaceScheduling, LimitOfURLsInFlight)
 TEST_F(WebDBInterfaceScheduling, RedirectKeepsTheSearchMatched)
 {
     ScriptedSource source;
-    CompletionCounter counter;
-    source.setNotify("searchCompleted", &counter);
+    AlbumSourceTestKit counter;
+    source.setNotify("sourceDone", &counter);
     source.urlsToLoad.append(pageURL(1));
     source.beginSearch();
     const QUrl moved(QStringLiteral("https://frame.test/moved"));
@@ -172,7 +152,7 @@ TEST_F(WebDBInterfaceScheduling, RedirectKeepsTheSearchMatched)
     EXPECT_EQ(source.loading(), QList<QUrl>{moved});
     source.pageLoaded(answerFor(moved));
     QCoreApplication::processEvents();
-    EXPECT_EQ(counter.count, 1);
+    EXPECT_EQ(counter.mCompletions, 1);
 }
 
 TEST_F(WebDBInterfaceScheduling, OneRetryWithoutParenthesesThenCompletionOnce)
@@ -188,8 +168,8 @@ TEST_F(WebDBInterfaceScheduling, OneRetryWithoutParenthesesThenCompletionOnce)
                             {QStringLiteral("Song"), true, 1}};
     for (const Case& c : cases) {
         ScriptedSource source;
-        CompletionCounter counter;
-        source.setNotify("searchCompleted", &counter);
+        AlbumSourceTestKit counter;
+        source.setNotify("sourceDone", &counter);
         source.setSongTitle(c.title);
         source.setAllowSubstringTrackMatches(c.substrings);
         source.beginSearch();
@@ -198,7 +178,7 @@ TEST_F(WebDBInterfaceScheduling, OneRetryWithoutParenthesesThenCompletionOnce)
         source.notifySearchComplete();
         source.notifyIfCompleteOrTryAgainWithoutTitleParentheses(true);
         QCoreApplication::processEvents();
-        EXPECT_EQ(counter.count, 1) << c.title.toStdString();
+        EXPECT_EQ(counter.mCompletions, 1) << c.title.toStdString();
         EXPECT_EQ(source.begins, c.begins);
     }
 }
@@ -206,8 +186,8 @@ TEST_F(WebDBInterfaceScheduling, OneRetryWithoutParenthesesThenCompletionOnce)
 TEST_F(WebDBInterfaceScheduling, CancelledSourceCompletesOnceWhenInFlightURLsReturn)
 {
     ScriptedSource source(QVariantMap{{QStringLiteral("simulConns"), 2}});
-    CompletionCounter counter;
-    source.setNotify("searchCompleted", &counter);
+    AlbumSourceTestKit counter;
+    source.setNotify("sourceDone", &counter);
     source.setSongTitle(QStringLiteral("Song (Live)"));
     source.setAllowSubstringTrackMatches(true);
     for (int n = 0; n < 5; ++n)
@@ -221,23 +201,23 @@ TEST_F(WebDBInterfaceScheduling, CancelledSourceCompletesOnceWhenInFlightURLsRet
 
     source.pageLoaded(answerFor(pageURL(0)));
     QCoreApplication::processEvents();
-    EXPECT_EQ(counter.count, 0);
+    EXPECT_EQ(counter.mCompletions, 0);
     source.pageLoaded(answerFor(pageURL(1)));
     source.pageLoaded(answerFor(pageURL(1)));
     QCoreApplication::processEvents();
-    EXPECT_EQ(counter.count, 1);
+    EXPECT_EQ(counter.mCompletions, 1);
     EXPECT_EQ(source.begins, 1); // no retry after a cancel
 }
 
 TEST_F(WebDBInterfaceScheduling, CompletionSurvivesTheSourceOrItsDestructionByTheOwner)
 {
-    CompletionCounter counter;
+    AlbumSourceTestKit counter;
     auto gone = std::make_unique<ScriptedSource>();
-    gone->setNotify("searchCompleted", &counter);
+    gone->setNotify("sourceDone", &counter);
     gone->beginSearch();
     gone.reset(); // destroyed before the completion is delivered
     QCoreApplication::processEvents();
-    EXPECT_EQ(counter.count, 0);
+    EXPECT_EQ(counter.mCompletions, 0);
 
     DestroyingOwner owner;
     owner.source = std::make_unique<ScriptedSource>();
@@ -257,13 +237,13 @@ TEST(WebDBInterfaceServer, ScheduledPagesArriveOnceInOrderAndThroughRedirects)
     for (const char* path : {"/first", "/a", "/b", "/c", "/d", "/new"}) {
         TestHttpServer::Response response = TestHttpServer::Response::html(QByteArray("page ") + path);
         response.delayMs = 20;
-        server.route(QString::fromLatin1(path), response);
+        server.route(QLatin1String(path), response);
     }
     server.route(QStringLiteral("/old"), TestHttpServer::Response::redirect("/new"));
 
     ScriptedSource source(QVariantMap{{QStringLiteral("simulConns"), 1}});
-    CompletionCounter counter;
-    source.setNotify("searchCompleted", &counter);
+    AlbumSourceTestKit counter;
+    source.setNotify("sourceDone", &counter);
     source.urlsToLoad = {server.url(QStringLiteral("/first"))};
     int maxConnections = 0;
     source.onAnswer = [&](ScriptedSource* s) {
@@ -275,14 +255,13 @@ TEST(WebDBInterfaceServer, ScheduledPagesArriveOnceInOrderAndThroughRedirects)
         }
     };
     source.beginSearch();
-    source.addSearchURL(server.url(QStringLiteral("/b")), "pageLoaded", false);
-    source.addSearchURL(server.url(QStringLiteral("/c")), "pageLoaded", true);
-    source.addSearchURL(server.url(QStringLiteral("/d")), "pageLoaded", true);
-    source.addSearchURL(server.url(QStringLiteral("/b")), "pageLoaded", true);
+    const std::pair<const char*, bool> added[] = {{"/b", false}, {"/c", true}, {"/d", true}, {"/b", true}};
+    for (const auto& [path, atBeginning] : added)
+        source.addSearchURL(server.url(QLatin1String(path)), "pageLoaded", atBeginning);
 
-    ASSERT_TRUE(TestHttpServer::waitFor([&] { return counter.count > 0; }));
+    ASSERT_TRUE(TestHttpServer::waitFor([&] { return counter.mCompletions > 0; }));
     QCoreApplication::processEvents();
-    EXPECT_EQ(counter.count, 1);
+    EXPECT_EQ(counter.mCompletions, 1);
     EXPECT_EQ(source.numberOfLoadingSearches(), 0);
     EXPECT_LE(maxConnections, 1);
     QStringList paths;

@@ -3,7 +3,6 @@
 #include "TestSupport.h"
 
 #include "text/WendmarkTextExtensions.h"
-#include "web/WMUsage.h"
 #include "web/WendmarkInterface.h"
 
 #include <QDir>
@@ -36,14 +35,11 @@ protected:
                       {QStringLiteral("artBaseURL"), QStringLiteral("https://art.example/covers/")}};
     }
 
-    std::unique_ptr<WendmarkInterface> makeSource(const QString& artist, const QString& album,
-                                                  float minWidth = 0)
+    std::unique_ptr<WendmarkInterface> makeSource(const QString& artist, const QString& album)
     {
-        auto source = std::make_unique<WendmarkInterface>(mResources);
-        source->setArtist(artist);
-        source->setAlbumTitle(album);
-        source->setSongTitle(QStringLiteral("Any Song"));
-        source->setMinimumAcceptableImageSize(minWidth);
+        auto source = AlbumSourceTestKit::source<WendmarkInterface>(mResources, artist,
+                                                                    QStringLiteral("Any Song"), album);
+        source->setMinimumAcceptableImageSize(0);
         return source;
     }
 
@@ -63,18 +59,6 @@ protected:
         for (const auto& request : mServer.requests())
             count += request.method == method ? 1 : 0;
         return count;
-    }
-
-    static void setLastCheck(qint64 secondsAgo)
-    {
-        QSettings().setValue(kCheckKey, WendmarkInterface::checkTimeString(
-                                            QDateTime::currentDateTimeUtc().addSecs(-secondsAgo)));
-    }
-
-    static QVariantList lastUsageNote()
-    {
-        const QVariantList notes = WMUsage::sharedInstance()->queuedNotes();
-        return notes.isEmpty() ? QVariantList() : notes.constLast().toList();
     }
 
     TestHttpServer mServer;

@@ -15,25 +15,17 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(mServer.start());
-        mResources = AlbumSourceTestKit::shippedSection(QStringLiteral("WikipediaInterface"));
+        mResources = AlbumSourceTestKit::shippedSection(
+            QStringLiteral("WikipediaInterface"), mServer,
+            {{"queryAlbum", "/w/index.php?search=%@&title=Special:Search&go=Go"}, {"linkRoot", ""}});
         ASSERT_FALSE(mResources.isEmpty());
-        const QString root = AlbumSourceTestKit::root(mServer);
-        mResources.insert(
-            QStringLiteral("queryAlbum"),
-            QString(root + QStringLiteral("/w/index.php?search=%@&title=Special:Search&go=Go")));
-        mResources.insert(QStringLiteral("linkRoot"), root);
-        mResources.insert(QStringLiteral("minIntervalSeconds"), 0);
     }
 
-    std::unique_ptr<WikipediaInterface>
-    makeSource(const QString& artist = QStringLiteral("The Quiet Engines"),
-               const QString& album = QStringLiteral("Paper Lanterns"))
+    std::unique_ptr<WikipediaInterface> makeSource()
     {
-        auto source = std::make_unique<WikipediaInterface>(mResources);
-        source->setArtist(artist);
-        source->setSongTitle(QStringLiteral("Slow Tide"));
-        source->setAlbumTitle(album);
-        return source;
+        return AlbumSourceTestKit::source<WikipediaInterface>(mResources, QStringLiteral("The Quiet Engines"),
+                                                              QStringLiteral("Slow Tide"),
+                                                              QStringLiteral("Paper Lanterns"));
     }
 
     TestHttpServer mServer;
@@ -61,16 +53,13 @@ TEST_F(WikipediaInterfaceTest, AShortPageIsAFailureAndNotServedFromTheCacheAgain
 
 TEST_F(WikipediaInterfaceTest, ADisambiguationPageLinksEachAlbumOnceEvenWhenReachedTwice)
 {
-    const QByteArray disambiguation = WikipediaTestPages::linkPage(
-        {{QStringLiteral("/wiki/PL_(album)"), QStringLiteral("Paper Lanterns (album)"),
-          QStringLiteral("Paper Lanterns")},
-         {QStringLiteral("/wiki/PL_(Other_album)"), QStringLiteral("Paper Lanterns (Other album)"),
-          QStringLiteral("Paper Lanterns")},
-         {QStringLiteral("/wiki/PL_(song)"), QStringLiteral("Paper Lanterns (song)"),
-          QStringLiteral("Paper Lanterns")},
-         {QStringLiteral("/wiki/PL_(disambiguation)"), QStringLiteral("Paper Lanterns"),
-          QStringLiteral("Other albums called Paper Lanterns")}},
-        true);
+    QList<QStringList> links;
+    for (const char* link : {"/wiki/PL_(album)|Paper Lanterns (album)|Paper Lanterns",
+                             "/wiki/PL_(Other_album)|Paper Lanterns (Other album)|Paper Lanterns",
+                             "/wiki/PL_(song)|Paper Lanterns (song)|Paper Lanterns",
+                             "/wiki/PL_(disambiguation)|Paper Lanterns|Other albums called Paper Lanterns"})
+        links.append(QString::fromUtf8(link).split(QLatin1Char('|')));
+    const QByteArray disambiguation = WikipediaTestPages::linkPage(links, true);
     mServer.route(QStringLiteral("/w/index.php"), TestHttpServer::Response::html(disambiguation));
     mServer.route(QStringLiteral("/wiki/PL_(disambiguation)"),
                   TestHttpServer::Response::html(disambiguation));
@@ -92,9 +81,9 @@ TEST_F(WikipediaInterfaceTest, ADisambiguationPageLinksEachAlbumOnceEvenWhenReac
 
 TEST_F(WikipediaInterfaceTest, CancellingWithdrawsThePagesAndCompletesOnce)
 {
-    TestHttpServer::Response slow = TestHttpServer::Response::html(WikipediaTestPages::articlePage({}));
-    slow.neverAnswer = true;
-    mServer.route(QStringLiteral("/w/index.php"), slow);
+    TestHttpServer::Response silent;
+    silent.neverAnswer = true;
+    mServer.route(QStringLiteral("/w/index.php"), silent);
     auto source = makeSource();
     AlbumSourceTestKit kit;
     source->setNotify("sourceDone", &kit);

@@ -192,9 +192,7 @@ TEST(WikipediaPageReader, FollowsAlbumLinksOfDisambiguationPagesOnTheSiteOnly)
 // read with the shipped markers.
 TEST(WikipediaPageReader, RealArticles)
 {
-    const QString fixtures = TestSupport::fixturesFolder();
-    if (fixtures.isEmpty())
-        GTEST_SKIP() << "no shared fixtures";
+    QB_SKIP_WITHOUT_FIXTURES();
     const WikipediaInterface source(AlbumSourceTestKit::shippedSection(QStringLiteral("WikipediaInterface")));
     struct Expected
     {
@@ -228,7 +226,7 @@ TEST(WikipediaPageReader, RealArticles)
     for (const Expected& e : pages) {
         SCOPED_TRACE(e.file);
         const QByteArray data =
-            TestSupport::readFile(fixtures + QStringLiteral("/web/wikipedia/") + QString::fromLatin1(e.file));
+            AlbumSourceTestKit::readFixture(QStringLiteral("wikipedia/") + QLatin1String(e.file));
         ASSERT_FALSE(data.isEmpty());
         const auto album = source.albumFromHTMLData(data);
         ASSERT_TRUE(album.has_value());
