@@ -47,12 +47,6 @@ QString runEnd(const char* key, int changed, int songs)
                                     LocalizedStrings::count(QStringLiteral("CountSongs"), songs));
 }
 
-QString yearInFile(const QString& path)
-{
-    auto tag = AudioInfoTag::tagWithPath(path);
-    return tag ? tag->year() : QStringLiteral("<unreadable>");
-}
-
 class MainControllerTest : public ::testing::Test
 {
 protected:
@@ -194,9 +188,9 @@ TEST_F(MainControllerTest, RunsEverySongInTableOrderWritesAndReportsBack)
     // the complete song needed none.
     EXPECT_EQ(mServer.requestCount(QStringLiteral("/albums")), 1);
 
-    EXPECT_EQ(yearInFile(first->path()), QStringLiteral("1987"));
-    EXPECT_EQ(yearInFile(second->path()), QStringLiteral("1987"));
-    EXPECT_EQ(yearInFile(complete->path()), QStringLiteral("1990"));
+    EXPECT_EQ(LoadTestFiles::yearOf(first->path()), QStringLiteral("1987"));
+    EXPECT_EQ(LoadTestFiles::yearOf(second->path()), QStringLiteral("1987"));
+    EXPECT_EQ(LoadTestFiles::yearOf(complete->path()), QStringLiteral("1990"));
     EXPECT_EQ(AudioInfoTag::tagWithPath(second->path())->genres(), QStringLiteral("Synthpop"));
 
     ASSERT_EQ(mLog.size(), 3) << logText();
@@ -272,7 +266,7 @@ TEST_F(MainControllerTest, SongsAddedDuringARunJoinItAndTheCountersCarryOn)
 
     EXPECT_EQ(mController.songsProcessed(), 2u);
     EXPECT_EQ(mController.songsModified(), 2u);
-    EXPECT_EQ(yearInFile(second->path()), QStringLiteral("1987"));
+    EXPECT_EQ(LoadTestFiles::yearOf(second->path()), QStringLiteral("1987"));
     EXPECT_EQ(mLog.last().text, runEnd("LogFinished", 2, 2));
 }
 
@@ -329,7 +323,7 @@ TEST_F(MainControllerTest, AFileThatVanishesIsReportedAndTheRunGoesOn)
 
     EXPECT_EQ(gone->activityStatus(), SongActivityStatus::Problem);
     EXPECT_EQ(kept->activityStatus(), SongActivityStatus::Idle);
-    EXPECT_EQ(yearInFile(kept->path()), QStringLiteral("1987")) << logText();
+    EXPECT_EQ(LoadTestFiles::yearOf(kept->path()), QStringLiteral("1987")) << logText();
     // Damaged songs are never queued.
     EXPECT_EQ(damaged->activityStatus(), SongActivityStatus::Problem);
     EXPECT_EQ(mController.songsProcessed(), 2u);
