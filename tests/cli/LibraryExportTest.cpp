@@ -134,13 +134,10 @@ TEST(LibraryExport, PlaylistsAreFoundByNameInAnyCase)
     const QString song = folder + QStringLiteral("/song.mp3");
     ASSERT_TRUE(LoadTestFiles::writeSong(song, QStringLiteral("Undertow"), QStringLiteral("Harbour Lights")));
     const QString xml = folder + QStringLiteral("/Library.xml");
-    const QVariantMap item{{QStringLiteral("Track ID"), 1}};
     ASSERT_TRUE(TestSupport::writeFile(
         xml, LoadTestFiles::libraryXml({LoadTestFiles::track(1, song, QStringLiteral("Undertow"))},
-                                       {{{QStringLiteral("Name"), QStringLiteral("Road Trip")},
-                                         {QStringLiteral("Playlist Items"), QVariantList{item}}},
-                                        {{QStringLiteral("Name"), QStringLiteral("Quiet")},
-                                         {QStringLiteral("Playlist Items"), QVariantList{item}}}})));
+                                       {LoadTestFiles::playlist(QStringLiteral("Road Trip"), {1}),
+                                        LoadTestFiles::playlist(QStringLiteral("Quiet"), {1})})));
     const QStringList scan = CliProcess::words("scan --xml") << xml << QStringLiteral("--playlist");
     const CliProcess::Outcome found = CliProcess::run(scan + QStringList{QStringLiteral("road TRIP")});
     EXPECT_EQ(found.status, 0) << found.err.constData();
