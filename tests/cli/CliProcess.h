@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TestHttpServer.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QList>
@@ -23,15 +25,18 @@ public:
         QByteArray err;
     };
 
-    static QProcessEnvironment environment();
+    // `text` split at blanks, an argument list as on a shell line, with the
+    // words "%1", "%2"... replaced by the items of `fill`.
+    static QStringList words(const char* text, const QStringList& fill = {});
+    // `resources` is the file for QUILLBEAT_RESOURCES (none: the demo's).
+    static QProcessEnvironment environment(const QString& resources = QString());
     // Starts the program with `arguments` in `process` (not waiting).
-    static bool start(QProcess& process, const QStringList& arguments);
+    static bool start(QProcess& process, const QStringList& arguments, const QString& resources = QString());
     // Runs quillbeat-cli (or `program`, e.g. a shell that starts it).
     static Outcome run(const QStringList& arguments, int timeoutMs = 60000,
                        const QString& program = QString());
     // Runs quillbeat-cli while this thread's event loop turns, so that the
-    // local test server answers meanwhile; `resources` is the file for
-    // QUILLBEAT_RESOURCES (none: the demo's).
+    // local test server answers meanwhile.
     static Outcome runServing(const QStringList& arguments, const QString& resources = QString(),
                               int timeoutMs = 60000);
     // Resources that send the MusicBrainz source (the only one listed) to
@@ -44,6 +49,8 @@ public:
     static QList<QJsonObject> jsonLines(const QByteArray& output);
     // The line whose "kind" is `kind` (the last such), or an empty object.
     static QJsonObject jsonLineOfKind(const QByteArray& output, const QString& kind);
+    // A local server's answer that never comes: the program waits on it.
+    static TestHttpServer::Response silence();
     // The program's settings file, as it writes it.
     static QString settingsPath();
 };

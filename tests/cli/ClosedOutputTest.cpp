@@ -5,8 +5,6 @@
 #include "TestHttpServer.h"
 #include "TestSupport.h"
 
-#include "tags/AudioInfoTag.h"
-
 #include <QUrl>
 
 #include <gtest/gtest.h>
@@ -29,16 +27,14 @@ struct PipedRun
 
 // Runs the program with its standard output piped into `head -n 2`. The
 // test's event loop turns meanwhile (for a local server).
-PipedRun runIntoHead(const QStringList& arguments, const QProcessEnvironment& environment)
+PipedRun runIntoHead(const QStringList& arguments, const QString& resources = QString())
 {
     PipedRun run;
     QProcess cli;
     QProcess head;
     cli.setStandardOutputProcess(&head);
     head.start(QStringLiteral("head"), {QStringLiteral("-n"), QStringLiteral("2")});
-    cli.setProcessEnvironment(environment);
-    cli.start(QStringLiteral(QB_CLI_PATH), arguments);
-    if (!head.waitForStarted() || !cli.waitForStarted())
+    if (!CliProcess::start(cli, arguments, resources) || !head.waitForStarted())
         return run;
     run.readerDone = TestHttpServer::waitFor([&] { return head.state() == QProcess::NotRunning; }, kWaitMs);
     run.finished = TestHttpServer::waitFor([&] { return cli.state() == QProcess::NotRunning; }, kWaitMs);
@@ -54,12 +50,6 @@ PipedRun runIntoHead(const QStringList& arguments, const QProcessEnvironment& en
     return run;
 }
 
-QString yearOf(const QString& path)
-{
-    auto tag = AudioInfoTag::tagWithPath(path);
-    return tag ? tag->year() : QStringLiteral("<unreadable>");
-}
-
 } // namespace
 
 TEST(ClosedOutput, FixStopsAfterTheCurrentSong)
@@ -67,36 +57,17 @@ TEST(ClosedOutput, FixStopsAfterTheCurrentSong)
     // The database never answers: the songs that need it wait for it.
     TestHttpServer server;
     ASSERT_TRUE(server.start());
-    server.setHandler([](const TestHttpServer::Request&) {
-        TestHttpServer::Response hang;
-        hang.neverAnswer = true;
-        return hang;
-    });
+    server.setHandler([](const TestHttpServer::Request&) { return CliProcess::silence(); });
     const QString folder = LoadTestFiles::freshFolder(QStringLiteral("closed-fix"));
-    const QString root = server.url(QString()).toString();
     const QString resources =
-        QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                       "<key>sourcelist</key><array><string>MusicBrainzInterface</string></array>"
-                       "<key>res_MusicBrainzInterface</key><dict>"
-                       "<key>releaseSearchURL</key><string>%1/ws/2/release</string>"
-                       "<key>recordingSearchURL</key><string>%1/ws/2/recording</string>"
-                       "<key>minIntervalSeconds</key><integer>0</integer></dict></dict></plist>\n")
-            .arg(root);
-    const QString resourcesPath = folder + QStringLiteral(".resources.plist");
-    ASSERT_TRUE(TestSupport::writeFile(resourcesPath, resources.toUtf8()));
+        CliProcess::musicBrainzResources(QStringLiteral("closed-fix"), server.url(QString()).toString());
 
     // The second song takes its year from the first at once (two lines of
     // output); the others are of an album nobody knows and wait.
     const auto song = [&](const QString& name, const QString& title, const QString& album,
                           const QString& year) {
         const QString path = folder + QLatin1Char('/') + name + QStringLiteral(".mp3");
-        EXPECT_TRUE(LoadTestFiles::writeSong(path, title, QStringLiteral("Harbour Lights"), album));
-        if (!year.isEmpty()) {
-            auto tag = AudioInfoTag::tagWithPath(path);
-            tag->setYear(year);
-            QString error;
-            EXPECT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
-        }
+        EXPECT_TRUE(LoadTestFiles::writeSong(path, title, QStringLiteral("Harbour Lights"), album, year));
         return path;
     };
     song(QStringLiteral("1"), QStringLiteral("First Light"), QStringLiteral("Low Tide"),
@@ -111,11 +82,9 @@ TEST(ClosedOutput, FixStopsAfterTheCurrentSong)
         before.append(TestSupport::readFile(waiting.last()));
     }
 
-    QProcessEnvironment environment = CliProcess::environment();
-    environment.insert(QStringLiteral("QUILLBEAT_RESOURCES"), resourcesPath);
-    const PipedRun run = runIntoHead({QStringLiteral("fix"), QStringLiteral("--folder"), folder,
-                                      QStringLiteral("--check"), QStringLiteral("year")},
-                                     environment);
+    const PipedRun run = runIntoHead(QStringList{QStringLiteral("fix"), QStringLiteral("--folder"), folder,
+                                                 QStringLiteral("--check"), QStringLiteral("year")},
+                                     resources);
     ASSERT_TRUE(run.readerDone);
     ASSERT_EQ(run.readerLines.size(), 2);
     EXPECT_TRUE(run.readerLines.first().startsWith(QStringLiteral("2.mp3  (Harbour Lights – Undertow)")))
@@ -123,7 +92,7 @@ TEST(ClosedOutput, FixStopsAfterTheCurrentSong)
     EXPECT_TRUE(run.finished) << "fix went on after its output was closed";
     EXPECT_FALSE(run.crashed);
     EXPECT_EQ(run.status, kClosedOutputStatus) << run.err.constData();
-    EXPECT_EQ(yearOf(second), QStringLiteral("1994"));
+    EXPECT_EQ(LoadTestFiles::yearOf(second), QStringLiteral("1994"));
     // The song being looked up when the reader left was the last one.
     for (const TestHttpServer::Request& request : server.requests())
         EXPECT_FALSE(
@@ -146,7 +115,7 @@ TEST(ClosedOutput, TagsStopsAtTheFailedWrite)
         arguments.append(path);
     arguments.append(folder + QStringLiteral("/missing.mp3"));
 
-    const PipedRun run = runIntoHead(arguments, CliProcess::environment());
+    const PipedRun run = runIntoHead(arguments);
     ASSERT_TRUE(run.readerDone);
     EXPECT_EQ(run.readerLines.size(), 2);
     ASSERT_TRUE(run.finished);

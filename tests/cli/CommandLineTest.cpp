@@ -8,23 +8,12 @@
 
 #include <QDir>
 #include <QDirIterator>
-#include <QImage>
 #include <QFile>
-#include <QProcess>
+#include <QImage>
 
 #include <gtest/gtest.h>
 
 namespace {
-
-QString stdoutOf(const CliProcess::Outcome& outcome)
-{
-    return QString::fromUtf8(outcome.out);
-}
-
-QString stderrOf(const CliProcess::Outcome& outcome)
-{
-    return QString::fromUtf8(outcome.err);
-}
 
 QString fileText(const QString& path)
 {
@@ -47,12 +36,10 @@ TEST(CommandLine, ArgumentErrorsSayWhatIsWrongAndWhatWouldBeRight)
         {"fix --folder", 2, "quillbeat-cli fix: --folder needs a folder"},
         {"fix --folder --dry-run", 2, "--folder needs a folder"},
         {"scan --folder /tmp --library", 2, "--folder and --library can't be combined"},
-        {"fix --check year,albm",
-         2,
+        {"fix --check year,albm", 2,
          "unknown attribute 'albm'; one of album, title, artwork, genre, track, year, lyrics"},
         {"fix --method newest", 2, "unknown method 'newest'; one of earliest, duplicates"},
-        {"lookup --artist A --album B --sources musicbrainz,lrclb",
-         2,
+        {"lookup --artist A --album B --sources musicbrainz,lrclb", 2,
          "unknown source 'lrclb'; one of musicbrainz, lrclib, wikipedia, discogs"},
         {"lookup --artist A", 2, "give the artist (--artist) and the album (--album) or the song (--title)"},
         {"set a.mp3 --title A --title B", 2, "--title is given twice"},
@@ -75,11 +62,12 @@ TEST(CommandLine, ArgumentErrorsSayWhatIsWrongAndWhatWouldBeRight)
     };
     for (const Row& row : rows) {
         const std::string shown = row.arguments;
-        const CliProcess::Outcome outcome = CliProcess::run(QString::fromUtf8(row.arguments).split(QLatin1Char(' ')));
+        const CliProcess::Outcome outcome = CliProcess::run(CliProcess::words(row.arguments));
         ASSERT_TRUE(outcome.finished) << shown;
         EXPECT_EQ(outcome.status, row.status) << shown;
-        EXPECT_TRUE(stderrOf(outcome).contains(QString::fromUtf8(row.says)))
-            << shown << "\n" << stderrOf(outcome).toStdString();
+        EXPECT_TRUE(QString::fromUtf8(outcome.err).contains(QString::fromUtf8(row.says)))
+            << shown << "\n"
+            << QString::fromUtf8(outcome.err).toStdString();
         EXPECT_TRUE(outcome.out.isEmpty()) << shown;
     }
 }
@@ -97,11 +85,14 @@ TEST(CommandLine, EveryCommandHasItsHelpManualPageAndCompletion)
         EXPECT_EQ(asked.status, 0) << name;
         EXPECT_EQ(viaHelp.status, 0) << name;
         EXPECT_EQ(asked.out, viaHelp.out) << name;
-        const QString help = stdoutOf(asked);
-        EXPECT_TRUE(help.startsWith(QStringLiteral("Usage: quillbeat-cli ") + spec.name)) << help.toStdString();
-        EXPECT_TRUE(help.contains(QStringLiteral("Example:\n  quillbeat-cli ") + spec.name)) << help.toStdString();
+        const QString help = QString::fromUtf8(asked.out);
+        EXPECT_TRUE(help.startsWith(QStringLiteral("Usage: quillbeat-cli ") + spec.name))
+            << help.toStdString();
+        EXPECT_TRUE(help.contains(QStringLiteral("Example:\n  quillbeat-cli ") + spec.name))
+            << help.toStdString();
         for (const OptionSpec& option : spec.options) {
-            EXPECT_TRUE(help.contains(QStringLiteral("  ") + option.name)) << name << " " << option.name.toStdString();
+            EXPECT_TRUE(help.contains(QStringLiteral("  ") + option.name))
+                << name << " " << option.name.toStdString();
             QString roff = option.name;
             EXPECT_TRUE(manual.contains(roff.replace(QLatin1Char('-'), QStringLiteral("\\-"))))
                 << name << " " << option.name.toStdString();
@@ -112,23 +103,25 @@ TEST(CommandLine, EveryCommandHasItsHelpManualPageAndCompletion)
             }
         }
         for (ExitStatus status : spec.statuses)
-            EXPECT_TRUE(help.contains(QStringLiteral("\n  %1 ").arg(exitCode(status)))) << name << " " << exitCode(status);
+            EXPECT_TRUE(help.contains(QStringLiteral("\n  %1 ").arg(exitCode(status))))
+                << name << " " << exitCode(status);
         EXPECT_TRUE(manual.contains(QStringLiteral(".SS ") + spec.name)) << name;
     }
 
     // Nothing asked: the overview, on standard error, with status 2.
     const CliProcess::Outcome bare = CliProcess::run({});
     EXPECT_EQ(bare.status, 2);
-    const QString overview = stderrOf(bare);
+    const QString overview = QString::fromUtf8(bare.err);
     for (const CommandSpec& spec : CommandTable::commands())
-        EXPECT_TRUE(overview.contains(QStringLiteral("\n  ") + spec.name + QLatin1Char(' '))) << spec.name.toStdString();
+        EXPECT_TRUE(overview.contains(QStringLiteral("\n  ") + spec.name + QLatin1Char(' ')))
+            << spec.name.toStdString();
     for (const QString& source : CommandTable::sourceNames())
         EXPECT_TRUE(overview.contains(source)) << source.toStdString();
     for (int status : {0, 1, 2, 3, 4, 130, 141})
         EXPECT_TRUE(overview.contains(QStringLiteral("\n  %1 ").arg(status))) << status;
     const CliProcess::Outcome asked = CliProcess::run({QStringLiteral("--help")});
     EXPECT_EQ(asked.status, 0);
-    EXPECT_EQ(stdoutOf(asked), overview);
+    EXPECT_EQ(QString::fromUtf8(asked.out), overview);
 }
 
 // Qt's own messages (a colour profile it can't read in a cover, a plugin
@@ -137,11 +130,6 @@ TEST(CommandLine, EveryCommandHasItsHelpManualPageAndCompletion)
 TEST(CommandLine, QtMessagesGoToTheActivityLog)
 {
     const QString logFolder = QDir::homePath() + QStringLiteral("/.local/share/Wendmark/Quillbeat");
-    QProcess cli;
-    QProcessEnvironment environment = CliProcess::environment();
-    // Every message of Qt's plugin loading, as a warning would come.
-    environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qt.core.library.debug=true"));
-    cli.setProcessEnvironment(environment);
     // A picture in a format that only one of Qt's image plugins reads.
     const QString folder = LoadTestFiles::freshFolder(QStringLiteral("qt-messages"));
     const QString song = folder + QStringLiteral("/pictures.mp3");
@@ -150,9 +138,13 @@ TEST(CommandLine, QtMessagesGoToTheActivityLog)
     QImage cover(16, 16, QImage::Format_ARGB32);
     cover.fill(Qt::darkCyan);
     ASSERT_TRUE(cover.save(icon, "ICO"));
-    cli.start(QStringLiteral(QB_CLI_PATH), {QStringLiteral("set"), song, QStringLiteral("--add-picture"), icon});
-    ASSERT_TRUE(cli.waitForFinished(30000));
-    const QByteArray shown = cli.readAllStandardOutput() + cli.readAllStandardError();
+    // Every message of Qt's plugin loading, as a warning would come.
+    qputenv("QT_LOGGING_RULES", "qt.core.library.debug=true");
+    const CliProcess::Outcome set =
+        CliProcess::run({QStringLiteral("set"), song, QStringLiteral("--add-picture"), icon}, 30000);
+    qunsetenv("QT_LOGGING_RULES");
+    ASSERT_TRUE(set.finished);
+    const QByteArray shown = set.out + set.err;
     EXPECT_FALSE(shown.contains("qt.core")) << shown.constData();
     QString logged;
     QDirIterator logs(logFolder, {QStringLiteral("Log-*.txt")}, QDir::Files, QDirIterator::Subdirectories);

@@ -13,8 +13,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 namespace {
 
 constexpr int kHostileDepth = 300000;
@@ -52,22 +50,21 @@ bool guardFlagIsSet()
 
 TEST(LibraryExport, DeeplyNestedExportsAreRefusedWithoutACrash)
 {
-    const std::pair<const char*, std::function<QByteArray()>> rows[] = {{"XML", deepXmlExport},
-                                                                        {"binary", deepBinaryExport}};
+    const std::pair<const char*, QByteArray (*)()> rows[] = {{"XML", deepXmlExport},
+                                                             {"binary", deepBinaryExport}};
     for (const auto& [name, make] : rows) {
         const QString path = TestSupport::scratchFolder() + QStringLiteral("/deep-") + QLatin1String(name);
         ASSERT_TRUE(TestSupport::writeFile(path, make())) << name;
         // The second run would read with our own reader only, had the first
         // one died inside the platform parser.
         for (int run = 1; run <= 2; ++run) {
-            const CliProcess::Outcome outcome =
-                CliProcess::run({QStringLiteral("library"), QStringLiteral("--xml"), path});
-            ASSERT_TRUE(outcome.finished) << name;
-            EXPECT_FALSE(outcome.crashed) << name << " run " << run;
-            EXPECT_EQ(outcome.status, 1) << name << " run " << run;
-            EXPECT_TRUE(outcome.err.contains("nested more than 512 levels deep"))
-                << name << " run " << run << ": " << outcome.err.constData();
-            EXPECT_FALSE(guardFlagIsSet()) << name << " run " << run;
+            SCOPED_TRACE(std::string(name) + " run " + std::to_string(run));
+            const CliProcess::Outcome outcome = CliProcess::run(CliProcess::words("library --xml") << path);
+            ASSERT_TRUE(outcome.finished);
+            EXPECT_FALSE(outcome.crashed);
+            EXPECT_EQ(outcome.status, 1);
+            EXPECT_TRUE(outcome.err.contains("nested more than 512 levels deep")) << outcome.err.constData();
+            EXPECT_FALSE(guardFlagIsSet());
         }
     }
 }
@@ -105,32 +102,29 @@ TEST(LibraryExport, TruncatedExportsAreDamagedAndListWhatWasRead)
     };
     const QString damaged = LocalizedStrings::text(QStringLiteral("LibraryDamaged"));
     for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
         const QString path = folder + QStringLiteral("/cut.xml");
-        ASSERT_TRUE(TestSupport::writeFile(path, full.left(row.cut))) << row.name;
+        ASSERT_TRUE(TestSupport::writeFile(path, full.left(row.cut)));
 
-        const CliProcess::Outcome library = CliProcess::run(
-            {QStringLiteral("library"), QStringLiteral("--xml"), path, QStringLiteral("--json")});
-        ASSERT_TRUE(library.finished) << row.name;
-        EXPECT_EQ(library.status, 1) << row.name;
+        const CliProcess::Outcome library =
+            CliProcess::run(CliProcess::words("library --json --xml") << path);
+        ASSERT_TRUE(library.finished);
+        EXPECT_EQ(library.status, 1);
         const QJsonObject answer = QJsonDocument::fromJson(library.out).object();
         EXPECT_TRUE(answer.value(QStringLiteral("error")).toString().contains(QStringLiteral("truncated")))
-            << row.name << ": " << library.out.constData();
-        EXPECT_EQ(answer.value(QStringLiteral("tracks")).toInt(), row.tracks) << row.name;
+            << library.out.constData();
+        EXPECT_EQ(answer.value(QStringLiteral("tracks")).toInt(), row.tracks);
 
         const CliProcess::Outcome scan =
-            CliProcess::run({QStringLiteral("scan"), QStringLiteral("--library"), QStringLiteral("--xml"),
-                             path, QStringLiteral("--json")});
-        ASSERT_TRUE(scan.finished) << row.name;
-        EXPECT_TRUE(QString::fromUtf8(scan.err).contains(damaged))
-            << row.name << ": " << scan.err.constData();
+            CliProcess::run(CliProcess::words("scan --library --json --xml") << path);
+        ASSERT_TRUE(scan.finished);
+        EXPECT_TRUE(QString::fromUtf8(scan.err).contains(damaged)) << scan.err.constData();
         const QJsonObject summary = CliProcess::jsonLineOfKind(scan.out, QStringLiteral("summary"));
-        EXPECT_TRUE(summary.value(QStringLiteral("error")).toString().contains(QStringLiteral("truncated")))
-            << row.name;
+        EXPECT_TRUE(summary.value(QStringLiteral("error")).toString().contains(QStringLiteral("truncated")));
         const QJsonObject first = CliProcess::jsonLineOfKind(scan.out, QStringLiteral("song"));
-        ASSERT_FALSE(first.isEmpty()) << row.name;
+        ASSERT_FALSE(first.isEmpty());
         EXPECT_EQ(CliProcess::jsonLines(scan.out).first().value(QStringLiteral("path")).toString(),
-                  paths.first())
-            << row.name;
+                  paths.first());
     }
 }
 
@@ -140,22 +134,16 @@ TEST(LibraryExport, PlaylistsAreFoundByNameInAnyCase)
     const QString song = folder + QStringLiteral("/song.mp3");
     ASSERT_TRUE(LoadTestFiles::writeSong(song, QStringLiteral("Undertow"), QStringLiteral("Harbour Lights")));
     const QString xml = folder + QStringLiteral("/Library.xml");
-    const QVariantMap item{{QStringLiteral("Track ID"), 1}};
     ASSERT_TRUE(TestSupport::writeFile(
         xml, LoadTestFiles::libraryXml({LoadTestFiles::track(1, song, QStringLiteral("Undertow"))},
-                                       {{{QStringLiteral("Name"), QStringLiteral("Road Trip")},
-                                         {QStringLiteral("Playlist Items"), QVariantList{item}}},
-                                        {{QStringLiteral("Name"), QStringLiteral("Quiet")},
-                                         {QStringLiteral("Playlist Items"), QVariantList{item}}}})));
-    const CliProcess::Outcome found =
-        CliProcess::run({QStringLiteral("scan"), QStringLiteral("--playlist"), QStringLiteral("road TRIP"),
-                         QStringLiteral("--xml"), xml});
+                                       {LoadTestFiles::playlist(QStringLiteral("Road Trip"), {1}),
+                                        LoadTestFiles::playlist(QStringLiteral("Quiet"), {1})})));
+    const QStringList scan = CliProcess::words("scan --xml") << xml << QStringLiteral("--playlist");
+    const CliProcess::Outcome found = CliProcess::run(scan + QStringList{QStringLiteral("road TRIP")});
     EXPECT_EQ(found.status, 0) << found.err.constData();
     EXPECT_TRUE(found.out.contains(song.toUtf8())) << found.out.constData();
 
-    const CliProcess::Outcome missing =
-        CliProcess::run({QStringLiteral("scan"), QStringLiteral("--playlist"), QStringLiteral("Roadtrip"),
-                         QStringLiteral("--xml"), xml});
+    const CliProcess::Outcome missing = CliProcess::run(scan + QStringList{QStringLiteral("Roadtrip")});
     EXPECT_EQ(missing.status, 1);
     EXPECT_TRUE(
         QString::fromUtf8(missing.err).contains(QStringLiteral("The playlists are: “Road Trip”, “Quiet”.")))

@@ -42,19 +42,17 @@ TEST(SourceReasons, LookupAndFixSayWhyEachSourceGaveNothing)
     } rows[] = {
         {"an HTTP error", [] { return TestHttpServer::Response::text("busy", "text/plain", 500); },
          "127.0.0.1 answered with the HTTP error 500", 4},
-        {"a server that went quiet",
-         [] {
-             TestHttpServer::Response quiet;
-             quiet.neverAnswer = true;
-             return quiet;
-         },
-         "127.0.0.1 did not answer in time", 4},
+        {"a server that went quiet", [] { return CliProcess::silence(); }, "127.0.0.1 did not answer in time",
+         4},
         {"nobody listening", nullptr, "127.0.0.1 refused the connection", 4},
         {"an answer without albums",
-         [] { return TestHttpServer::Response::text("{\"releases\":[],\"recordings\":[]}", "application/json"); },
+         [] {
+             return TestHttpServer::Response::text("{\"releases\":[],\"recordings\":[]}", "application/json");
+         },
          nullptr, 0},
     };
     for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
         TestHttpServer server;
         ASSERT_TRUE(server.start());
         QString root = server.url(QString()).toString();
@@ -62,71 +60,66 @@ TEST(SourceReasons, LookupAndFixSayWhyEachSourceGaveNothing)
             server.setHandler([&row](const TestHttpServer::Request&) { return row.answer(); });
         else
             root = QStringLiteral("http://127.0.0.1:%1").arg(closedPort());
-        const QString resources =
-            CliProcess::musicBrainzResources(QString::fromLatin1(row.name).replace(QLatin1Char(' '), QLatin1Char('-')), root);
+        const QString resources = CliProcess::musicBrainzResources(
+            QString::fromLatin1(row.name).replace(QLatin1Char(' '), QLatin1Char('-')), root);
         const QString reason = row.reason ? QString::fromUtf8(row.reason) : QString();
 
         // lookup, as text: one line per source; Discogs has no key.
+        const QStringList album = {QStringLiteral("Harbour Lights"), QStringLiteral("Low Tide")};
         const CliProcess::Outcome text = CliProcess::runServing(
-            {QStringLiteral("lookup"), QStringLiteral("--artist"), QStringLiteral("Harbour Lights"),
-             QStringLiteral("--album"), QStringLiteral("Low Tide"), QStringLiteral("--sources"),
-             QStringLiteral("musicbrainz,discogs")},
+            CliProcess::words("lookup --artist %1 --album %2 --sources musicbrainz,discogs", album),
             resources);
         const QString shown = QString::fromUtf8(text.out) + QString::fromUtf8(text.err);
-        ASSERT_TRUE(text.finished) << row.name;
-        EXPECT_EQ(text.status, row.status) << row.name << "\n" << shown.toStdString();
+        ASSERT_TRUE(text.finished);
+        EXPECT_EQ(text.status, row.status) << shown.toStdString();
         EXPECT_TRUE(shown.contains(row.reason ? QStringLiteral("MusicBrainz: nothing: ") + reason
                                               : QStringLiteral("MusicBrainz: 0 albums")))
-            << row.name << "\n" << shown.toStdString();
+            << shown.toStdString();
         EXPECT_TRUE(shown.contains(QStringLiteral("Discogs:     not asked: it needs an API key")))
-            << row.name << "\n" << shown.toStdString();
+            << shown.toStdString();
         EXPECT_FALSE(row.reason && !QString::fromUtf8(row.reason).contains(QStringLiteral("refused")) &&
-                     shown.contains(QStringLiteral("refused")))
-            << row.name;
+                     shown.contains(QStringLiteral("refused")));
 
         // lookup --json: the same reason under the source.
         const CliProcess::Outcome json = CliProcess::runServing(
-            {QStringLiteral("lookup"), QStringLiteral("--artist"), QStringLiteral("Harbour Lights"),
-             QStringLiteral("--album"), QStringLiteral("Low Tide"), QStringLiteral("--sources"),
-             QStringLiteral("musicbrainz"), QStringLiteral("--json")},
+            CliProcess::words("lookup --artist %1 --album %2 --sources musicbrainz --json", album),
             resources);
         const QJsonObject answer = QJsonDocument::fromJson(json.out).object();
-        EXPECT_EQ(json.status, row.status) << row.name;
+        EXPECT_EQ(json.status, row.status);
         const QJsonObject source = answer.value(QStringLiteral("sources")).toArray().at(0).toObject();
-        EXPECT_EQ(source.value(QStringLiteral("source")).toString(), QStringLiteral("musicbrainz")) << row.name;
-        EXPECT_EQ(source.value(QStringLiteral("error")).toString(), reason) << row.name;
-        EXPECT_EQ(answer.value(QStringLiteral("error")).isNull(), row.reason == nullptr) << row.name;
+        EXPECT_EQ(source.value(QStringLiteral("source")).toString(), QStringLiteral("musicbrainz"));
+        EXPECT_EQ(source.value(QStringLiteral("error")).toString(), reason);
+        EXPECT_EQ(answer.value(QStringLiteral("error")).isNull(), row.reason == nullptr);
 
         // fix: both songs name the reason (the second one too, though the
         // host is then avoided), and the run says that no source answered.
         const QString folder = LoadTestFiles::freshFolder(QStringLiteral("reasons-fix"));
-        ASSERT_TRUE(LoadTestFiles::writeSong(folder + QStringLiteral("/Low Tide/1 First Light.mp3"),
-                                             QStringLiteral("First Light"), QStringLiteral("Harbour Lights"),
-                                             QStringLiteral("Low Tide")));
-        ASSERT_TRUE(LoadTestFiles::writeSong(folder + QStringLiteral("/Low Tide/2 Undertow.mp3"),
-                                             QStringLiteral("Undertow"), QStringLiteral("Harbour Lights"),
-                                             QStringLiteral("Low Tide")));
-        const CliProcess::Outcome fix = CliProcess::runServing({QStringLiteral("fix"), QStringLiteral("--folder"), folder,
-                                                   QStringLiteral("--check"), QStringLiteral("year")},
-                                                  resources);
+        for (const QString& title : {QStringLiteral("1 First Light"), QStringLiteral("2 Undertow")})
+            ASSERT_TRUE(LoadTestFiles::writeSong(
+                folder + QStringLiteral("/Low Tide/") + title + QStringLiteral(".mp3"), title.mid(2),
+                QStringLiteral("Harbour Lights"), QStringLiteral("Low Tide")));
+        const CliProcess::Outcome fix =
+            CliProcess::runServing(CliProcess::words("fix --folder %1 --check year", {folder}), resources);
         const QString out = QString::fromUtf8(fix.out);
         const QString err = QString::fromUtf8(fix.err);
-        ASSERT_TRUE(fix.finished) << row.name;
-        EXPECT_EQ(fix.status, row.status) << row.name << "\n" << out.toStdString() << err.toStdString();
+        ASSERT_TRUE(fix.finished);
+        EXPECT_EQ(fix.status, row.status) << out.toStdString() << err.toStdString();
         for (const char* song : {"Low Tide/1 First Light.mp3  (Harbour Lights – First Light)",
                                  "Low Tide/2 Undertow.mp3  (Harbour Lights – Undertow)"}) {
-            const QString block = out.section(QString::fromUtf8(song), 1).section(QStringLiteral(".mp3  ("), 0, 0);
-            EXPECT_TRUE(out.contains(QString::fromUtf8(song))) << row.name << "\n" << out.toStdString();
-            EXPECT_TRUE(block.contains(QStringLiteral("    nothing found"))) << row.name << "\n" << out.toStdString();
+            const QString block =
+                out.section(QString::fromUtf8(song), 1).section(QStringLiteral(".mp3  ("), 0, 0);
+            EXPECT_TRUE(out.contains(QString::fromUtf8(song))) << out.toStdString();
+            EXPECT_TRUE(block.contains(QStringLiteral("    nothing found"))) << out.toStdString();
             if (row.reason) {
                 EXPECT_TRUE(block.contains(QStringLiteral("    MusicBrainz: ") + reason))
-                    << row.name << " " << song << "\n" << out.toStdString();
+                    << song << "\n"
+                    << out.toStdString();
             }
         }
         EXPECT_TRUE(out.contains(QStringLiteral("Done: 0 songs changed, 2 with nothing found, 0 failed")))
             << out.toStdString();
         EXPECT_EQ(err.contains(QStringLiteral("No web source answered for any song.")), row.reason != nullptr)
-            << row.name << "\n" << err.toStdString();
+            << err.toStdString();
     }
     EXPECT_TRUE(CliProcess::setPreference(QStringLiteral("httpDeadlineSeconds"), QString()));
 }

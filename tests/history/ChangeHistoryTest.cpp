@@ -37,12 +37,14 @@ using F = Mp4TestFiles;
 QString songWithPicture(const QString& name, const QByteArray& picture)
 {
     if (name.endsWith(QLatin1String(".mp3")))
-        return T::writeMp3(name, T::tag(3, {T::frame("TIT2", T::textBody(QStringLiteral("Old Title"))),
-                                            T::frame("TYER", T::textBody(QStringLiteral("1971"))),
-                                            T::frame("APIC", QByteArray("\0image/png\0\x03\0", 13) + picture)}));
+        return T::writeMp3(name,
+                           T::tag(3, {T::frame("TIT2", T::textBody(QStringLiteral("Old Title"))),
+                                      T::frame("TYER", T::textBody(QStringLiteral("1971"))),
+                                      T::frame("APIC", QByteArray("\0image/png\0\x03\0", 13) + picture)}));
     F::Options options;
     options.items = {F::textItem(QStringLiteral("\u00A9nam"), QStringLiteral("Old Title")),
-                     F::textItem(QStringLiteral("\u00A9day"), QStringLiteral("1971")), F::coverItem({picture}, 14)};
+                     F::textItem(QStringLiteral("\u00A9day"), QStringLiteral("1971")),
+                     F::coverItem({picture}, 14)};
     const QString path = T::scratchPath(name);
     EXPECT_TRUE(TestSupport::writeFile(path, F::m4a(options)));
     return path;
@@ -55,9 +57,21 @@ TagSnapshot snapshotOf(const QString& path)
     return tag ? TagSnapshot::of(*tag) : TagSnapshot();
 }
 
-qint64 lastOperation()
+// Sets the year of the song at `path`, then answers the operation recorded.
+qint64 setYear(const QString& path, const char* year)
 {
+    EXPECT_EQ(CommandCapture::run<SetCommand>({path, QStringLiteral("--year"), QLatin1String(year)}).status,
+              0);
     return ChangeHistory::shared().lastOperationID();
+}
+
+// Another program changes the year, unseen by the history.
+void changeYearElsewhere(const QString& path)
+{
+    auto tag = AudioInfoTag::tagFromFileAtPath(path, false);
+    tag->setYear(QStringLiteral("2020"));
+    QString error;
+    ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
 }
 
 // A fresh folder of its own for a history database.
@@ -69,14 +83,14 @@ QString freshHistoryPath(const QString& name)
     return folder + QStringLiteral("/History.sqlite");
 }
 
-FileChangeRecord titleChange(const QString& path, const QString& from, const QString& to, const QByteArray& picture)
+// The title changed from "a" to "b", with `picture` given.
+FileChangeRecord titleChange(const QString& path, const QByteArray& picture = "png")
 {
     TagSnapshot before, after;
-    before.setText(TagAttribute::Title, from);
-    after.setText(TagAttribute::Title, to);
+    before.setText(TagAttribute::Title, QStringLiteral("a"));
+    after.setText(TagAttribute::Title, QStringLiteral("b"));
     after.pictures = {*ID3Image::imageWithData(picture, QStringLiteral("image/png"))};
-    FileChangeRecord record = FileChangeRecord::between(path, before, after, ChangeOrigin{});
-    return record;
+    return FileChangeRecord::between(path, before, after, ChangeOrigin{});
 }
 
 } // namespace
@@ -93,7 +107,7 @@ TEST(ChangeHistory, SetRecordedThenUndoneAndRedoneByteForByte)
             {path, QStringLiteral("--title"), QStringLiteral("New \u00DCtitle"), QStringLiteral("--year"),
              QStringLiteral("2001"), QStringLiteral("--remove-pictures")});
         ASSERT_EQ(set.status, 0) << set.err.toStdString();
-        const qint64 id = lastOperation();
+        const qint64 id = ChangeHistory::shared().lastOperationID();
 
         // The operation lists each change with its old and new value and origin.
         const CommandCapture shown =
@@ -103,9 +117,12 @@ TEST(ChangeHistory, SetRecordedThenUndoneAndRedoneByteForByte)
         EXPECT_EQ(file.value(QStringLiteral("path")).toString(), path);
         const QJsonArray changes = file.value(QStringLiteral("changes")).toArray();
         ASSERT_EQ(changes.size(), 3) << shown.out.toStdString();
-        EXPECT_EQ(changes.at(0).toObject().value(QStringLiteral("old")).toString(), QStringLiteral("Old Title"));
-        EXPECT_EQ(changes.at(0).toObject().value(QStringLiteral("origin")).toString(), QStringLiteral("user"));
-        EXPECT_EQ(changes.at(2).toObject().value(QStringLiteral("attribute")).toString(), QStringLiteral("artwork"));
+        EXPECT_EQ(changes.at(0).toObject().value(QStringLiteral("old")).toString(),
+                  QStringLiteral("Old Title"));
+        EXPECT_EQ(changes.at(0).toObject().value(QStringLiteral("origin")).toString(),
+                  QStringLiteral("user"));
+        EXPECT_EQ(changes.at(2).toObject().value(QStringLiteral("attribute")).toString(),
+                  QStringLiteral("artwork"));
 
         // Undo gives back every value, the picture to the byte.
         const CommandCapture undo = CommandCapture::run<UndoCommand>({QStringLiteral("--last")});
@@ -127,13 +144,8 @@ TEST(ChangeHistory, SetRecordedThenUndoneAndRedoneByteForByte)
 TEST(ChangeHistory, FileChangedSinceIsLeftAloneUnlessForced)
 {
     const QString path = songWithPicture(QStringLiteral("changed-since.mp3"), T::png(8, 8));
-    ASSERT_EQ(CommandCapture::run<SetCommand>({path, QStringLiteral("--year"), QStringLiteral("1999")}).status, 0);
-    const qint64 id = lastOperation();
-    // Another program changes the year again.
-    auto tag = AudioInfoTag::tagFromFileAtPath(path, false);
-    tag->setYear(QStringLiteral("2020"));
-    QString error;
-    ASSERT_TRUE(tag->modifySongFileAtPath(path, &error));
+    const qint64 id = setYear(path, "1999");
+    ASSERT_NO_FATAL_FAILURE(changeYearElsewhere(path));
     const QByteArray before = TestSupport::readFile(path);
 
     const CommandCapture refused = CommandCapture::run<UndoCommand>({QString::number(id)});
@@ -141,7 +153,8 @@ TEST(ChangeHistory, FileChangedSinceIsLeftAloneUnlessForced)
     EXPECT_TRUE(refused.err.contains(path)) << refused.err.toStdString();
     EXPECT_EQ(TestSupport::readFile(path), before);
 
-    const CommandCapture forced = CommandCapture::run<UndoCommand>({QString::number(id), QStringLiteral("--force")});
+    const CommandCapture forced =
+        CommandCapture::run<UndoCommand>({QString::number(id), QStringLiteral("--force")});
     EXPECT_EQ(forced.status, 0) << forced.err.toStdString();
     EXPECT_EQ(snapshotOf(path).text(TagAttribute::Year), QStringLiteral("1971"));
 }
@@ -149,17 +162,11 @@ TEST(ChangeHistory, FileChangedSinceIsLeftAloneUnlessForced)
 TEST(ChangeHistory, RedoWritesTheNewValuesAgainUnlessChangedSince)
 {
     const QString path = songWithPicture(QStringLiteral("redo.mp3"), T::png(8, 8));
-    ASSERT_EQ(
-        CommandCapture::run<SetCommand>({path, QStringLiteral("--year"), QStringLiteral("1999")}).status, 0);
-    const qint64 id = lastOperation();
+    const qint64 id = setYear(path, "1999");
     ChangeHistory& history = ChangeHistory::shared();
     ASSERT_TRUE(HistoryUndo::undo(history, id, false, false).complete());
     ASSERT_EQ(snapshotOf(path).text(TagAttribute::Year), QStringLiteral("1971"));
-    // Another program changes the year after the undo.
-    auto tag = AudioInfoTag::tagFromFileAtPath(path, false);
-    tag->setYear(QStringLiteral("2020"));
-    QString error;
-    ASSERT_TRUE(tag->modifySongFileAtPath(path, &error));
+    ASSERT_NO_FATAL_FAILURE(changeYearElsewhere(path)); // after the undo
 
     const HistoryUndo::Result refused = HistoryUndo::redo(history, id, false, false);
     ASSERT_EQ(refused.files.size(), 1);
@@ -204,8 +211,7 @@ TEST(ChangeHistory, OldestOperationsDroppedBeyondTheLimit)
         // Every operation stores a different picture of about 100 KB.
         QByteArray picture = F::fakePng(100 * 1024);
         picture[200] = static_cast<char>(i);
-        recorder.record(titleChange(QStringLiteral("/music/%1.mp3").arg(i), QStringLiteral("a"), QStringLiteral("b"),
-                                    picture));
+        recorder.record(titleChange(QStringLiteral("/music/%1.mp3").arg(i), picture));
         recorder.finish();
         ids.append(recorder.operationID());
     }
@@ -227,7 +233,7 @@ TEST(ChangeHistory, DamagedDatabaseIsSetAsideAndANewOneStarted)
 
     ChangeHistory history(path);
     HistoryRecorder recorder(OperationKind::Set, QStringLiteral("damaged"), 0, history);
-    recorder.record(titleChange(QStringLiteral("/music/x.mp3"), QStringLiteral("a"), QStringLiteral("b"), "png"));
+    recorder.record(titleChange(QStringLiteral("/music/x.mp3")));
     recorder.finish();
     EXPECT_EQ(recorder.recordedFiles(), 1);
     EXPECT_TRUE(recorder.problem().contains(history.setAsidePath())) << recorder.problem().toStdString();
@@ -245,7 +251,7 @@ TEST(ChangeHistory, LockedDatabaseKeepsChangesAsideUntilItIsFree)
     {
         ChangeHistory history(path, 50);
         HistoryRecorder recorder(OperationKind::Set, QStringLiteral("locked"), 0, history);
-        recorder.record(titleChange(QStringLiteral("/music/y.mp3"), QStringLiteral("a"), QStringLiteral("b"), "png"));
+        recorder.record(titleChange(QStringLiteral("/music/y.mp3")));
         recorder.finish();
         EXPECT_EQ(recorder.unrecordedFiles(), 1) << recorder.problem().toStdString();
         EXPECT_FALSE(recorder.problem().isEmpty());

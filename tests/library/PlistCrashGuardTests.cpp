@@ -2,7 +2,9 @@
 // so that a crash there leaves it set for the next run.
 #include "library/PlistCrashGuard.h"
 
-#include <QFile>
+#include "TestSupport.h"
+
+#include <QRegularExpression>
 #include <QSettings>
 
 #include <gtest/gtest.h>
@@ -14,16 +16,11 @@ const QString kFlag = QStringLiteral("testPlistCrashGuardFlag");
 // The flag as the settings file on disk holds it: "true", "false" or absent.
 QString flagOnDisk()
 {
-    QSettings settings;
-    QFile file(settings.fileName());
-    if (!file.open(QIODevice::ReadOnly))
-        return QStringLiteral("absent");
-    const QString content = QString::fromUtf8(file.readAll());
-    for (const QString& line : content.split(QLatin1Char('\n'))) {
-        if (line.startsWith(kFlag + QLatin1Char('=')))
-            return line.mid(kFlag.size() + 1).trimmed();
-    }
-    return QStringLiteral("absent");
+    const QRegularExpressionMatch line =
+        QRegularExpression(QStringLiteral("^") + kFlag + QStringLiteral("=(.*)$"),
+                           QRegularExpression::MultilineOption)
+            .match(QString::fromUtf8(TestSupport::readFile(QSettings().fileName())));
+    return line.hasMatch() ? line.captured(1).trimmed() : QStringLiteral("absent");
 }
 
 void setFlag(const QVariant& value)

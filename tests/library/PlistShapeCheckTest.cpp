@@ -13,23 +13,11 @@ namespace {
 
 using Verdict = PlistShapeCheck::Verdict;
 
+// The verdict's name, for failure messages.
 const char* nameOf(Verdict verdict)
 {
-    switch (verdict) {
-    case Verdict::Fine:
-        return "Fine";
-    case Verdict::TooDeep:
-        return "TooDeep";
-    case Verdict::Truncated:
-        return "Truncated";
-    case Verdict::Damaged:
-        return "Damaged";
-    case Verdict::TooLarge:
-        return "TooLarge";
-    case Verdict::Unusual:
-        return "Unusual";
-    }
-    return "?";
+    static const char* const names[] = {"Fine", "TooDeep", "Truncated", "Damaged", "TooLarge", "Unusual"};
+    return names[static_cast<int>(verdict)];
 }
 
 } // namespace

@@ -35,11 +35,6 @@ void PrintTo(const QVariantList& value, std::ostream* os)
 
 namespace {
 
-QByteArray bytes(const char* text)
-{
-    return QByteArray(text);
-}
-
 QVariant readManual(const QByteArray& data, QString* error = nullptr)
 {
     return PropertyListReader::mutablePropertyListFromData(data, false, error);
@@ -104,7 +99,8 @@ TEST(PropertyListReader, TooShortBufferIsNotParsed)
 {
     LogCapture log;
     QString error = QStringLiteral("untouched");
-    EXPECT_FALSE(PropertyListReader::mutablePropertyListFromData(bytes("<dict"), true, &error).isValid());
+    EXPECT_FALSE(
+        PropertyListReader::mutablePropertyListFromData(QByteArray("<dict"), true, &error).isValid());
     EXPECT_EQ(error, QStringLiteral("untouched"));
     // Small lists are read without a word in the log.
     EXPECT_FALSE(log.text().contains(QStringLiteral("[mutPListFrom]")));
@@ -225,8 +221,8 @@ TEST(PropertyListReader, TruncatedFilesGiveThePartialTreeAndSaySo)
         }
     }
     // What was read stays; a text cut off by the end is no value.
-    const QByteArray cut = bytes("<dict><key>outer</key><dict><key>a</key><string>x</string>"
-                                 "<key>list</key><array><integer>1</integer><integer>2");
+    const QByteArray cut = QByteArray("<dict><key>outer</key><dict><key>a</key><string>x</string>"
+                                      "<key>list</key><array><integer>1</integer><integer>2");
     QString error;
     const QVariantMap map = readManual(cut, &error).toMap();
     EXPECT_EQ(error, QStringLiteral("truncated @ %1").arg(cut.size()));
@@ -238,7 +234,7 @@ TEST(PropertyListReader, TruncatedFilesGiveThePartialTreeAndSaySo)
 
 TEST(PropertyListReader, FailureOfBothParsersNamesBoth)
 {
-    const QByteArray damaged = bytes("<dict><key>a</key><string>x</string><k\xc3\xa9y>");
+    const QByteArray damaged = QByteArray("<dict><key>a</key><string>x</string><k\xc3\xa9y>");
     QString platformError;
     EXPECT_FALSE(SystemPlistParser::parse(damaged, &platformError).isValid());
     ASSERT_FALSE(platformError.isEmpty());
@@ -283,7 +279,7 @@ TEST(PropertyListReader, PlatformRootMustBeAContainer)
 {
     QString error;
     const QVariant root = PropertyListReader::mutablePropertyListFromData(
-        bytes("<plist version=\"1.0\"><string>alone</string></plist>"), true, &error);
+        QByteArray("<plist version=\"1.0\"><string>alone</string></plist>"), true, &error);
     EXPECT_FALSE(root.isValid());
     EXPECT_TRUE(error.isEmpty()); // our own reader read it without error, finding no container
 }

@@ -3,6 +3,7 @@
 // test server through QUILLBEAT_RESOURCES: values lent between the songs of
 // an album, one release search and lookup per album wherever its songs stand
 // in the table, a dry run, Ctrl-C, and other writers of the folder meanwhile.
+#include "CliProcess.h"
 #include "ID3TestData.h"
 #include "LoadTestFiles.h"
 #include "TestHttpServer.h"
@@ -15,8 +16,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QProcessEnvironment>
 #include <QRegularExpression>
 #include <QUrlQuery>
 
@@ -70,12 +69,6 @@ TestHttpServer::Response json(const QJsonObject& object)
                                           "application/json");
 }
 
-QString yearOf(const QString& path)
-{
-    auto tag = AudioInfoTag::tagWithPath(path);
-    return tag ? tag->year() : QStringLiteral("<unreadable>");
-}
-
 class FixCommandTest : public ::testing::Test
 {
 protected:
@@ -83,19 +76,12 @@ protected:
     {
         ASSERT_TRUE(mServer.start());
         mServer.setHandler([this](const TestHttpServer::Request& request) { return answer(request); });
-        useAlbums({}, QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        const QString resources =
-            QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                           "<key>sourcelist</key><array><string>MusicBrainzInterface</string></array>"
-                           "<key>res_MusicBrainzInterface</key><dict>"
-                           "<key>releaseSearchURL</key><string>%1/ws/2/release</string>"
-                           "<key>recordingSearchURL</key><string>%1/ws/2/recording</string>"
-                           "<key>releaseLookupURL</key><string>%1/ws/2/release/%@?fmt=json</string>"
-                           "<key>coverArtURL</key><string>%1/cover/%@/front-%@</string>"
-                           "<key>minIntervalSeconds</key><integer>0</integer></dict></dict></plist>\n")
-                .arg(mServer.url(QString()).toString());
-        mResources = mFolder + QStringLiteral(".resources.plist");
-        ASSERT_TRUE(TestSupport::writeFile(mResources, resources.toUtf8()));
+        const QString name =
+            QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name());
+        useAlbums({}, name);
+        mResources = CliProcess::musicBrainzResources(QStringLiteral("fix-") + name,
+                                                      mServer.url(QString()).toString());
+        ASSERT_FALSE(mResources.isEmpty());
     }
 
     // Answers from mAlbums (names and artists compared but for case) and
@@ -160,32 +146,27 @@ protected:
         return path;
     }
 
-    void start(QProcess& cli, const QStringList& arguments)
+    QStringList fixArguments(const char* arguments) const
     {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("QUILLBEAT_RESOURCES"), mResources);
-        cli.setProcessEnvironment(env);
-        cli.start(QStringLiteral(QB_CLI_PATH),
-                  QStringList{QStringLiteral("fix"), QStringLiteral("--folder"), mFolder} + arguments);
-        ASSERT_TRUE(cli.waitForStarted());
+        return QStringList{QStringLiteral("fix"), QStringLiteral("--folder"), mFolder} +
+               CliProcess::words(arguments);
     }
 
-    // Runs fix to its end; answers its exit status and standard output.
-    int run(const QStringList& arguments, QString* out, QString* err = nullptr)
+    // Runs fix with `arguments` (split at blanks) to its end; answers its
+    // exit status and standard output.
+    int run(const char* arguments, QString* out, QString* err = nullptr)
     {
-        QProcess cli;
-        start(cli, arguments);
-        // The server answers from this thread's event loop while fix runs.
-        EXPECT_TRUE(TestHttpServer::waitFor([&] { return cli.state() == QProcess::NotRunning; }, 120000));
-        *out = QString::fromUtf8(cli.readAllStandardOutput());
+        const CliProcess::Outcome fix = CliProcess::runServing(fixArguments(arguments), mResources, 120000);
+        EXPECT_TRUE(fix.finished);
+        *out = QString::fromUtf8(fix.out);
         if (err)
-            *err = QString::fromUtf8(cli.readAllStandardError());
-        return cli.exitCode();
+            *err = QString::fromUtf8(fix.err);
+        return fix.status;
     }
 
     int check(const char* checks, QString* out, QString* err = nullptr)
     {
-        return run({QStringLiteral("--check"), QLatin1String(checks)}, out, err);
+        return run(QByteArray("--check ").append(checks).constData(), out, err);
     }
 
     TestHttpServer mServer;
@@ -207,34 +188,30 @@ TEST_F(FixCommandTest, SiblingSongsLendTheirValuesAndADryRunWritesNothing)
     const QByteArray before = TestSupport::readFile(bare);
 
     QString out;
-    ASSERT_EQ(
-        run({QStringLiteral("--check"), QStringLiteral("year,genre"), QStringLiteral("--dry-run")}, &out), 0)
-        << out.toStdString();
+    ASSERT_EQ(run("--check year,genre --dry-run", &out), 0) << out.toStdString();
     EXPECT_EQ(TestSupport::readFile(bare), before);
     for (const char* line : {"2.mp3  (Harbour Lights – Undertow)\n", "    year: \"\" → \"1994\"",
                              "Dry run: 1 song would change", "No file was changed."})
         EXPECT_TRUE(out.contains(QString::fromUtf8(line))) << line << "\n" << out.toStdString();
 
     ASSERT_EQ(check("year,genre", &out), 0) << out.toStdString();
-    EXPECT_EQ(yearOf(bare), QStringLiteral("1994"));
+    EXPECT_EQ(LoadTestFiles::yearOf(bare), QStringLiteral("1994"));
     EXPECT_EQ(AudioInfoTag::tagWithPath(bare)->genres(), QStringLiteral("Dream Pop"));
     EXPECT_TRUE(out.contains(QStringLiteral("Done: 1 song changed"))) << out.toStdString();
     // Each change says where its value came from, and the run is in the
     // change history with that origin.
     EXPECT_TRUE(out.contains(QStringLiteral("    year: \"\" → \"1994\"  (from sibling 1.mp3)")))
         << out.toStdString();
-    QProcess history;
-    history.start(QStringLiteral(QB_CLI_PATH), {QStringLiteral("history"), QStringLiteral("--json")});
-    ASSERT_TRUE(history.waitForFinished(30000));
-    const QJsonObject recorded =
-        QJsonDocument::fromJson(history.readAllStandardOutput().split('\n').first()).object();
+    const CliProcess::Outcome history = CliProcess::run(CliProcess::words("history --json"), 30000);
+    ASSERT_TRUE(history.finished);
+    const QJsonObject recorded = QJsonDocument::fromJson(history.out.split('\n').first()).object();
     EXPECT_EQ(recorded.value(QStringLiteral("kind")).toString(), QStringLiteral("run"));
     EXPECT_EQ(recorded.value(QStringLiteral("source")).toString(), mFolder);
     EXPECT_EQ(recorded.value(QStringLiteral("files")).toInt(), 1);
 
     // Bad choices are refused before anything is loaded.
     EXPECT_EQ(check("year,colour", &out), 2);
-    EXPECT_EQ(run({QStringLiteral("--overwrite"), QStringLiteral("album,title")}, &out), 2);
+    EXPECT_EQ(run("--overwrite album,title", &out), 2);
 }
 
 // Each song still takes its own track number from the shared album.
@@ -331,11 +308,7 @@ TEST_F(FixCommandTest, SongsLendToTheSongsOfTheirAlbumAfterThem)
 TEST_F(FixCommandTest, SiblingSongsLendArtworkInAnyOrderWithinTheSizeRules)
 {
     // Stored as a user would, with `quillbeat-cli prefs`.
-    QProcess prefs;
-    prefs.start(QStringLiteral(QB_CLI_PATH),
-                {QStringLiteral("prefs"), QStringLiteral("minImageSize"), QStringLiteral("100")});
-    ASSERT_TRUE(prefs.waitForFinished(30000));
-    ASSERT_EQ(prefs.exitCode(), 0) << prefs.readAllStandardError().toStdString();
+    ASSERT_TRUE(CliProcess::setPreference(QStringLiteral("minImageSize"), QStringLiteral("100")));
     struct Row
     {
         const char* name;
@@ -375,11 +348,7 @@ TEST_F(FixCommandTest, SiblingSongsLendArtworkInAnyOrderWithinTheSizeRules)
 TEST_F(FixCommandTest, CtrlCStopsTheRunAndLeavesTheFilesAsTheyWere)
 {
     // The database never answers: the run waits on the first song.
-    mServer.setHandler([](const TestHttpServer::Request&) {
-        TestHttpServer::Response hang;
-        hang.neverAnswer = true;
-        return hang;
-    });
+    mServer.setHandler([](const TestHttpServer::Request&) { return CliProcess::silence(); });
     const QStringList paths = {song(QStringLiteral("1"), QStringLiteral("First Light")),
                                song(QStringLiteral("2"), QStringLiteral("Undertow"))};
     QList<QByteArray> before;
@@ -390,7 +359,7 @@ TEST_F(FixCommandTest, CtrlCStopsTheRunAndLeavesTheFilesAsTheyWere)
         SCOPED_TRACE(interrupts);
         mServer.clearRequests();
         QProcess cli;
-        start(cli, {QStringLiteral("--check"), QStringLiteral("year")});
+        ASSERT_TRUE(CliProcess::start(cli, fixArguments("--check year"), mResources));
         ASSERT_TRUE(TestHttpServer::waitFor([&] { return !mServer.requests().isEmpty(); }, 30000));
         for (int i = 0; i < interrupts; ++i)
             ::kill(static_cast<pid_t>(cli.processId()), SIGINT);
@@ -441,11 +410,9 @@ TEST_F(FixCommandTest, OtherWritersOfTheFolderLoseNothingAndStopNothing)
             if (requests++ % 2 == 0) {
                 const QString tempo = QString::number(100 + requests);
                 for (const QString& path : std::as_const(paths)) {
-                    QProcess set;
-                    set.start(QStringLiteral(QB_CLI_PATH),
-                              {QStringLiteral("set"), path, QStringLiteral("--bpm"), tempo});
-                    if (set.waitForFinished(30000) && set.exitStatus() == QProcess::NormalExit &&
-                        set.exitCode() == 0)
+                    const CliProcess::Outcome set =
+                        CliProcess::run({QStringLiteral("set"), path, QStringLiteral("--bpm"), tempo}, 30000);
+                    if (set.finished && !set.crashed && set.status == 0)
                         tempoWritten.insert(path, tempo);
                 }
             }

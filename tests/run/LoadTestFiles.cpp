@@ -3,6 +3,7 @@
 #include "ID3TestData.h"
 #include "MpegTestFiles.h"
 #include "TestSupport.h"
+#include "tags/AudioInfoTag.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -19,16 +20,22 @@ QString LoadTestFiles::freshFolder(const QString& name)
 }
 
 bool LoadTestFiles::writeSong(const QString& path, const QString& title, const QString& artist,
-                              const QString& album)
+                              const QString& album, const QString& year)
 {
     QList<QByteArray> frames;
-    if (!title.isEmpty())
-        frames.append(ID3TestData::frame("TIT2", ID3TestData::textBody(title, 1)));
-    if (!artist.isEmpty())
-        frames.append(ID3TestData::frame("TPE1", ID3TestData::textBody(artist, 1)));
-    if (!album.isEmpty())
-        frames.append(ID3TestData::frame("TALB", ID3TestData::textBody(album, 1)));
+    const std::pair<const char*, QString> values[] = {
+        {"TIT2", title}, {"TPE1", artist}, {"TALB", album}, {"TYER", year}};
+    for (const auto& [id, value] : values) {
+        if (!value.isEmpty())
+            frames.append(ID3TestData::frame(id, ID3TestData::textBody(value, 1)));
+    }
     return MpegTestFiles::writeFile(path, ID3TestData::tag(3, frames), ID3TestData::audio(60));
+}
+
+QString LoadTestFiles::yearOf(const QString& path)
+{
+    const auto tag = AudioInfoTag::tagWithPath(path);
+    return tag ? tag->year() : QStringLiteral("<unreadable>");
 }
 
 QByteArray LoadTestFiles::picture(const char* format, const QColor& colour, const QSize& size)
@@ -79,25 +86,17 @@ QVariantMap LoadTestFiles::track(int id, const QString& path, const QString& nam
             {QStringLiteral("Location"), location(path)}};
 }
 
+QVariantMap LoadTestFiles::playlist(const QString& name, const QList<int>& trackIDs)
+{
+    QVariantList items;
+    for (int id : trackIDs)
+        items.append(QVariantMap{{QStringLiteral("Track ID"), id}});
+    return {{QStringLiteral("Name"), name}, {QStringLiteral("Playlist Items"), items}};
+}
+
 namespace {
 
-QString escaped(const QString& text)
-{
-    return text.toHtmlEscaped();
-}
-
-QString valueXml(const QVariant& value, int depth);
-
-QString dictXml(const QVariantMap& map, int depth)
-{
-    QString xml = QStringLiteral("<dict>\n");
-    for (auto it = map.constBegin(); it != map.constEnd(); ++it)
-        xml += QStringLiteral("<key>") + escaped(it.key()) + QStringLiteral("</key>") +
-               valueXml(it.value(), depth + 1);
-    return xml + QStringLiteral("</dict>\n");
-}
-
-QString valueXml(const QVariant& value, int depth)
+QString valueXml(const QVariant& value)
 {
     switch (value.typeId()) {
     case QMetaType::Bool:
@@ -105,16 +104,22 @@ QString valueXml(const QVariant& value, int depth)
     case QMetaType::Int:
     case QMetaType::LongLong:
         return QStringLiteral("<integer>%1</integer>\n").arg(value.toLongLong());
-    case QMetaType::QVariantMap:
-        return dictXml(value.toMap(), depth);
+    case QMetaType::QVariantMap: {
+        QString xml = QStringLiteral("<dict>\n");
+        const QVariantMap map = value.toMap();
+        for (auto it = map.constBegin(); it != map.constEnd(); ++it)
+            xml += QStringLiteral("<key>") + it.key().toHtmlEscaped() + QStringLiteral("</key>") +
+                   valueXml(it.value());
+        return xml + QStringLiteral("</dict>\n");
+    }
     case QMetaType::QVariantList: {
         QString xml = QStringLiteral("<array>\n");
         for (const QVariant& item : value.toList())
-            xml += valueXml(item, depth + 1);
+            xml += valueXml(item);
         return xml + QStringLiteral("</array>\n");
     }
     default:
-        return QStringLiteral("<string>") + escaped(value.toString()) + QStringLiteral("</string>\n");
+        return QStringLiteral("<string>") + value.toString().toHtmlEscaped() + QStringLiteral("</string>\n");
     }
 }
 
@@ -136,6 +141,6 @@ QByteArray LoadTestFiles::libraryXml(const QList<QVariantMap>& tracks, const QLi
         {QStringLiteral("Playlists"), lists}};
     const QString xml = QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                                        "<plist version=\"1.0\">\n") +
-                        dictXml(root, 0) + QStringLiteral("</plist>\n");
+                        valueXml(root) + QStringLiteral("</plist>\n");
     return xml.toUtf8();
 }

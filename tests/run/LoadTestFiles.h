@@ -26,9 +26,11 @@ class LoadTestFiles
 public:
     // A fresh, empty folder in the scratch area.
     static QString freshFolder(const QString& name);
-    // An MP3 file with title, artist and album (empty ones left out).
+    // An MP3 file with title, artist, album and year (empty ones left out).
     static bool writeSong(const QString& path, const QString& title, const QString& artist = QString(),
-                          const QString& album = QString());
+                          const QString& album = QString(), const QString& year = QString());
+    // The year in the tag of the file at `path`, as our own reader reads it.
+    static QString yearOf(const QString& path);
     // An MP3 whose tag holds a title, two PNG pictures and then a frame whose
     // size runs past the end of the tag.
     static bool writeDamagedSong(const QString& path, const QString& title);
@@ -42,6 +44,8 @@ public:
     // A library export: "Tracks" keyed by each track's "Track ID", and the
     // playlists as given (their "Playlist Items" hold "Track ID"s).
     static QByteArray libraryXml(const QList<QVariantMap>& tracks, const QList<QVariantMap>& playlists = {});
+    // A playlist of the tracks given by their "Track ID".
+    static QVariantMap playlist(const QString& name, const QList<int>& trackIDs);
     // A track dictionary of a listable song at `path`.
     static QVariantMap track(int id, const QString& path, const QString& name);
 };

@@ -148,11 +148,8 @@ protected:
             LoadTestFiles::track(12, folder + QStringLiteral("/gone.mp3"), QStringLiteral("Gone"));
         QVariantMap ogg = LoadTestFiles::track(13, folder + QStringLiteral("/x.ogg"), QStringLiteral("Ogg"));
         tracks << video << gone << ogg;
-        const QVariantMap playlist = {
-            {QStringLiteral("Name"), QStringLiteral("Road")},
-            {QStringLiteral("Playlist Persistent ID"), QStringLiteral("ROAD")},
-            {QStringLiteral("Playlist Items"), QVariantList{QVariantMap{{QStringLiteral("Track ID"), 10}},
-                                                            QVariantMap{{QStringLiteral("Track ID"), 9}}}}};
+        QVariantMap playlist = LoadTestFiles::playlist(QStringLiteral("Road"), {10, 9});
+        playlist.insert(QStringLiteral("Playlist Persistent ID"), QStringLiteral("ROAD"));
         xml = folder + QStringLiteral("/Library.xml");
         ASSERT_TRUE(TestSupport::writeFile(xml, LoadTestFiles::libraryXml(tracks, {playlist})));
     }
