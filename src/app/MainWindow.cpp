@@ -100,6 +100,10 @@ MainWindow::MainWindow(QWidget* parent)
 MainWindow::~MainWindow()
 {
     shutDown();
+    // Closing hides the docks while QWidget's destructor runs, when this is
+    // no longer a MainWindow: their visibility is not followed any more.
+    disconnect(mDrawer, nullptr, this, nullptr);
+    disconnect(mLyrics, nullptr, this, nullptr);
 }
 
 void MainWindow::buildWidgets()
