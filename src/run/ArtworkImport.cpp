@@ -7,7 +7,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
-#include <QImageWriter>
 #include <QPainter>
 
 namespace {
@@ -111,14 +110,10 @@ ArtworkImport::Result ArtworkImport::fromImage(const QImage& image, const QStrin
         QPainter painter(&flat);
         painter.drawImage(0, 0, image);
     }
-    QByteArray data;
-    QBuffer buffer(&data);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "jpeg");
-    writer.setQuality(kJpegQuality);
-    if (!writer.write(flat))
-        return failure(
-            LocalizedStrings::format(QStringLiteral("ArtworkNotEncoded"), name, writer.errorString()));
+    QString error;
+    const QByteArray data = ArtworkFitter::jpegOf(flat, kJpegQuality, &error);
+    if (data.isEmpty())
+        return failure(LocalizedStrings::format(QStringLiteral("ArtworkNotEncoded"), name, error));
     return {ID3Image(data, QStringLiteral("image/jpeg")), QString()};
 }
 

@@ -8,22 +8,6 @@
 
 #include <cmath>
 
-namespace {
-
-QByteArray jpegOf(const QImage& image, int quality)
-{
-    QByteArray out;
-    QBuffer buffer(&out);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "jpeg");
-    writer.setQuality(quality);
-    if (!writer.write(image))
-        return {};
-    return out;
-}
-
-} // namespace
-
 std::optional<ArtworkFitter::Result> ArtworkFitter::adjustedImage(const QByteArray& bytes, double minWidth,
                                                                   double maxWidth, bool allowNonSquare)
 {
@@ -79,4 +63,19 @@ std::optional<ArtworkFitter::Result> ArtworkFitter::adjustedImage(const QByteArr
     if (!jpeg.isEmpty() && jpeg.size() < bytes.size())
         return Result{jpeg, true};
     return Result{bytes, false};
+}
+
+QByteArray ArtworkFitter::jpegOf(const QImage& image, int quality, QString* error)
+{
+    QByteArray out;
+    QBuffer buffer(&out);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, "jpeg");
+    writer.setQuality(quality);
+    if (!writer.write(image)) {
+        if (error)
+            *error = writer.errorString();
+        return {};
+    }
+    return out;
 }

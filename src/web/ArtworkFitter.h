@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
+
+class QImage;
 
 #include <optional>
 
@@ -23,6 +26,10 @@ public:
     // (without `allowNonSquare`) of an aspect ratio outside 0.8 to 1.3.
     static std::optional<Result> adjustedImage(const QByteArray& bytes, double minWidth, double maxWidth,
                                                bool allowNonSquare);
+
+    // The image as JPEG of `quality` (0 to 100); empty when it could not be
+    // encoded, with the encoder's reason in `error` when given.
+    static QByteArray jpegOf(const QImage& image, int quality, QString* error = nullptr);
 
     // Pictures with more pixels than this are refused before decoding: a
     // hostile answer must not make us allocate gigabytes.
