@@ -7,10 +7,22 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
+#include <gtest/gtest.h>
+
 QString TestSupport::scratchFolder()
 {
     static QTemporaryDir dir;
     return dir.path();
+}
+
+QString TestSupport::testFolder(const QString& group)
+{
+    const QString folder =
+        scratchFolder() + QLatin1Char('/') + group + QLatin1Char('/') +
+        QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name());
+    QDir(folder).removeRecursively();
+    QDir().mkpath(folder);
+    return folder;
 }
 
 QString TestSupport::fixturesFolder()
@@ -48,4 +60,27 @@ QString TestSupport::pythonWithMutagen()
         return QString();
     }();
     return found;
+}
+
+QByteArray TestSupport::runPython(const char* script, const QStringList& arguments)
+{
+    QProcess python;
+    python.start(pythonWithMutagen(),
+                 QStringList{QStringLiteral("-c"), QString::fromUtf8(script)} + arguments);
+    if (!python.waitForFinished(60000) || python.exitStatus() != QProcess::NormalExit ||
+        python.exitCode() != 0) {
+        ADD_FAILURE() << python.readAllStandardError().toStdString();
+        return QByteArray();
+    }
+    return python.readAllStandardOutput();
+}
+
+bool TestSupport::isCompleteWrite(const QByteArray& now, const QByteArray& complete)
+{
+    if (now.size() != complete.size())
+        return false;
+    int differing = 0;
+    for (qsizetype i = 0; i < now.size() && differing <= 12; ++i)
+        differing += now[i] != complete[i] ? 1 : 0;
+    return differing <= 12;
 }

@@ -1,7 +1,7 @@
 #include "TestSupport.h"
 
-#include "web/WMUtility.h"
 #include "text/WMCompressionExtensions.h"
+#include "web/WMUtility.h"
 
 #include <QDir>
 #include <QFile>
@@ -84,17 +84,16 @@ TEST(PageExtraction, PiecesStopAtStrayEndsAndEntryBounds)
 
 TEST(QueryEncoding, StringForPost)
 {
-    EXPECT_EQ(WMUtility::stringForPost(QStringLiteral("Rock & Roll"), false, QStringLiteral("%20")),
-              QStringLiteral("Rock%20Roll"));
-    EXPECT_EQ(WMUtility::stringForPost(QStringLiteral("Simon & Garfunkel"), false, QStringLiteral("+")),
-              QStringLiteral("Simon+Garfunkel"));
-    EXPECT_EQ(WMUtility::stringForPost(QStringLiteral("AC/DC Back in Black!"), true, QStringLiteral("+")),
-              QStringLiteral("ACDC+Back+in+Black"));
-    EXPECT_EQ(WMUtility::stringForPost(QString::fromUtf16(u"Café Tacvba"), false, QStringLiteral("+")),
-              QStringLiteral("Cafe+Tacvba"));
     // A "+" of the text itself becomes the space string too.
-    EXPECT_EQ(WMUtility::stringForPost(QStringLiteral("1+1 two"), true, QStringLiteral("_")),
-              QStringLiteral("1_1_two"));
+    const std::tuple<const char16_t*, bool, const char16_t*, const char16_t*> rows[] = {
+        {u"Rock & Roll", false, u"%20", u"Rock%20Roll"},
+        {u"Simon & Garfunkel", false, u"+", u"Simon+Garfunkel"},
+        {u"AC/DC Back in Black!", true, u"+", u"ACDC+Back+in+Black"},
+        {u"Café Tacvba", false, u"+", u"Cafe+Tacvba"},
+        {u"1+1 two", true, u"_", u"1_1_two"}};
+    for (const auto& [text, strip, space, expected] : rows)
+        EXPECT_EQ(WMUtility::stringForPost(str(text), strip, str(space)), str(expected))
+            << str(text).toStdString();
 }
 
 TEST(QueryEncoding, HTTPFromDictionary)
