@@ -1,8 +1,12 @@
 #include "TestSupport.h"
 
+#include "tags/AudioInfoTag.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -83,4 +87,59 @@ bool TestSupport::isCompleteWrite(const QByteArray& now, const QByteArray& compl
     for (qsizetype i = 0; i < now.size() && differing <= 12; ++i)
         differing += now[i] != complete[i] ? 1 : 0;
     return differing <= 12;
+}
+
+namespace {
+
+struct TagField
+{
+    const char* name;
+    QString (AudioInfoTag::*get)() const;
+    void (AudioInfoTag::*set)(const QString&);
+};
+
+const TagField kTagFields[] = {
+    {"title", &AudioInfoTag::title, &AudioInfoTag::setTitle},
+    {"artist", &AudioInfoTag::artist, &AudioInfoTag::setArtist},
+    {"album", &AudioInfoTag::album, &AudioInfoTag::setAlbum},
+    {"year", &AudioInfoTag::year, &AudioInfoTag::setYear},
+    {"genre", &AudioInfoTag::genres, &AudioInfoTag::setGenres},
+    {"track", &AudioInfoTag::track, &AudioInfoTag::setTrack},
+    {"lyrics", &AudioInfoTag::lyrics, &AudioInfoTag::setLyrics},
+    {"bpm", &AudioInfoTag::bpm, &AudioInfoTag::setBPM},
+};
+
+const TagField& tagField(const char* name)
+{
+    for (const TagField& field : kTagFields) {
+        if (qstrcmp(field.name, name) == 0)
+            return field;
+    }
+    ADD_FAILURE() << "no tag value " << name;
+    return kTagFields[0];
+}
+
+} // namespace
+
+void TestSupport::setTagValues(AudioInfoTag& tag, const TagValues& values)
+{
+    for (const auto& [name, value] : values)
+        (tag.*tagField(name).set)(value);
+}
+
+void TestSupport::expectTagValues(const AudioInfoTag& tag, const TagValues& values)
+{
+    for (const auto& [name, value] : values)
+        EXPECT_EQ((tag.*tagField(name).get)(), value) << name;
+}
+
+void TestSupport::expectJsonValues(const QJsonObject& object, const TagValues& values)
+{
+    for (const auto& [name, value] : values) {
+        const QJsonValue json = object.value(QLatin1String(name));
+        QStringList parts;
+        for (const QJsonValue& part : json.isArray() ? json.toArray() : QJsonArray{json})
+            parts.append(part.isNull() ? QString() : part.toVariant().toString());
+        EXPECT_EQ(parts.join(QLatin1Char('/')), value) << name;
+    }
 }

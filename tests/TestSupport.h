@@ -9,6 +9,9 @@
 #include <initializer_list>
 #include <utility>
 
+class AudioInfoTag;
+class QJsonObject;
+
 // Helpers shared by the test suites.
 class TestSupport
 {
@@ -31,6 +34,16 @@ public:
     // modification times an MPEG-4 write stamps into the movie (at most three
     // 32-bit fields, from the second of the write).
     static bool isCompleteWrite(const QByteArray& now, const QByteArray& complete);
+
+    // Tag values by name: "title", "artist", "album", "year", "genre",
+    // "track", "lyrics", "bpm".
+    using TagValues = QList<std::pair<const char*, QString>>;
+    static void setTagValues(AudioInfoTag& tag, const TagValues& values);
+    // Each value as the tag reads it; a failure names the value.
+    static void expectTagValues(const AudioInfoTag& tag, const TagValues& values);
+    // Each value as text under its name in a JSON object (numbers as digits,
+    // an array of numbers as "3/12"); a failure names the value.
+    static void expectJsonValues(const QJsonObject& object, const TagValues& values);
 };
 
 // A text written as a literal; a null pointer stands for a null string.

@@ -31,35 +31,17 @@ QString writeM4a(const QString& name, const F::Options& o)
     return path;
 }
 
-// The data of an item's first value atom in a file, read through a tree.
-QByteArray itemData(const QByteArray& file, const QString& item)
-{
-    QBuffer buffer;
-    buffer.setData(file);
-    buffer.open(QIODevice::ReadOnly);
-    Atom::Ptr root = Atom::atomContainerFromFile(&buffer);
-    Atom* data =
-        root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:") + item + QStringLiteral(":data"));
-    return data ? data->data() : QByteArray();
-}
-
 bool hasItem(const QByteArray& file, const QString& item)
 {
-    QBuffer buffer;
-    buffer.setData(file);
-    buffer.open(QIODevice::ReadOnly);
-    return Atom::atomContainerFromFile(&buffer)->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:") +
-                                                                 item);
+    return AtomTree(file).at(QStringLiteral("moov:udta:meta:ilst:") + item);
 }
 
-// Every chunk offset of the first track points at that chunk's own bytes.
-void expectChunksInPlace(const QByteArray& file, const F::Options& o)
+// The data of an item's first value atom.
+QByteArray itemData(const QByteArray& file, const QString& item)
 {
-    const QList<quint64> offsets = F::chunkOffsets(file);
-    ASSERT_EQ(offsets.size(), o.chunkCount);
-    for (int i = 0; i < o.chunkCount; ++i)
-        EXPECT_EQ(file.mid(static_cast<qsizetype>(offsets[i]), o.chunkBytes), F::chunkBytes(i, o.chunkBytes))
-            << i;
+    const AtomTree tree(file);
+    Atom* data = tree.at(QStringLiteral("moov:udta:meta:ilst:") + item + QStringLiteral(":data"));
+    return data ? data->data() : QByteArray();
 }
 
 F::Options richFile()
@@ -84,24 +66,24 @@ F::Options richFile()
 
 TEST(AACInfoTag, ReadsEveryItemAndTheFileProperties)
 {
-    auto tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("rich"), richFile()));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->title(), QStringLiteral("Title \u00E9"));
-    EXPECT_EQ(tag->artist(), QStringLiteral("Artist"));
-    EXPECT_EQ(tag->album(), QStringLiteral("Album"));
-    EXPECT_EQ(tag->year(), QStringLiteral("2003"));
-    EXPECT_EQ(tag->lyrics(), QStringLiteral("la la\nla"));
-    EXPECT_EQ(tag->genres(), QStringLiteral("Rock")); // gnre 18 = ID3 genre 17, before the text
-    EXPECT_EQ(tag->track(), QStringLiteral("3/12"));
-    EXPECT_EQ(tag->bpm(), QStringLiteral("120"));
+    // Through the tag model, which opens MPEG-4 files with this class.
+    auto tag = AudioInfoTag::tagWithPath(writeM4a(QStringLiteral("rich"), richFile()));
+    ASSERT_TRUE(dynamic_cast<AACInfoTag*>(tag.get()));
+    // gnre 18 = ID3 genre 17, before the text.
+    TestSupport::expectTagValues(*tag, {{"title", QStringLiteral("Title \u00E9")},
+                                        {"artist", QStringLiteral("Artist")},
+                                        {"album", QStringLiteral("Album")},
+                                        {"year", QStringLiteral("2003")},
+                                        {"lyrics", QStringLiteral("la la\nla")},
+                                        {"genre", QStringLiteral("Rock")},
+                                        {"track", QStringLiteral("3/12")},
+                                        {"bpm", QStringLiteral("120")}});
     EXPECT_TRUE(tag->isPartOfCompilation());
     ASSERT_EQ(tag->numberOfImages(), 2);
     EXPECT_EQ(tag->images()[0].mimeFormat(), QStringLiteral("image/jpeg"));
     EXPECT_EQ(tag->images()[0].imageData(), F::fakeJpeg(300));
     EXPECT_EQ(tag->images()[1].mimeFormat(), QStringLiteral("image/png"));
     EXPECT_EQ(tag->readVersion(), QStringLiteral("AAC"));
-    EXPECT_EQ(tag->writeVersion(), QStringLiteral("AAC"));
-    EXPECT_FALSE(tag->tagHasBeenModified());
     EXPECT_FALSE(tag->encounteredProblemDecoding());
     EXPECT_DOUBLE_EQ(tag->duration(), 10.0);
     EXPECT_EQ(tag->samplerate(), 44100);
@@ -166,14 +148,12 @@ TEST(AACInfoTag, EveryValueRoundTrips)
     const QString path = writeM4a(QStringLiteral("roundtrip"), o);
     auto tag = AACInfoTag::tagAtPath(path);
     ASSERT_TRUE(tag);
-    tag->setTitle(QStringLiteral("T\u00EDtulo"));
-    tag->setArtist(QStringLiteral("Artista"));
-    tag->setAlbum(QStringLiteral("\u00C1lbum"));
-    tag->setYear(QStringLiteral("1999-12-31"));
-    tag->setGenres(QStringLiteral("Jazz/Funk"));
-    tag->setTrack(QStringLiteral("7/9"));
-    tag->setLyrics(QStringLiteral("line one\nline two"));
-    tag->setBPM(QStringLiteral("98"));
+    TestSupport::TagValues values = {
+        {"title", QStringLiteral("T\u00EDtulo")},         {"artist", QStringLiteral("Artista")},
+        {"album", QStringLiteral("\u00C1lbum")},          {"year", QStringLiteral("1999-12-31")},
+        {"genre", QStringLiteral("Jazz/Funk")},           {"track", QStringLiteral("7/9")},
+        {"lyrics", QStringLiteral("line one\nline two")}, {"bpm", QStringLiteral("98")}};
+    TestSupport::setTagValues(*tag, values);
     tag->setIsPartOfCompilation(true);
     ASSERT_TRUE(tag->addImage(*ID3Image::imageWithData(F::fakeJpeg(5000))));
     ASSERT_TRUE(tag->addImage(*ID3Image::imageWithData(F::fakePng(700))));
@@ -183,28 +163,19 @@ TEST(AACInfoTag, EveryValueRoundTrips)
 
     auto back = AACInfoTag::tagAtPath(path);
     ASSERT_TRUE(back);
-    EXPECT_EQ(back->title(), QStringLiteral("T\u00EDtulo"));
-    EXPECT_EQ(back->artist(), QStringLiteral("Artista"));
-    EXPECT_EQ(back->album(), QStringLiteral("\u00C1lbum"));
-    EXPECT_EQ(back->year(), QStringLiteral("1999"));
+    values[3].second = QStringLiteral("1999"); // the whole date stays in the attributes
+    TestSupport::expectTagValues(*back, values);
     EXPECT_EQ(back->attributes().value(QStringLiteral("year")).toString(), QStringLiteral("1999-12-31"));
-    EXPECT_EQ(back->genres(), QStringLiteral("Jazz/Funk"));
-    EXPECT_EQ(back->track(), QStringLiteral("7/9"));
-    EXPECT_EQ(back->lyrics(), QStringLiteral("line one\nline two"));
-    EXPECT_EQ(back->bpm(), QStringLiteral("98"));
     EXPECT_TRUE(back->isPartOfCompilation());
     ASSERT_EQ(back->images().size(), 2);
     EXPECT_EQ(back->images()[0].imageData(), F::fakeJpeg(5000));
     EXPECT_EQ(back->images()[1].imageData(), F::fakePng(700));
     EXPECT_EQ(back->images()[1].mimeFormat(), QStringLiteral("image/png"));
     const QByteArray file = TestSupport::readFile(path);
-    expectChunksInPlace(file, o);
+    F::expectChunksInPlace(file, o);
     // Every picture is stored as type 13, the PNG included.
-    QBuffer buffer;
-    buffer.setData(file);
-    buffer.open(QIODevice::ReadOnly);
-    Atom::Ptr root = Atom::atomContainerFromFile(&buffer);
-    Atom* covr = root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:covr"));
+    const AtomTree tree(file);
+    Atom* covr = tree.at(QStringLiteral("moov:udta:meta:ilst:covr"));
     ASSERT_TRUE(covr);
     ASSERT_EQ(covr->contents().size(), 2u);
     for (const Atom::Ptr& data : covr->contents())
@@ -219,14 +190,12 @@ TEST(AACInfoTag, EveryValueRoundTrips)
     back->removeAllImages();
     ASSERT_TRUE(back->modifySongFileAtPath(path, &error)) << error.toStdString();
     const QByteArray cleared = TestSupport::readFile(path);
-    EXPECT_FALSE(hasItem(cleared, kNam));
-    EXPECT_FALSE(hasItem(cleared, QStringLiteral("\u00A9gen")));
-    EXPECT_FALSE(hasItem(cleared, QStringLiteral("trkn")));
-    EXPECT_FALSE(hasItem(cleared, QStringLiteral("tmpo")));
-    EXPECT_FALSE(hasItem(cleared, QStringLiteral("covr")));
+    for (const QString& item : {kNam, QStringLiteral("\u00A9gen"), QStringLiteral("trkn"),
+                                QStringLiteral("tmpo"), QStringLiteral("covr")})
+        EXPECT_FALSE(hasItem(cleared, item)) << item.toStdString();
     EXPECT_EQ(itemData(cleared, QStringLiteral("cpil")), F::be32(21) + F::be32(0) + QByteArray(1, '\0'));
     EXPECT_TRUE(hasItem(cleared, QStringLiteral("\u00A9ART")));
-    expectChunksInPlace(cleared, o);
+    F::expectChunksInPlace(cleared, o);
 }
 
 TEST(AACInfoTag, TrackTempoAndGenreEncodings)
@@ -275,19 +244,16 @@ TEST(AACInfoTag, AFileWithoutItemListIsGivenOne)
         ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
         const QByteArray file = TestSupport::readFile(path);
         EXPECT_EQ(itemData(file, kNam).mid(8), QByteArray("x"));
-        expectChunksInPlace(file, o);
-        QBuffer buffer;
-        buffer.setData(file);
-        buffer.open(QIODevice::ReadOnly);
-        Atom::Ptr root = Atom::atomContainerFromFile(&buffer);
-        Atom* meta = root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta"));
+        F::expectChunksInPlace(file, o);
+        const AtomTree tree(file);
+        Atom* meta = tree.at(QStringLiteral("moov:udta:meta"));
         ASSERT_TRUE(meta);
         // The metadata handler leads a "meta" we made; one that was there stays.
         ASSERT_GE(meta->contents().size(), 2u);
         EXPECT_EQ(meta->contents().front()->nameString(), QStringLiteral("hdlr"));
         EXPECT_EQ(meta->contents().front()->data().mid(8, 8), QByteArray("mdirappl"));
         if (variant == 1) {
-            EXPECT_TRUE(root->childAtAtomPath(QStringLiteral("FILE:moov:udta:\u00A9cmt")));
+            EXPECT_TRUE(tree.at(QStringLiteral("moov:udta:\u00A9cmt")));
         }
     }
 
@@ -359,7 +325,7 @@ TEST(AACInfoTag, AGrowingWriteMovesTheMediaAndEveryChunkOffset)
         ASSERT_EQ(newOffsets.size(), oldOffsets.size());
         for (qsizetype i = 0; i < oldOffsets.size(); ++i)
             EXPECT_EQ(newOffsets[i] - oldOffsets[i], static_cast<quint64>(newMdat - oldMdat));
-        expectChunksInPlace(after, o);
+        F::expectChunksInPlace(after, o);
         EXPECT_EQ(AACInfoTag::tagAtPath(path)->lyrics().size(), 5000);
 
         // A second save in the same process, of the file just written.
@@ -367,7 +333,7 @@ TEST(AACInfoTag, AGrowingWriteMovesTheMediaAndEveryChunkOffset)
         tag->setAlbum(QStringLiteral("Second"));
         ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
         const QByteArray again = TestSupport::readFile(path);
-        expectChunksInPlace(again, o);
+        F::expectChunksInPlace(again, o);
         auto reread = AACInfoTag::tagAtPath(path);
         EXPECT_EQ(reread->lyrics(), QStringLiteral("short again"));
         EXPECT_EQ(reread->album(), QStringLiteral("Second"));
@@ -397,7 +363,7 @@ TEST(AACInfoTag, MediaThatCannotBeRelocatedSafelyIsRefused)
         // A change the free space absorbs moves nothing, so it is fine.
         tag->setLyrics(QStringLiteral("fits"));
         EXPECT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
-        expectChunksInPlace(TestSupport::readFile(path), o);
+        F::expectChunksInPlace(TestSupport::readFile(path), o);
     }
 }
 
@@ -478,14 +444,4 @@ TEST(AACInfoTag, DamagedFilesGiveNoTagOrAFlaggedOne)
     tag->setTitle(QStringLiteral("Saved anyway"));
     ASSERT_TRUE(tag->modifySongFileAtPath(path, nullptr));
     EXPECT_EQ(AACInfoTag::tagAtPath(path)->title(), QStringLiteral("Saved anyway"));
-}
-
-TEST(AACInfoTag, TheTagModelOpensMpeg4FilesWithThisClass)
-{
-    const QString path = writeM4a(QStringLiteral("factory"), richFile());
-    auto tag = AudioInfoTag::tagWithPath(path);
-    ASSERT_TRUE(tag);
-    EXPECT_NE(dynamic_cast<AACInfoTag*>(tag.get()), nullptr);
-    EXPECT_EQ(tag->title(), QStringLiteral("Title \u00E9"));
-    EXPECT_EQ(tag->bitrate(), 128);
 }

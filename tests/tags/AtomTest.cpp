@@ -16,22 +16,16 @@ namespace {
 
 const QString kNam = QStringLiteral("\u00A9nam");
 
-// A tree over bytes kept alive with their device.
-struct Tree
-{
-    explicit Tree(const QByteArray& bytes) : buffer(&data)
-    {
-        data = bytes;
-        buffer.open(QIODevice::ReadOnly);
-        root = Atom::atomContainerFromFile(&buffer);
-    }
-    QByteArray data;
-    QBuffer buffer;
-    Atom::Ptr root;
+using Tree = AtomTree;
 
-    // The file image the tree stands for (the root's own header dropped).
-    QByteArray image() const { return root->flattenedData().mid(8); }
-};
+// Reading the bytes as a tree is refused with an AtomError.
+void expectRefused(const QByteArray& bytes)
+{
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    EXPECT_THROW(Atom::atomContainerFromFile(&buffer), AtomError);
+}
 
 QByteArray logText()
 {
@@ -188,10 +182,7 @@ TEST(Atom, BadSizesRaiseAndAreLogged)
     for (quint32 size : {2u, 5u, 7u}) {
         const QByteArray bytes =
             F::atom(QStringLiteral("ftyp"), "M4A ") + F::be32(size) + "junk" + QByteArray(16, 'x');
-        QBuffer buffer;
-        buffer.setData(bytes);
-        buffer.open(QIODevice::ReadOnly);
-        EXPECT_THROW(Atom::atomContainerFromFile(&buffer), AtomError);
+        expectRefused(bytes);
         const QByteArray line = "invalid size " + QByteArray::number(size) + " for atom 'junk' in file";
         EXPECT_TRUE(logText().contains(line));
         EXPECT_THROW(Atom::sizeOfAtomIn(bytes, 12), AtomError);
@@ -203,10 +194,7 @@ TEST(Atom, BadSizesRaiseAndAreLogged)
         EXPECT_STREQ(e.what(), "bad size atom");
     }
     // A header that does not fit in the file.
-    QBuffer buffer;
-    buffer.setData(F::atom(QStringLiteral("ftyp"), "M4A ") + QByteArray(3, '\0'));
-    buffer.open(QIODevice::ReadOnly);
-    EXPECT_THROW(Atom::atomContainerFromFile(&buffer), AtomError);
+    expectRefused(F::atom(QStringLiteral("ftyp"), "M4A ") + QByteArray(3, '\0'));
     EXPECT_TRUE(logText().contains("sizeOfAtomIn: 12 + 8 > 15"));
 }
 
@@ -214,11 +202,8 @@ TEST(Atom, ContainersMayNotOverrunTheirParentButLeavesAreCut)
 {
     // udta claims more than moov holds.
     const QByteArray inner = F::be32(500) + "udta" + QByteArray(8, '\0');
-    QBuffer bad;
-    bad.setData(F::atom(QStringLiteral("moov"), inner) +
-                F::atom(QStringLiteral("mdat"), QByteArray(600, 'x')));
-    bad.open(QIODevice::ReadOnly);
-    EXPECT_THROW(Atom::atomContainerFromFile(&bad), AtomError);
+    expectRefused(F::atom(QStringLiteral("moov"), inner) +
+                  F::atom(QStringLiteral("mdat"), QByteArray(600, 'x')));
 
     // A truncated mdat is shortened to what exists, and logged.
     const QByteArray truncated =
@@ -261,18 +246,12 @@ TEST(Atom, HostileNestingAndCountsAreBounded)
     QByteArray deep = F::atom(QStringLiteral("free"), {});
     for (int i = 0; i < 200; ++i)
         deep = F::atom(i % 2 ? QStringLiteral("moov") : QStringLiteral("trak"), deep);
-    QBuffer d;
-    d.setData(deep);
-    d.open(QIODevice::ReadOnly);
-    EXPECT_THROW(Atom::atomContainerFromFile(&d), AtomError);
+    expectRefused(deep);
 
     QByteArray many;
     for (int i = 0; i <= Atom::kMaxAtoms; ++i)
         many += F::atom(QStringLiteral("free"), {});
-    QBuffer m;
-    m.setData(many);
-    m.open(QIODevice::ReadOnly);
-    EXPECT_THROW(Atom::atomContainerFromFile(&m), AtomError);
+    expectRefused(many);
 
     // Unprintable names are just names.
     Tree odd(F::atom(QStringLiteral("\x01\x02\x7f\xff"), "z"));
