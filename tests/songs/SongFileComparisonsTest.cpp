@@ -33,15 +33,30 @@ QVariantMap entry(std::initializer_list<std::pair<const char*, QVariant>> pairs)
     return map;
 }
 
+// A record whose cache entry holds the texts given.
+std::shared_ptr<SongFile> song(const QString& name,
+                               std::initializer_list<std::pair<const char*, const char*>> texts)
+{
+    QVariantMap map;
+    for (const auto& [key, value] : texts)
+        map.insert(QString::fromLatin1(key), QString::fromUtf8(value));
+    return song(name, map);
+}
+
+QString names(const Songs& songs)
+{
+    QStringList names;
+    for (const auto& s : songs)
+        names << s->filename().chopped(4);
+    return names.join(QLatin1Char(' '));
+}
+
 QString sortedNames(Songs songs, Compare compare)
 {
     std::stable_sort(songs.begin(), songs.end(), [compare](const auto& a, const auto& b) {
         return compare(*a, *b) == SongOrdering::Ascending;
     });
-    QStringList names;
-    for (const auto& s : songs)
-        names << s->filename().chopped(4);
-    return names.join(QLatin1Char(' '));
+    return names(songs);
 }
 
 } // namespace
@@ -62,75 +77,61 @@ TEST(SongFileComparisonsTest, NumbersAndTexts)
     EXPECT_EQ(SongFileComparisons::compareText(QStringLiteral("z"), QString()), SongOrdering::Ascending);
 }
 
-TEST(SongFileComparisonsTest, TextColumnsPutMissingValuesLast)
+TEST(SongFileComparisonsTest, TextColumnsPutMissingValuesLastAndChainsBreakTies)
 {
-    const Songs songs = {song(QStringLiteral("none"), {}),
-                         song(QStringLiteral("b10"), entry({{"perf", QStringLiteral("Band 10")},
-                                                            {"tit", QStringLiteral("x")},
-                                                            {"alb", QStringLiteral("Z")},
-                                                            {"gnr", QStringLiteral("rock")}})),
-                         song(QStringLiteral("b9"), entry({{"perf", QStringLiteral("band 9")},
-                                                           {"tit", QStringLiteral("Y")},
-                                                           {"alb", QStringLiteral("a")},
-                                                           {"gnr", QStringLiteral("Jazz")}}))};
+    const Songs songs = {
+        song(QStringLiteral("none"), QVariantMap()),
+        song(QStringLiteral("b10"), {{"perf", "Band 10"}, {"tit", "x"}, {"alb", "Z"}, {"gnr", "rock"}}),
+        song(QStringLiteral("b9"), {{"perf", "band 9"}, {"tit", "Y"}, {"alb", "a"}, {"gnr", "Jazz"}})};
     EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareArtist), QStringLiteral("b9 b10 none"));
     EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareTitle), QStringLiteral("b10 b9 none"));
     EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareAlbum), QStringLiteral("b9 b10 none"));
     EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareGenre), QStringLiteral("b9 b10 none"));
-}
 
-TEST(SongFileComparisonsTest, ChainsBreakTies)
-{
-    const Songs songs = {
-        song(QStringLiteral("t10"), entry({{"perf", QStringLiteral("A")},
-                                           {"alb", QStringLiteral("X")},
-                                           {"trk", QStringLiteral("10/12")}})),
-        song(QStringLiteral("t2"), entry({{"perf", QStringLiteral("A")},
-                                          {"alb", QStringLiteral("X")},
-                                          {"trk", QStringLiteral("2")}})),
-        song(QStringLiteral("notrack"), entry({{"perf", QStringLiteral("A")}, {"alb", QStringLiteral("X")}})),
-        song(QStringLiteral("other"), entry({{"perf", QStringLiteral("A")},
-                                             {"alb", QStringLiteral("W")},
-                                             {"trk", QStringLiteral("5")}}))};
-    EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareArtist), QStringLiteral("other t2 t10 notrack"));
-    EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareTrack), QStringLiteral("t2 other t10 notrack"));
-    EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareAlbum), QStringLiteral("other t2 t10 notrack"));
-}
+    const Songs chained = {song(QStringLiteral("t10"), {{"perf", "A"}, {"alb", "X"}, {"trk", "10/12"}}),
+                           song(QStringLiteral("t2"), {{"perf", "A"}, {"alb", "X"}, {"trk", "2"}}),
+                           song(QStringLiteral("notrack"), {{"perf", "A"}, {"alb", "X"}}),
+                           song(QStringLiteral("other"), {{"perf", "A"}, {"alb", "W"}, {"trk", "5"}})};
+    EXPECT_EQ(sortedNames(chained, SongFileComparisons::compareArtist),
+              QStringLiteral("other t2 t10 notrack"));
+    EXPECT_EQ(sortedNames(chained, SongFileComparisons::compareTrack),
+              QStringLiteral("t2 other t10 notrack"));
+    EXPECT_EQ(sortedNames(chained, SongFileComparisons::compareAlbum),
+              QStringLiteral("other t2 t10 notrack"));
 
-TEST(SongFileComparisonsTest, YearsPutMissingValuesFirst)
-{
-    const Songs songs = {song(QStringLiteral("y2001"), entry({{"yr", QStringLiteral("2001")}})),
-                         song(QStringLiteral("y1999"), entry({{"yr", QStringLiteral("1999-05-01")}})),
-                         song(QStringLiteral("none"), entry({{"tit", QStringLiteral("x")}}))};
-    EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareYear), QStringLiteral("none y1999 y2001"));
+    // Years put missing values first.
+    const Songs years = {song(QStringLiteral("y2001"), {{"yr", "2001"}}),
+                         song(QStringLiteral("y1999"), {{"yr", "1999-05-01"}}),
+                         song(QStringLiteral("none"), {{"tit", "x"}})};
+    EXPECT_EQ(sortedNames(years, SongFileComparisons::compareYear), QStringLiteral("none y1999 y2001"));
 }
 
 TEST(SongFileComparisonsTest, ScoresAndNumbers)
 {
     const QString longLyrics(100, QLatin1Char('l'));
     const Songs lyrics = {song(QStringLiteral("long"), entry({{"lyr", longLyrics}})),
-                          song(QStringLiteral("short"), entry({{"lyr", QStringLiteral("la")}})),
-                          song(QStringLiteral("none"), entry({{"tit", QStringLiteral("x")}}))};
+                          song(QStringLiteral("short"), {{"lyr", "la"}}),
+                          song(QStringLiteral("none"), {{"tit", "x"}})};
     EXPECT_EQ(sortedNames(lyrics, SongFileComparisons::compareLyrics), QStringLiteral("none short long"));
 
     // Lyrics ties are broken by album the other way round.
-    const Songs tied = {song(QStringLiteral("albA"), entry({{"alb", QStringLiteral("A")}})),
-                        song(QStringLiteral("albB"), entry({{"alb", QStringLiteral("B")}}))};
+    const Songs tied = {song(QStringLiteral("albA"), {{"alb", "A"}}),
+                        song(QStringLiteral("albB"), {{"alb", "B"}})};
     EXPECT_EQ(sortedNames(tied, SongFileComparisons::compareLyrics), QStringLiteral("albB albA"));
 
-    auto itunesArt = song(QStringLiteral("itunes"), entry({{"tit", QStringLiteral("x")}}));
+    auto itunesArt = song(QStringLiteral("itunes"), {{"tit", "x"}});
     itunesArt->setHasiTunesArtwork(1);
     const Songs art = {song(QStringLiteral("two"), entry({{"nart", 2}})), itunesArt,
                        song(QStringLiteral("one"), entry({{"nart", 1}})),
-                       song(QStringLiteral("none"), entry({{"tit", QStringLiteral("x")}}))};
+                       song(QStringLiteral("none"), {{"tit", "x"}})};
     EXPECT_EQ(sortedNames(art, SongFileComparisons::compareArt), QStringLiteral("none itunes one two"));
 
-    const Songs bpm = {song(QStringLiteral("fast"), entry({{"bpm", QStringLiteral("140")}})),
-                       song(QStringLiteral("slow"), entry({{"bpm", QStringLiteral("90")}}))};
+    const Songs bpm = {song(QStringLiteral("fast"), {{"bpm", "140"}}),
+                       song(QStringLiteral("slow"), {{"bpm", "90"}})};
     EXPECT_EQ(sortedNames(bpm, SongFileComparisons::compareBPM), QStringLiteral("slow fast"));
 
-    const Songs compilation = {song(QStringLiteral("comp"), entry({{"comp", QStringLiteral("y")}})),
-                               song(QStringLiteral("single"), entry({{"tit", QStringLiteral("x")}}))};
+    const Songs compilation = {song(QStringLiteral("comp"), {{"comp", "y"}}),
+                               song(QStringLiteral("single"), {{"tit", "x"}})};
     EXPECT_EQ(sortedNames(compilation, SongFileComparisons::compareCompilation),
               QStringLiteral("single comp"));
 
@@ -141,8 +142,8 @@ TEST(SongFileComparisonsTest, ScoresAndNumbers)
                             song(QStringLiteral("d1"), entry({{"dat", seconds(1.5)}}))};
     EXPECT_EQ(sortedNames(duration, SongFileComparisons::compareDuration), QStringLiteral("d1 d2"));
 
-    const Songs index = {song(QStringLiteral("i3"), {}), song(QStringLiteral("i1"), {}),
-                         song(QStringLiteral("none"), {})};
+    const Songs index = {song(QStringLiteral("i3"), QVariantMap()), song(QStringLiteral("i1"), QVariantMap()),
+                         song(QStringLiteral("none"), QVariantMap())};
     index[0]->setPlayList(QStringLiteral("Mix"), 3);
     index[1]->setPlayList(QStringLiteral("Mix"), 1);
     EXPECT_EQ(sortedNames(index, SongFileComparisons::compareIndex), QStringLiteral("i1 i3 none"));
@@ -150,8 +151,9 @@ TEST(SongFileComparisonsTest, ScoresAndNumbers)
 
 TEST(SongFileComparisonsTest, ActivityPutsProblemsFirst)
 {
-    Songs songs = {song(QStringLiteral("idle"), {}), song(QStringLiteral("problem"), {}),
-                   song(QStringLiteral("queued"), {})};
+    Songs songs = {song(QStringLiteral("idle"), QVariantMap()),
+                   song(QStringLiteral("problem"), QVariantMap()),
+                   song(QStringLiteral("queued"), QVariantMap())};
     songs[1]->setActivityStatus(SongActivityStatus::Problem);
     songs[2]->setActivityStatus(SongActivityStatus::Queued);
     EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareActivity),
@@ -163,7 +165,7 @@ TEST(SongFileComparisonsTest, ReadVersionComparesTextOnly)
     const QString dir = SongTestFiles::folder(QStringLiteral("versions"));
     const auto mp3 = SongFile::songWithPath(SongTestFiles::writeMp3(
         dir + QStringLiteral("/a.mp3"), {{QStringLiteral("title"), QStringLiteral("t")}}));
-    auto cached = song(QStringLiteral("cached"), {});
+    auto cached = song(QStringLiteral("cached"), QVariantMap());
     ASSERT_TRUE(mp3 && mp3->infotag());
     ASSERT_FALSE(mp3->infotag()->readVersion().isEmpty());
     EXPECT_EQ(SongFileComparisons::compareReadVersion(*mp3, *cached), SongOrdering::Ascending);
@@ -201,12 +203,6 @@ TEST(SongFileComparisonsTest, SortingAListByAColumnGivesTheColumnsOrder)
         ASSERT_NE(compare, nullptr) << column;
         Songs sorted = songs;
         SongFileComparisons::sortSongs(sorted, identifier, false);
-        const auto names = [](const Songs& list) {
-            QStringList result;
-            for (const auto& s : list)
-                result << s->filename().chopped(4);
-            return result.join(QLatin1Char(' '));
-        };
         EXPECT_EQ(names(sorted), sortedNames(songs, compare)) << column;
         SongFileComparisons::sortSongs(sorted, identifier, true);
         Songs reversed = sorted;

@@ -48,17 +48,6 @@ struct AutoSizing
 
 } // namespace
 
-TEST(Atom, ContainerListComesFromTheResource)
-{
-    for (const char* name : {"moov", "udta", "meta", "ilst", "trak", "mdia", "minf", "stbl", "trkn", "covr"})
-        EXPECT_TRUE(Atom::isRecognizedContainer(Atom::codeOf(QString::fromLatin1(name)))) << name;
-    EXPECT_TRUE(Atom::isRecognizedContainer(Atom::codeOf(kNam)));
-    EXPECT_FALSE(Atom::isRecognizedContainer(Atom::codeOf(u"mdat")));
-    EXPECT_FALSE(Atom::isRecognizedContainer(Atom::codeOf(u"stsd")));
-    EXPECT_EQ(Atom::codeOf(kNam), 0xA96E616Du);
-    EXPECT_EQ(Atom::nameOf(0xA96E616Du), kNam);
-}
-
 TEST(Atom, ReadingAndFlatteningAWholeFileGivesTheSameBytes)
 {
     for (bool moovLast : {false, true}) {
@@ -338,28 +327,6 @@ TEST(Atom, CreatingPathsBuildsContainersAndSiblings)
     EXPECT_EQ(Atom::atomDataIn(flat, QStringLiteral("moov:udta")).size(), 8 + 4 + 8 + 8 + 8 + 8 + 5);
     // The receiver stands for the first component; another name finds nothing.
     EXPECT_EQ(root->childAtAtomPath(QStringLiteral("moov:udta"), true), nullptr);
-}
-
-TEST(Atom, HashAndDescriptions)
-{
-    auto leaf = Atom::atomWithName(Atom::codeOf(u"blob"));
-    EXPECT_EQ(leaf->atomHash(), 0u);
-    leaf->setData(QByteArray("\x01\x02\x03", 3));
-    EXPECT_EQ(leaf->atomHash(), 0u * 1 + 1u * 2 + 2u * 3);
-    EXPECT_TRUE(leaf->shortDescription().endsWith(QStringLiteral(" 'blob': 3 bytes (8 hash)>")));
-    EXPECT_TRUE(leaf->shortDescription().startsWith(QStringLiteral("<Atom 0x")));
-
-    auto box = Atom::atomWithName(Atom::codeOf(u"moov"));
-    box->becomeContainer();
-    EXPECT_TRUE(box->shortDescription().endsWith(QStringLiteral("'moov': contains 0 items>")));
-    box->appendChild(std::move(leaf));
-    EXPECT_TRUE(box->shortDescription().endsWith(QStringLiteral("'moov': contains 1 item>")));
-    const QStringList lines = box->descriptionWithIndentLevel(1).split(QLatin1Char('\n'));
-    ASSERT_EQ(lines.size(), 2);
-    EXPECT_TRUE(lines[0].startsWith(QStringLiteral("    <Atom")));
-    EXPECT_TRUE(lines[1].startsWith(QStringLiteral("        <Atom")));
-    EXPECT_TRUE(box->data().isNull());
-    EXPECT_EQ(box->atomHash(), 0u);
 }
 
 TEST(Atom, FileDeviceServesScatteredReadsExactly)

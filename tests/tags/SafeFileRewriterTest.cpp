@@ -56,11 +56,7 @@ class SafeFileRewriterTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        const QString name =
-            QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name());
-        mFolder = TestSupport::scratchFolder() + QStringLiteral("/rewrite/") + name;
-        QDir(mFolder).removeRecursively();
-        QDir().mkpath(mFolder);
+        mFolder = TestSupport::testFolder(QStringLiteral("rewrite"));
         SafeFileRewriter::setJournalFolder(mFolder + QStringLiteral("/journals"));
         SafeFileRewriter::setFaultPoint(Fault::None);
     }
@@ -77,9 +73,10 @@ protected:
         return path;
     }
     QStringList journals() const { return SafeFileRewriter::pendingJournals(); }
-    QStringList setAside() const
+    QStringList setAside() const { return QDir(setAsideFolder()).entryList(QDir::Files); }
+    static QString setAsideFolder()
     {
-        return QDir(SafeFileRewriter::journalFolder() + QStringLiteral("/Set Aside")).entryList(QDir::Files);
+        return SafeFileRewriter::journalFolder() + QStringLiteral("/Set Aside");
     }
 
     QString mFolder;
@@ -202,7 +199,7 @@ TEST_F(SafeFileRewriterTest, RecoveryNeverPutsBackOverAnotherProgramsChange)
         EXPECT_EQ(TestSupport::readFile(path), theirs) << row.name << ": the other program's change is lost";
         EXPECT_TRUE(journals().isEmpty()) << row.name;
         EXPECT_EQ(setAside().size(), 1) << row.name;
-        QDir(SafeFileRewriter::journalFolder() + QStringLiteral("/Set Aside")).removeRecursively();
+        QDir(setAsideFolder()).removeRecursively();
     }
 }
 
@@ -332,10 +329,10 @@ TEST_F(SafeFileRewriterTest, RejectsEditsThatDoNotFitAndUnwritableFiles)
     const QByteArray original = pattern(1000, 0);
     const QString path = makeFile(QStringLiteral("bad.mp3"), original);
     QString error;
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 10, "a"}, {5, 10, "b"}}, FileIdentity(), &error));
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{990, 11, "a"}}, FileIdentity(), &error));
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{-1, 1, "a"}}, FileIdentity(), &error));
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{10, -1, "a"}}, FileIdentity(), &error));
+    // Overlapping, past the end, negative offset or length.
+    for (const QList<FileEdit>& edits : QList<QList<FileEdit>>{
+             {{0, 10, "a"}, {5, 10, "b"}}, {{990, 11, "a"}}, {{-1, 1, "a"}}, {{10, -1, "a"}}})
+        EXPECT_FALSE(SafeFileRewriter::apply(path, edits, FileIdentity(), &error)) << edits.first().offset;
     EXPECT_FALSE(SafeFileRewriter::apply(mFolder + QStringLiteral("/missing.mp3"), {{0, 0, "a"}},
                                          FileIdentity(), &error));
     EXPECT_FALSE(error.isEmpty());
