@@ -129,8 +129,11 @@ void TestSupport::setTagValues(AudioInfoTag& tag, const TagValues& values)
 
 void TestSupport::expectTagValues(const AudioInfoTag& tag, const TagValues& values)
 {
-    for (const auto& [name, value] : values)
-        EXPECT_EQ((tag.*tagField(name).get)(), value) << name;
+    for (const auto& [name, value] : values) {
+        const QString read = (tag.*tagField(name).get)();
+        EXPECT_EQ(read, value) << name;
+        EXPECT_EQ(read.isNull(), value.isNull()) << name << " null";
+    }
 }
 
 void TestSupport::expectJsonValues(const QJsonObject& object, const TagValues& values)
@@ -140,6 +143,8 @@ void TestSupport::expectJsonValues(const QJsonObject& object, const TagValues& v
         QStringList parts;
         for (const QJsonValue& part : json.isArray() ? json.toArray() : QJsonArray{json})
             parts.append(part.isNull() ? QString() : part.toVariant().toString());
-        EXPECT_EQ(parts.join(QLatin1Char('/')), value) << name;
+        const QString text = json.isNull() || json.isUndefined() ? QString() : parts.join(QLatin1Char('/'));
+        EXPECT_EQ(text, value) << name;
+        EXPECT_EQ(text.isNull(), value.isNull()) << name << " null";
     }
 }

@@ -39,10 +39,12 @@ public:
     // "track", "lyrics", "bpm".
     using TagValues = QList<std::pair<const char*, QString>>;
     static void setTagValues(AudioInfoTag& tag, const TagValues& values);
-    // Each value as the tag reads it; a failure names the value.
+    // Each value as the tag reads it, a null value as null; a failure names
+    // the value.
     static void expectTagValues(const AudioInfoTag& tag, const TagValues& values);
     // Each value as text under its name in a JSON object (numbers as digits,
-    // an array of numbers as "3/12"); a failure names the value.
+    // an array of numbers as "3/12", a null value as null or absent); a
+    // failure names the value.
     static void expectJsonValues(const QJsonObject& object, const TagValues& values);
 };
 

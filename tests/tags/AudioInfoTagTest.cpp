@@ -7,6 +7,8 @@
 #include "tags/AudioInfoTag.h"
 #include "tags/MP3InfoTag.h"
 
+#include <QIODevice>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -175,8 +177,8 @@ TEST(AudioInfoTag, iTunesArtworkIsAllOrNothing)
     EXPECT_EQ(tag.numberOfImages(), 0);
 
     // Too short, or an offset too close to the end, is no artwork file.
-    for (const QByteArray& bad :
-         {ID3TestData::bigEndian32(0x7fffffff) + QByteArray(2000, '\0'), QByteArray(1000, '\0')}) {
+    for (const QByteArray& bad : QByteArrayList{ID3TestData::bigEndian32(0x7fffffff) + QByteArray(2000, '\0'),
+                                                QByteArray(1000, '\0')}) {
         ASSERT_TRUE(TestSupport::writeFile(path, bad));
         EXPECT_FALSE(tag.addiTunesArtworkAtPath(path));
     }
