@@ -48,6 +48,24 @@ bool TestSupport::writeFile(const QString& path, const QByteArray& bytes)
     return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
 }
 
+QString TestSupport::scratchFile(const QString& relative, const QByteArray& bytes)
+{
+    const QString path = scratchFolder() + QLatin1Char('/') + relative;
+    EXPECT_TRUE(writeFile(path, bytes)) << path.toStdString();
+    return path;
+}
+
+QByteArray TestSupport::pattern(qsizetype size, int seed)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    quint32 state = 0x12345u + quint32(seed) * 7919u;
+    for (qsizetype i = 0; i < size; ++i) {
+        state = state * 1664525u + 1013904223u;
+        bytes[i] = char(state >> 24);
+    }
+    return bytes;
+}
+
 QString TestSupport::pythonWithMutagen()
 {
     static const QString found = [] {

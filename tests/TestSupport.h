@@ -25,6 +25,12 @@ public:
     static QString fixturesFolder();
     static QByteArray readFile(const QString& path);
     static bool writeFile(const QString& path, const QByteArray& bytes);
+    // Writes `bytes` to `relative` in the scratch folder (folders made as
+    // needed; a failure fails the test) and gives the file's path.
+    static QString scratchFile(const QString& relative, const QByteArray& bytes);
+    // `size` bytes that differ from position to position and from seed to
+    // seed, so that any misplaced byte shows.
+    static QByteArray pattern(qsizetype size, int seed = 0);
     // An interpreter that can import mutagen, or an empty string.
     static QString pythonWithMutagen();
     // Standard output of `script` run by that interpreter; a failure of the

@@ -331,11 +331,8 @@ TEST(Atom, CreatingPathsBuildsContainersAndSiblings)
 
 TEST(Atom, FileDeviceServesScatteredReadsExactly)
 {
-    QByteArray bytes(300 * 1024, '\0');
-    for (qsizetype i = 0; i < bytes.size(); ++i)
-        bytes[i] = static_cast<char>((i * 131 + (i >> 9)) & 0xFF);
-    const QString path = TestSupport::scratchFolder() + QStringLiteral("/device.bin");
-    ASSERT_TRUE(TestSupport::writeFile(path, bytes));
+    const QByteArray bytes = TestSupport::pattern(300 * 1024);
+    const QString path = TestSupport::scratchFile(QStringLiteral("device.bin"), bytes);
     AtomFileDevice device(path);
     EXPECT_FALSE(device.open(QIODevice::ReadWrite));
     ASSERT_TRUE(device.open(QIODevice::ReadOnly));

@@ -26,16 +26,9 @@ namespace {
 
 using Fault = SafeFileRewriter::FaultPoint;
 
-// Distinct, position-dependent bytes so that any misplaced byte shows.
 QByteArray pattern(int size, int seed)
 {
-    QByteArray bytes(size, Qt::Uninitialized);
-    quint32 state = 0x12345u + quint32(seed) * 7919u;
-    for (int i = 0; i < size; ++i) {
-        state = state * 1664525u + 1013904223u;
-        bytes[i] = char(state >> 24);
-    }
-    return bytes;
+    return TestSupport::pattern(size, seed);
 }
 
 // What the edits should produce from `original`, computed independently.

@@ -1,6 +1,7 @@
 // One song file read once: the device serves every reader the file's own
 // bytes, in a few system calls, and the type the tag is read as is the one
 // the bytes and then the name decide.
+#include "ID3TestData.h"
 #include "Mp4TestFiles.h"
 #include "MpegTestFiles.h"
 #include "TestSupport.h"
@@ -21,48 +22,32 @@ namespace {
 
 using Spec = MpegTestFiles::FrameSpec;
 
+using T = ID3TestData;
+
 QString scratch(const QString& name)
 {
-    const QString folder = TestSupport::scratchFolder() + QStringLiteral("/device/");
-    QDir().mkpath(folder);
-    return folder + name;
+    QDir().mkpath(TestSupport::scratchFolder() + QStringLiteral("/device"));
+    return TestSupport::scratchFolder() + QStringLiteral("/device/") + name;
 }
 
 QString written(const QString& name, const QByteArray& bytes)
 {
-    const QString path = scratch(name);
-    EXPECT_TRUE(TestSupport::writeFile(path, bytes));
-    return path;
-}
-
-QByteArray pattern(qsizetype length)
-{
-    QByteArray bytes(length, Qt::Uninitialized);
-    for (qsizetype i = 0; i < length; ++i)
-        bytes[i] = static_cast<char>((i * 131 + (i >> 9)) & 0xFF);
-    return bytes;
+    return TestSupport::scratchFile(QStringLiteral("device/") + name, bytes);
 }
 
 // An ID3v2.3 tag holding a title and a picture of `pictureBytes` bytes.
 QByteArray taggedPrefix(int pictureBytes)
 {
-    const auto frame = [](const char* id, const QByteArray& body) -> QByteArray {
-        QByteArray size(4, '\0');
-        for (int i = 0; i < 4; ++i)
-            size[i] = static_cast<char>((body.size() >> (24 - 8 * i)) & 0xFF);
-        return QByteArray(id, 4) + size + QByteArray(2, '\0') + body;
-    };
-    const QByteArray frames =
-        frame("TIT2", QByteArray("\0Device", 7)) +
-        frame("APIC", QByteArray("\0image/jpeg\0\3\0", 14) + QByteArray(pictureBytes, 'J'));
-    return MpegTestFiles::id3v2Header(3, quint32(frames.size())) + frames;
+    return T::tag(3,
+                  {T::frame("TIT2", QByteArray("\0Device", 7)),
+                   T::frame("APIC", QByteArray("\0image/jpeg\0\3\0", 14) + QByteArray(pictureBytes, 'J'))});
 }
 
 } // namespace
 
 TEST(SongFileDevice, EveryReadGivesTheFileBytes)
 {
-    const QByteArray bytes = pattern(3 * 1024 * 1024 + 777);
+    const QByteArray bytes = TestSupport::pattern(3 * 1024 * 1024 + 777);
     const qint64 size = bytes.size();
     // Head, reads just past it and far from it, the tail, blocks, long reads,
     // reads across the ends of what is kept, the very end and beyond.
@@ -142,7 +127,7 @@ TEST(SongFileDevice, NamesThatAreNoFilesAreRefusedAtOnce)
 
 TEST(SongFileDevice, AFileCutShortWhileOpenGivesNoBytes)
 {
-    const QByteArray bytes = pattern(2 * 1024 * 1024);
+    const QByteArray bytes = TestSupport::pattern(2 * 1024 * 1024);
     const QString path = written(QStringLiteral("cut.bin"), bytes);
     SongFileDevice file(path);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
@@ -178,8 +163,8 @@ TEST(SongFileDevice, TypeReadAsIsTheBytesThenTheName)
                 {"few.mp3", fewFrames},
                 {"dozen.mp3", dozenFrames},
                 {"dozen.m4a", dozenFrames},
-                {"noise.mp3", pattern(50000)},
-                {"noise.ogg", pattern(50000)}};
+                {"noise.mp3", TestSupport::pattern(50000)},
+                {"noise.ogg", TestSupport::pattern(50000)}};
     for (const auto& row : rows) {
         const QString path = written(QString::fromLatin1(row.name), row.bytes);
         SongDataType expected = SongFileType::songDataTypeAtPath(path);
