@@ -40,50 +40,7 @@ F::Options withItems()
     return o;
 }
 
-struct AutoSizing
-{
-    AutoSizing() { Atom::setAutoSizing(true); }
-    ~AutoSizing() { Atom::setAutoSizing(false); }
-};
-
 } // namespace
-
-TEST(Atom, ReadingAndFlatteningAWholeFileGivesTheSameBytes)
-{
-    for (bool moovLast : {false, true}) {
-        F::Options o = withItems();
-        o.moovAfterMdat = moovLast;
-        o.freeAfterMoov = 64;
-        Tree t(F::m4a(o));
-        ASSERT_TRUE(t.root);
-        EXPECT_EQ(t.root->nameString(), QStringLiteral("FILE"));
-        EXPECT_EQ(t.image(), t.data);
-        EXPECT_EQ(t.root->flattenedSize(), static_cast<quint64>(t.data.size() + 8));
-        // Leaves stay in the file until asked for.
-        Atom* mdat = t.root->childAtAtomPath(QStringLiteral("FILE:mdat"));
-        ASSERT_TRUE(mdat);
-        EXPECT_TRUE(mdat->isUnchangedFromFile());
-        EXPECT_EQ(mdat->file(), &t.buffer);
-        EXPECT_EQ(t.data.mid(mdat->originalOffset(), 4), QByteArray::fromHex("00001008"));
-    }
-}
-
-TEST(Atom, MetaChildrenStartTwelveBytesInAndFlatteningRestoresTheVersion)
-{
-    Tree t(F::m4a(withItems()));
-    Atom* meta = t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta"));
-    ASSERT_TRUE(meta);
-    ASSERT_FALSE(meta->contents().empty());
-    const Atom* hdlr = meta->contents().front().get();
-    EXPECT_EQ(hdlr->originalOffset(), meta->originalOffset() + 12);
-    EXPECT_EQ(hdlr->fileDataOffset(), meta->originalOffset() + 20);
-    EXPECT_TRUE(meta->hasMetaVersion());
-    // size() leaves the version bytes out, the flattened form has them.
-    EXPECT_EQ(meta->flattenedSize(), meta->size() + 8 + 4);
-    const QByteArray flat = meta->flattenedData();
-    EXPECT_EQ(flat.mid(8, 4), QByteArray(4, '\0'));
-    EXPECT_EQ(flat, t.data.mid(meta->originalOffset(), flat.size()));
-}
 
 TEST(Atom, QuickTimeMetaWithoutVersionBytesRoundTrips)
 {
@@ -252,41 +209,6 @@ TEST(Atom, HostileNestingAndCountsAreBounded)
     EXPECT_EQ(pad.root->contents()[0]->contents().size(), 1u);
 }
 
-TEST(Atom, AutoSizingKeepsTheTotalByAdjustingFree)
-{
-    F::Options o = withItems();
-    o.items.append(F::atom(QStringLiteral("\u00A9lyr"), F::dataAtom(1, QByteArray(92, 'l'))));
-    Tree t(F::m4a(o));
-    const quint64 total = t.root->flattenedSize();
-    Atom* meta = t.root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta"));
-    Atom* free = meta->childAtAtomPath(QStringLiteral("meta:free"));
-    Atom* lyrics = meta->childAtAtomPath(QStringLiteral("meta:ilst:\u00A9lyr:data"));
-    ASSERT_TRUE(free && lyrics);
-    ASSERT_EQ(lyrics->size(), 100u);
-    AutoSizing on;
-    lyrics->setData(QByteArray(80, 'x'));
-    EXPECT_EQ(free->size(), 220u);
-    EXPECT_EQ(t.root->flattenedSize(), total);
-
-    lyrics->setStringValue(QString(150, QLatin1Char('y')));
-    EXPECT_EQ(free->size(), 220u - 78u);
-    Atom* created = meta->childAtAtomPath(QStringLiteral("meta:ilst:\u00A9ART:data"), true);
-    ASSERT_TRUE(created);
-    EXPECT_EQ(created->parent()->nameString(), QStringLiteral("\u00A9ART"));
-    created->setStringValue(QStringLiteral("Artist"));
-    EXPECT_EQ(t.root->flattenedSize(), total);
-    created->parent()->removeFromContainer();
-    EXPECT_EQ(t.root->flattenedSize(), total);
-    EXPECT_EQ(free->size(), 220u - 78u);
-
-    // A growth the free atom cannot absorb leaves it alone and answers false.
-    const quint64 before = free->size();
-    EXPECT_FALSE(lyrics->resizeSiblingFreeBy(-static_cast<qint64>(before)));
-    lyrics->setData(QByteArray(static_cast<int>(before) + 500, 'z'));
-    EXPECT_EQ(free->size(), before);
-    EXPECT_GT(t.root->flattenedSize(), total);
-}
-
 TEST(Atom, EditingWithoutAutoSizingChangesOnlyTheAtom)
 {
     Tree t(F::m4a(withItems()));
@@ -307,26 +229,6 @@ TEST(Atom, EditingWithoutAutoSizingChangesOnlyTheAtom)
     EXPECT_TRUE(free->setSize(30));
     EXPECT_EQ(free->size(), 30u);
     EXPECT_FALSE(title->parent()->setSize(4));
-}
-
-TEST(Atom, CreatingPathsBuildsContainersAndSiblings)
-{
-    auto root = Atom::atomWithName(Atom::codeOf(u"FILE"));
-    root->becomeContainer();
-    Atom* data = root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:\u00A9alb:data"), true);
-    ASSERT_TRUE(data);
-    data->setStringValue(QStringLiteral("Album"));
-    EXPECT_FALSE(data->isContainer());
-    Atom* second = root->childAtAtomPath(QStringLiteral("FILE:moov:udta"), true, QStringLiteral("1:1:2"));
-    ASSERT_TRUE(second);
-    EXPECT_FALSE(second->isContainer()); // the last component is made a leaf
-    const Atom* moov = root->contents().front().get();
-    EXPECT_EQ(moov->contents().size(), 2u);
-    EXPECT_EQ(root->childAtAtomPath(QStringLiteral("FILE:moov:udta:meta:ilst:\u00A9alb:data")), data);
-    const QByteArray flat = root->flattenedData().mid(8);
-    EXPECT_EQ(Atom::atomDataIn(flat, QStringLiteral("moov:udta")).size(), 8 + 4 + 8 + 8 + 8 + 8 + 5);
-    // The receiver stands for the first component; another name finds nothing.
-    EXPECT_EQ(root->childAtAtomPath(QStringLiteral("moov:udta"), true), nullptr);
 }
 
 TEST(Atom, FileDeviceServesScatteredReadsExactly)
