@@ -147,29 +147,15 @@ TEST(SongFileComparisonsTest, ScoresAndNumbers)
     index[0]->setPlayList(QStringLiteral("Mix"), 3);
     index[1]->setPlayList(QStringLiteral("Mix"), 1);
     EXPECT_EQ(sortedNames(index, SongFileComparisons::compareIndex), QStringLiteral("i1 i3 none"));
-}
 
-TEST(SongFileComparisonsTest, ActivityPutsProblemsFirst)
-{
-    Songs songs = {song(QStringLiteral("idle"), QVariantMap()),
-                   song(QStringLiteral("problem"), QVariantMap()),
-                   song(QStringLiteral("queued"), QVariantMap())};
-    songs[1]->setActivityStatus(SongActivityStatus::Problem);
-    songs[2]->setActivityStatus(SongActivityStatus::Queued);
-    EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareActivity),
+    // Problems first.
+    const Songs activity = {song(QStringLiteral("idle"), QVariantMap()),
+                            song(QStringLiteral("problem"), QVariantMap()),
+                            song(QStringLiteral("queued"), QVariantMap())};
+    activity[1]->setActivityStatus(SongActivityStatus::Problem);
+    activity[2]->setActivityStatus(SongActivityStatus::Queued);
+    EXPECT_EQ(sortedNames(activity, SongFileComparisons::compareActivity),
               QStringLiteral("problem queued idle"));
-}
-
-TEST(SongFileComparisonsTest, ReadVersionComparesTextOnly)
-{
-    const QString dir = SongTestFiles::folder(QStringLiteral("versions"));
-    const auto mp3 = SongFile::songWithPath(SongTestFiles::writeMp3(
-        dir + QStringLiteral("/a.mp3"), {{QStringLiteral("title"), QStringLiteral("t")}}));
-    auto cached = song(QStringLiteral("cached"), QVariantMap());
-    ASSERT_TRUE(mp3 && mp3->infotag());
-    ASSERT_FALSE(mp3->infotag()->readVersion().isEmpty());
-    EXPECT_EQ(SongFileComparisons::compareReadVersion(*mp3, *cached), SongOrdering::Ascending);
-    EXPECT_EQ(SongFileComparisons::compareReadVersion(*cached, *mp3), SongOrdering::Descending);
 }
 
 TEST(SongFileComparisonsTest, SortingAListByAColumnGivesTheColumnsOrder)

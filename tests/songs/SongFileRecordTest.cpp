@@ -47,16 +47,17 @@ public:
     FakeiTunes(const QString& folder, const QString& playingPath, const QString& refreshedPath)
         : mFolder(folder), mOldPath(qgetenv("PATH"))
     {
-        QDir().mkpath(mFolder + QStringLiteral("/bin"));
-        const QByteArray script = "#!/bin/sh\nsrc=$(cat)\nprintf '%s\\n====\\n' \"$src\" >> '" +
-                                  QFile::encodeName(mFolder) +
-                                  "/scripts.log'\n"
-                                  "case \"$src\" in\n"
-                                  "  *\"current track\"*) printf '%s\\n' '" +
-                                  playingPath.toUtf8() +
-                                  "' ;;\n"
-                                  "  *\"refresh theTrack\"*) printf '%s\\n' '" +
-                                  refreshedPath.toUtf8() + "' ;;\nesac\nexit 0\n";
+        const QByteArray script = QStringLiteral(R"(#!/bin/sh
+src=$(cat)
+printf '%s\n====\n' "$src" >> '%1/scripts.log'
+case "$src" in
+  *"current track"*) printf '%s\n' '%2' ;;
+  *"refresh theTrack"*) printf '%s\n' '%3' ;;
+esac
+exit 0
+)")
+                                      .arg(mFolder, playingPath, refreshedPath)
+                                      .toUtf8();
         const QString osascript = mFolder + QStringLiteral("/bin/osascript");
         TestSupport::writeFile(osascript, script);
         QFile::setPermissions(osascript, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
