@@ -271,23 +271,3 @@ TEST(MP3Write, SameLengthChangeTouchesOnlyThoseBytes)
     EXPECT_EQ(reread->title(), QStringLiteral("BBBB"));
 }
 
-TEST(MP3Write, TagDataLayout)
-{
-    MP3InfoTag tag;
-    tag.setTitle(QStringLiteral("Hi"));
-    tag.setYear(QStringLiteral("2000"));
-    const QByteArray v23 = tag.dataForID3V23orV24(false);
-    const QByteArray expected = QByteArray("ID3\x03\0\0\0\0\0\x1e", 10) +
-                                QByteArray("TIT2\0\0\0\x04\0\0\0Hi\0", 14) +
-                                QByteArray("TYER\0\0\0\x06\0\0\0"
-                                           "2000\0",
-                                           16);
-    EXPECT_EQ(v23, expected);
-    const QByteArray unicode = [] {
-        MP3InfoTag t;
-        t.setTitle(QStringLiteral("\u2603"));
-        return t.dataForID3V23orV24(true);
-    }();
-    EXPECT_EQ(unicode.mid(10), QByteArray("TIT2\0\0\0\x07\0\0\x01\xfe\xff\x26\x03\0\0", 17))
-        << "Unicode text: encoding byte 1, then a byte-order mark and big-endian units";
-}
