@@ -1,8 +1,6 @@
 #include "support/LocalizedStrings.h"
 #include "support/BundleInfo.h"
 
-#include <QRegularExpression>
-
 #include <gtest/gtest.h>
 
 TEST(LocalizedStrings, LooksUpTextsByKey)
@@ -14,15 +12,4 @@ TEST(LocalizedStrings, LooksUpTextsByKey)
               QStringLiteral("NoSuchKeyAnywhere"));
     EXPECT_TRUE(LocalizedStrings::format(QStringLiteral("CliAbout"), BundleInfo::shortVersion())
                     .contains(BundleInfo::shortVersion()));
-}
-
-TEST(BundleInfo, IsFilledAtConfigureTime)
-{
-    EXPECT_TRUE(QRegularExpression(QStringLiteral(R"(^\d+\.\d+\.\d+$)"))
-                    .match(BundleInfo::shortVersion())
-                    .hasMatch());
-    bool numeric = false;
-    BundleInfo::version().toInt(&numeric);
-    EXPECT_TRUE(numeric);
-    EXPECT_EQ(BundleInfo::identifier(), QStringLiteral("com.wendmark.quillbeat"));
 }
