@@ -26,6 +26,18 @@ QString page(const char* body)
     return QString::fromUtf8(body);
 }
 
+// The entries parsed from a page, each in brackets, cells joined by "|".
+QString entries(const QString& html, const QVariantMap& description = tableDescription())
+{
+    const auto parsed = WMUtility::parsedContentsOfHTML(html, description);
+    if (!parsed)
+        return QStringLiteral("(refused)");
+    QStringList joined;
+    for (const QStringList& entry : *parsed)
+        joined << QLatin1Char('[') + entry.join(QLatin1Char('|')) + QLatin1Char(']');
+    return joined.join(QString());
+}
+
 } // namespace
 
 TEST(PageExtraction, TableRowsBecomeEntriesOfCells)
@@ -37,34 +49,22 @@ TEST(PageExtraction, TableRowsBecomeEntriesOfCells)
                               "<TR><TD>Two</TD><td>4:02</td></tr>\n"
                               "<tr><td>Three</td><td>5:03</td></tr>\n"
                               "</TABLE><table><tr><td>Never</td></tr></table></html>");
-    const auto parsed = WMUtility::parsedContentsOfHTML(html, tableDescription());
-    ASSERT_TRUE(parsed.has_value());
-    ASSERT_EQ(parsed->size(), 3);
-    EXPECT_EQ(parsed->at(0),
-              (QStringList{QStringLiteral("<td>One</td>"), QStringLiteral("<td class=t>3:01</td>")}));
-    EXPECT_EQ(parsed->at(1), (QStringList{QStringLiteral("<TD>Two</TD>"), QStringLiteral("<td>4:02</td>")}));
-    EXPECT_EQ(parsed->at(2),
-              (QStringList{QStringLiteral("<td>Three</td>"), QStringLiteral("<td>5:03</td>")}));
+    EXPECT_EQ(entries(html), QStringLiteral("[<td>One</td>|<td class=t>3:01</td>][<TD>Two</TD>|<td>4:02</td>]"
+                                            "[<td>Three</td>|<td>5:03</td>]"));
 }
 
 TEST(PageExtraction, MissingMarkersAndLists)
 {
     QVariantMap incomplete = tableDescription();
     incomplete.remove(QStringLiteral("textEnd"));
-    EXPECT_FALSE(WMUtility::parsedContentsOfHTML(page("<tr><td>x</td></table>"), incomplete).has_value());
-    EXPECT_FALSE(WMUtility::parsedContentsOfHTML(QString(), tableDescription()).has_value());
-    const auto noList = WMUtility::parsedContentsOfHTML(page("<p>nothing here</p>"), tableDescription());
-    ASSERT_TRUE(noList.has_value());
-    EXPECT_TRUE(noList->isEmpty());
-    const auto noEnd = WMUtility::parsedContentsOfHTML(page("<tr><tr><td>x</td>"), tableDescription());
-    ASSERT_TRUE(noEnd.has_value());
-    EXPECT_TRUE(noEnd->isEmpty());
+    EXPECT_EQ(entries(page("<tr><td>x</td></table>"), incomplete), QStringLiteral("(refused)"));
+    EXPECT_EQ(entries(QString()), QStringLiteral("(refused)"));
+    EXPECT_EQ(entries(page("<p>nothing here</p>")), QString());
+    EXPECT_EQ(entries(page("<tr><tr><td>x</td>")), QString());
     // An empty marker is never found.
     QVariantMap emptyBegin = tableDescription();
     emptyBegin.insert(QStringLiteral("listBegin"), QString());
-    const auto none = WMUtility::parsedContentsOfHTML(page("<tr><tr><td>x</td></table>"), emptyBegin);
-    ASSERT_TRUE(none.has_value());
-    EXPECT_TRUE(none->isEmpty());
+    EXPECT_EQ(entries(page("<tr><tr><td>x</td></table>"), emptyBegin), QString());
 }
 
 TEST(PageExtraction, PiecesStopAtStrayEndsAndEntryBounds)
@@ -75,11 +75,7 @@ TEST(PageExtraction, PiecesStopAtStrayEndsAndEntryBounds)
                               "<tr><td>open"                  // its end lies in the next entry
                               "<tr><td>c</td>"
                               "</table>");
-    const auto parsed = WMUtility::parsedContentsOfHTML(html, tableDescription());
-    ASSERT_TRUE(parsed.has_value());
-    ASSERT_EQ(parsed->size(), 2);
-    EXPECT_EQ(parsed->at(0), QStringList{QStringLiteral("<td>a</td>")});
-    EXPECT_EQ(parsed->at(1), QStringList{QStringLiteral("<td>c</td>")});
+    EXPECT_EQ(entries(html), QStringLiteral("[<td>a</td>][<td>c</td>]"));
 }
 
 TEST(QueryEncoding, StringForPost)
