@@ -113,31 +113,30 @@ TEST(AACInfoTag, ReadsSparseAndOddValues)
 
 TEST(AACInfoTag, BitRateFallsBackToTheMediaSize)
 {
-    F::Options o;
-    o.esdsBitRate = 0;
-    o.chunkCount = 10;
-    o.chunkBytes = 16000; // 160000 bytes over 10 s: 129 with the 124 divisor, taken as 128
-    auto tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("nobitrate"), o));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->bitrate(), 128);
-
-    o.chunkBytes = 31000; // 310000 bytes: 250
-    tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("nobitrate2"), o));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->bitrate(), 250);
-
-    o.esdsBitRate = 128000;
-    o.protectedTrack = true; // a protected track's stated rate is not trusted
-    tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("drms"), o));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->bitrate(), 250);
-    EXPECT_EQ(tag->samplerate(), 44100);
-
-    o.protectedTrack = false;
-    o.esdsBitRate = 900000;
-    tag = AACInfoTag::tagAtPath(writeM4a(QStringLiteral("capped"), o));
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(tag->bitrate(), 320);
+    // Ten chunks over 10 s. 160000 bytes give 129 with the 124 divisor, taken
+    // as 128; a protected track's stated rate is not trusted.
+    const struct
+    {
+        const char* name;
+        quint32 stated;
+        int chunkBytes;
+        bool isProtected;
+        int bitRate;
+    } rows[] = {{"nobitrate", 0, 16000, false, 128},
+                {"nobitrate2", 0, 31000, false, 250},
+                {"drms", 128000, 31000, true, 250},
+                {"capped", 900000, 31000, false, 320}};
+    for (const auto& row : rows) {
+        F::Options o;
+        o.esdsBitRate = row.stated;
+        o.chunkCount = 10;
+        o.chunkBytes = row.chunkBytes;
+        o.protectedTrack = row.isProtected;
+        auto tag = AACInfoTag::tagAtPath(writeM4a(QString::fromLatin1(row.name), o));
+        ASSERT_TRUE(tag) << row.name;
+        EXPECT_EQ(tag->bitrate(), row.bitRate) << row.name;
+        EXPECT_EQ(tag->samplerate(), 44100) << row.name;
+    }
 }
 
 TEST(AACInfoTag, EveryValueRoundTrips)
