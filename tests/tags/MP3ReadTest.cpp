@@ -53,37 +53,6 @@ TEST(MP3Read, TooSmallFileHasNoTag)
     EXPECT_FALSE(MP3InfoTag::tagAtPath(T::scratchPath(QStringLiteral("missing.mp3"))));
 }
 
-TEST(MP3Read, V23TextFramesAndFileProperties)
-{
-    const QByteArray tag =
-        T::tag(3,
-               {text("TIT2", QStringLiteral("Title")), text("TPE1", QStringLiteral("Art\u00efst")),
-                text("TALB", QStringLiteral("\u00c4lbum \u2603"), 1), text("TYER", QStringLiteral("1999")),
-                text("TRCK", QStringLiteral("3/12")), text("TCON", QStringLiteral("(17)")),
-                text("TBPM", QStringLiteral("120")), text("TCMP", QStringLiteral("1"))},
-               100);
-    const QString path = T::writeMp3(QStringLiteral("v23.mp3"), tag);
-    auto parsed = AudioInfoTag::tagWithPath(path);
-    ASSERT_TRUE(parsed);
-    EXPECT_EQ(parsed->readVersion(), QStringLiteral("2.3.0"));
-    TestSupport::expectTagValues(*parsed, {{"title", QStringLiteral("Title")},
-                                           {"artist", QStringLiteral("Art\u00efst")},
-                                           {"album", QStringLiteral("\u00c4lbum \u2603")},
-                                           {"year", QStringLiteral("1999")},
-                                           {"track", QStringLiteral("3/12")},
-                                           {"genre", QStringLiteral("Rock")},
-                                           {"bpm", QStringLiteral("120")}});
-    EXPECT_TRUE(parsed->isPartOfCompilation());
-    EXPECT_FALSE(parsed->encounteredProblemDecoding());
-    EXPECT_FALSE(parsed->tagHasBeenModified());
-    EXPECT_EQ(parsed->samplerate(), 44100);
-    EXPECT_EQ(parsed->bitrate(), 128);
-    auto* mp3 = dynamic_cast<MP3InfoTag*>(parsed.get());
-    ASSERT_TRUE(mp3);
-    EXPECT_EQ(mp3->id3v2Range(), (ID3Range{0, tag.size()}));
-    EXPECT_TRUE(mp3->frameIDs().contains(QStringLiteral("TDRC"))); // a read TYER is kept as TDRC
-}
-
 TEST(MP3Read, OddFramesAreReadAsWritersMeantThem)
 {
     struct Row

@@ -18,11 +18,6 @@ QByteArray text(const char* id, const QString& value, int encoding = 0)
     return T::frame(id, T::textBody(value, encoding));
 }
 
-struct SynchSafeGuard
-{
-    ~SynchSafeGuard() { MP3InfoTag::setWriteSynchSafeSizesInV24(false); }
-};
-
 // The file's bytes between its ID3v2 tag and its ID3v1 block.
 QByteArray audioOf(const QString& path)
 {
@@ -84,59 +79,6 @@ TEST(MP3Write, V23RoundTripKeepsRawFramesAndAudio)
     // The ID3v1 block was regenerated from the new values.
     EXPECT_EQ(file.right(128).mid(3, 5), QByteArray("N\xe9w ?"));
     EXPECT_EQ(file.right(128).mid(33, 6), QByteArray("Artist"));
-}
-
-TEST(MP3Write, V24FrameSizesFollowTheSwitch)
-{
-    SynchSafeGuard guard;
-    const QString path =
-        T::writeMp3(QStringLiteral("w24.mp3"), T::tag(4, {text("TIT2", QStringLiteral("x"))}));
-    for (const bool synchSafe : {false, true}) {
-        MP3InfoTag::setWriteSynchSafeSizesInV24(synchSafe);
-        auto tag = MP3InfoTag::tagAtPath(path);
-        ASSERT_TRUE(tag);
-        tag->removeFramesWithID(QStringLiteral("TIT2"));
-        // 1 encoding byte + 198 + terminator: a 200-byte frame.
-        tag->appendFrame(QStringLiteral("TIT2"), QStringList{QString(198, QLatin1Char('v'))});
-        tag->setYear(QStringLiteral("2001-02-03"));
-        auto reread = writeAndReread(*tag, path);
-        ASSERT_TRUE(reread);
-        const QByteArray file = TestSupport::readFile(path);
-        const qsizetype title = file.indexOf("TIT2");
-        EXPECT_EQ(file.mid(title + 4, 4),
-                  synchSafe ? QByteArray("\0\0\x01\x48", 4) : QByteArray("\0\0\0\xc8", 4));
-        EXPECT_EQ(reread->readVersion(), QStringLiteral("2.4.0"));
-        EXPECT_EQ(reread->title(), QString(198, QLatin1Char('v')));
-        EXPECT_EQ(reread->year(), QStringLiteral("2001-02-03"));
-        EXPECT_TRUE(file.contains("TDRC"));
-    }
-}
-
-TEST(MP3Write, V22RoundTrip)
-{
-    const QByteArray png = T::png(2, 2);
-    const QByteArray tcm = T::frame22("TCM", T::textBody(QStringLiteral("Composer")));
-    const QString path = T::writeMp3(QStringLiteral("w22.mp3"),
-                                     T::tag(2, {T::frame22("TT2", T::textBody(QStringLiteral("Two"))), tcm,
-                                                T::frame22("PIC", QByteArray("\0PNG\0\0", 6) + png)}));
-    const QByteArray audioBefore = audioOf(path);
-    auto tag = MP3InfoTag::tagAtPath(path);
-    ASSERT_TRUE(tag);
-    tag->setArtist(QStringLiteral("\u00c5se \u263a"));
-    tag->setLyrics(QStringLiteral("Zw\u00f6lf"));
-    tag->setGenres(QStringLiteral("Jazz"));
-    auto reread = writeAndReread(*tag, path);
-    ASSERT_TRUE(reread);
-    EXPECT_EQ(reread->readVersion(), QStringLiteral("2.2.0"));
-    EXPECT_EQ(reread->title(), QStringLiteral("Two"));
-    EXPECT_EQ(reread->artist(), QStringLiteral("\u00c5se \u263a"));
-    EXPECT_EQ(reread->lyrics(), QStringLiteral("Zw\u00f6lf"));
-    EXPECT_EQ(reread->genres(), QStringLiteral("Jazz"));
-    ASSERT_EQ(reread->numberOfImages(), 1);
-    EXPECT_EQ(reread->images().first().imageData(), png);
-    EXPECT_TRUE(reread->frameIDs().contains(QStringLiteral("TP1")));
-    EXPECT_TRUE(TestSupport::readFile(path).contains(tcm));
-    EXPECT_EQ(audioOf(path), audioBefore);
 }
 
 TEST(MP3Write, ID3v1OnlyFileStaysID3v1UntilItCannot)
