@@ -4,7 +4,6 @@
 #include "support/WMLog.h"
 #include "tags/AACInfoTag.h"
 #include "tags/Atom.h"
-#include "tags/FileIdentity.h"
 
 #include <QBuffer>
 #include <QDateTime>
@@ -271,31 +270,6 @@ TEST(AACInfoTag, AFileWithoutItemListIsGivenOne)
     AACInfoTag missing;
     EXPECT_FALSE(missing.modifySongFileAtPath(scratch(QStringLiteral("missing")), &error));
     EXPECT_FALSE(error.isEmpty());
-}
-
-TEST(AACInfoTag, ATitleChangeThatFitsTheFreeSpaceKeepsTheMediaInPlace)
-{
-    for (bool topLevelFree : {false, true}) {
-        F::Options o = richFile();
-        (topLevelFree ? o.freeAfterMoov : o.freeInMeta) = 500;
-        const QString path = writeM4a(QStringLiteral("fits%1").arg(topLevelFree), o);
-        const QByteArray before = TestSupport::readFile(path);
-        const FileIdentity identity = FileIdentity::of(path);
-        auto tag = AACInfoTag::tagAtPath(path);
-        ASSERT_TRUE(tag);
-        tag->setTitle(QStringLiteral("A rather longer title than before"));
-        QString error;
-        ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
-        EXPECT_TRUE(tag->lastSaveKeptMediaInPlace());
-        const QByteArray after = TestSupport::readFile(path);
-        ASSERT_EQ(after.size(), before.size());
-        const qsizetype mdat = after.indexOf("mdat") - 4;
-        EXPECT_EQ(before.indexOf("mdat") - 4, mdat);
-        EXPECT_EQ(after.mid(mdat), before.mid(mdat));
-        EXPECT_EQ(F::chunkOffsets(after), F::chunkOffsets(before));
-        EXPECT_TRUE(FileIdentity::of(path).isSameFile(identity)); // rewritten in place
-        EXPECT_EQ(AACInfoTag::tagAtPath(path)->title(), QStringLiteral("A rather longer title than before"));
-    }
 }
 
 TEST(AACInfoTag, AGrowingWriteMovesTheMediaAndEveryChunkOffset)
