@@ -139,6 +139,14 @@ const TagField& tagField(const char* name)
 
 } // namespace
 
+bool TestSupport::save(AudioInfoTag& tag, const QString& path)
+{
+    QString error;
+    const bool saved = tag.modifySongFileAtPath(path, &error);
+    EXPECT_TRUE(saved) << path.toStdString() << ": " << error.toStdString();
+    return saved;
+}
+
 void TestSupport::setTagValues(AudioInfoTag& tag, const TagValues& values)
 {
     for (const auto& [name, value] : values)

@@ -41,6 +41,8 @@ public:
     // 32-bit fields, from the second of the write).
     static bool isCompleteWrite(const QByteArray& now, const QByteArray& complete);
 
+    // Writes the tag into the file; a refusal fails the test with its reason.
+    static bool save(AudioInfoTag& tag, const QString& path);
     // Tag values by name: "title", "artist", "album", "year", "genre",
     // "track", "lyrics", "bpm".
     using TagValues = QList<std::pair<const char*, QString>>;

@@ -156,8 +156,7 @@ TEST(AACInfoTag, EveryValueRoundTrips)
     ASSERT_TRUE(tag->addImage(*ID3Image::imageWithData(F::fakeJpeg(5000))));
     ASSERT_TRUE(tag->addImage(*ID3Image::imageWithData(F::fakePng(700))));
     EXPECT_TRUE(tag->tagHasBeenModified());
-    QString error;
-    ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+    ASSERT_TRUE(TestSupport::save(*tag, path));
 
     auto back = AACInfoTag::tagAtPath(path);
     ASSERT_TRUE(back);
@@ -186,7 +185,7 @@ TEST(AACInfoTag, EveryValueRoundTrips)
     back->setBPM(QStringLiteral("0"));
     back->setIsPartOfCompilation(false);
     back->removeAllImages();
-    ASSERT_TRUE(back->modifySongFileAtPath(path, &error)) << error.toStdString();
+    ASSERT_TRUE(TestSupport::save(*back, path));
     const QByteArray cleared = TestSupport::readFile(path);
     for (const QString& item : {kNam, QStringLiteral("\u00A9gen"), QStringLiteral("trkn"),
                                 QStringLiteral("tmpo"), QStringLiteral("covr")})
@@ -238,8 +237,7 @@ TEST(AACInfoTag, AFileWithoutItemListIsGivenOne)
         auto tag = AACInfoTag::tagAtPath(path);
         ASSERT_TRUE(tag);
         tag->setTitle(QStringLiteral("x"));
-        QString error;
-        ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+        ASSERT_TRUE(TestSupport::save(*tag, path));
         const QByteArray file = TestSupport::readFile(path);
         EXPECT_EQ(itemData(file, kNam).mid(8), QByteArray("x"));
         F::expectChunksInPlace(file, o);
@@ -282,8 +280,7 @@ TEST(AACInfoTag, AGrowingWriteMovesTheMediaAndEveryChunkOffset)
         auto tag = AACInfoTag::tagAtPath(path);
         ASSERT_TRUE(tag);
         tag->setLyrics(QString(5000, QLatin1Char('w')));
-        QString error;
-        ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+        ASSERT_TRUE(TestSupport::save(*tag, path));
         EXPECT_EQ(tag->lastSaveKeptMediaInPlace(), moovLast);
         const QByteArray after = TestSupport::readFile(path);
         const qint64 growth = after.size() - before.size();
@@ -304,7 +301,7 @@ TEST(AACInfoTag, AGrowingWriteMovesTheMediaAndEveryChunkOffset)
         // A second save in the same process, of the file just written.
         tag->setLyrics(QStringLiteral("short again"));
         tag->setAlbum(QStringLiteral("Second"));
-        ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+        ASSERT_TRUE(TestSupport::save(*tag, path));
         const QByteArray again = TestSupport::readFile(path);
         F::expectChunksInPlace(again, o);
         auto reread = AACInfoTag::tagAtPath(path);

@@ -123,8 +123,7 @@ TEST_F(MutagenInterop, ItReadsWhatWeWrite)
         tag->setIsPartOfCompilation(true);
         tag->addImage(ID3Image(png, QString()));
         tag->addImage(ID3Image(fakeJpeg(), QString()));
-        QString error;
-        ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+        ASSERT_TRUE(TestSupport::save(*tag, path));
 
         const QJsonObject o = describe(path);
         TestSupport::expectJsonValues(o, values);
@@ -179,8 +178,7 @@ TEST_F(MutagenInterop, WeReadWhatItWritesAndKeepItsOtherFrames)
 
         // Our rewrite keeps the frames we only carry, and the audio.
         tag->setAlbum(QStringLiteral("Rewritten"));
-        QString error;
-        ASSERT_TRUE(tag->modifySongFileAtPath(path, &error)) << error.toStdString();
+        ASSERT_TRUE(TestSupport::save(*tag, path));
         const QByteArray file = TestSupport::readFile(path);
         EXPECT_EQ(file.right(audio.size()), audio);
         const QJsonObject o = describe(path);
