@@ -80,6 +80,35 @@ TEST(MP3Write, V23RoundTripKeepsRawFramesAndAudio)
     EXPECT_EQ(file.right(128).mid(33, 6), QByteArray("Artist"));
 }
 
+// Rewriting a v2.2 tag carries the frames we do not interpret (TCM) and
+// reads back our own UTF-16 text, terminator and all.
+TEST(MP3Write, V22RoundTrip)
+{
+    const QByteArray png = T::png(2, 2);
+    const QByteArray tcm = T::frame22("TCM", T::textBody(QStringLiteral("Composer")));
+    const QString path = T::writeMp3(QStringLiteral("w22.mp3"),
+                                     T::tag(2, {T::frame22("TT2", T::textBody(QStringLiteral("Two"))), tcm,
+                                                T::frame22("PIC", QByteArray("\0PNG\0\0", 6) + png)}));
+    const QByteArray audioBefore = audioOf(path);
+    auto tag = MP3InfoTag::tagAtPath(path);
+    ASSERT_TRUE(tag);
+    tag->setArtist(QStringLiteral("\u00c5se \u263a"));
+    tag->setLyrics(QStringLiteral("Zw\u00f6lf"));
+    tag->setGenres(QStringLiteral("Jazz"));
+    auto reread = writeAndReread(*tag, path);
+    ASSERT_TRUE(reread);
+    EXPECT_EQ(reread->readVersion(), QStringLiteral("2.2.0"));
+    EXPECT_EQ(reread->title(), QStringLiteral("Two"));
+    EXPECT_EQ(reread->artist(), QStringLiteral("\u00c5se \u263a"));
+    EXPECT_EQ(reread->lyrics(), QStringLiteral("Zw\u00f6lf"));
+    EXPECT_EQ(reread->genres(), QStringLiteral("Jazz"));
+    ASSERT_EQ(reread->numberOfImages(), 1);
+    EXPECT_EQ(reread->images().first().imageData(), png);
+    EXPECT_TRUE(reread->frameIDs().contains(QStringLiteral("TP1")));
+    EXPECT_TRUE(TestSupport::readFile(path).contains(tcm));
+    EXPECT_EQ(audioOf(path), audioBefore);
+}
+
 TEST(MP3Write, ID3v1OnlyFileStaysID3v1UntilItCannot)
 {
     MpegTestFiles::Id3v1Fields fields;
