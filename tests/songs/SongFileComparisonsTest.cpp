@@ -33,18 +33,62 @@ QVariantMap entry(std::initializer_list<std::pair<const char*, QVariant>> pairs)
     return map;
 }
 
-QString sortedNames(Songs songs, Compare compare)
+// A record whose cache entry holds the texts given.
+std::shared_ptr<SongFile> song(const QString& name,
+                               std::initializer_list<std::pair<const char*, const char*>> texts)
 {
-    std::stable_sort(songs.begin(), songs.end(), [compare](const auto& a, const auto& b) {
-        return compare(*a, *b) == SongOrdering::Ascending;
-    });
+    QVariantMap map;
+    for (const auto& [key, value] : texts)
+        map.insert(QString::fromLatin1(key), QString::fromUtf8(value));
+    return song(name, map);
+}
+
+QString names(const Songs& songs)
+{
     QStringList names;
     for (const auto& s : songs)
         names << s->filename().chopped(4);
     return names.join(QLatin1Char(' '));
 }
 
+QString sortedNames(Songs songs, Compare compare)
+{
+    std::stable_sort(songs.begin(), songs.end(), [compare](const auto& a, const auto& b) {
+        return compare(*a, *b) == SongOrdering::Ascending;
+    });
+    return names(songs);
+}
+
 } // namespace
+
+TEST(SongFileComparisonsTest, TextColumnsPutMissingValuesLastAndChainsBreakTies)
+{
+    const Songs songs = {
+        song(QStringLiteral("none"), QVariantMap()),
+        song(QStringLiteral("b10"), {{"perf", "Band 10"}, {"tit", "x"}, {"alb", "Z"}, {"gnr", "rock"}}),
+        song(QStringLiteral("b9"), {{"perf", "band 9"}, {"tit", "Y"}, {"alb", "a"}, {"gnr", "Jazz"}})};
+    EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareArtist), QStringLiteral("b9 b10 none"));
+    EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareTitle), QStringLiteral("b10 b9 none"));
+    EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareAlbum), QStringLiteral("b9 b10 none"));
+    EXPECT_EQ(sortedNames(songs, SongFileComparisons::compareGenre), QStringLiteral("b9 b10 none"));
+
+    const Songs chained = {song(QStringLiteral("t10"), {{"perf", "A"}, {"alb", "X"}, {"trk", "10/12"}}),
+                           song(QStringLiteral("t2"), {{"perf", "A"}, {"alb", "X"}, {"trk", "2"}}),
+                           song(QStringLiteral("notrack"), {{"perf", "A"}, {"alb", "X"}}),
+                           song(QStringLiteral("other"), {{"perf", "A"}, {"alb", "W"}, {"trk", "5"}})};
+    EXPECT_EQ(sortedNames(chained, SongFileComparisons::compareArtist),
+              QStringLiteral("other t2 t10 notrack"));
+    EXPECT_EQ(sortedNames(chained, SongFileComparisons::compareTrack),
+              QStringLiteral("t2 other t10 notrack"));
+    EXPECT_EQ(sortedNames(chained, SongFileComparisons::compareAlbum),
+              QStringLiteral("other t2 t10 notrack"));
+
+    // Years put missing values first.
+    const Songs years = {song(QStringLiteral("y2001"), {{"yr", "2001"}}),
+                         song(QStringLiteral("y1999"), {{"yr", "1999-05-01"}}),
+                         song(QStringLiteral("none"), {{"tit", "x"}})};
+    EXPECT_EQ(sortedNames(years, SongFileComparisons::compareYear), QStringLiteral("none y1999 y2001"));
+}
 
 TEST(SongFileComparisonsTest, SortingAListByAColumnGivesTheColumnsOrder)
 {
@@ -77,12 +121,6 @@ TEST(SongFileComparisonsTest, SortingAListByAColumnGivesTheColumnsOrder)
         ASSERT_NE(compare, nullptr) << column;
         Songs sorted = songs;
         SongFileComparisons::sortSongs(sorted, identifier, false);
-        const auto names = [](const Songs& list) {
-            QStringList result;
-            for (const auto& s : list)
-                result << s->filename().chopped(4);
-            return result.join(QLatin1Char(' '));
-        };
         EXPECT_EQ(names(sorted), sortedNames(songs, compare)) << column;
         SongFileComparisons::sortSongs(sorted, identifier, true);
         Songs reversed = sorted;

@@ -14,7 +14,6 @@
 #include <QDir>
 #include <QFile>
 #include <QImage>
-#include <QProcess>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -219,43 +218,4 @@ TEST(CachedInfoTagTest, EntriesFromRealTagsAndImmutability)
     const QVariantMap dateless = CachedInfoTag::infoDictForTag(*real, dir + QStringLiteral("/none.m4a"));
     EXPECT_FALSE(dateless.contains(QStringLiteral("mod")));
     EXPECT_TRUE(logText().contains(QStringLiteral("mod date nil for ")));
-}
-
-// Not a test of its own: the first half of CacheWrittenByOneProcessIsReadByTheNext,
-// run in a child process.
-TEST(SongFileInfoCacheHelper, WriterProcess)
-{
-    const QByteArray base = qgetenv("QB_CACHE_WRITER_BASE");
-    const QByteArray song = qgetenv("QB_CACHE_WRITER_SONG");
-    if (base.isEmpty() || song.isEmpty())
-        GTEST_SKIP() << "runs only as the writer of the cross-process test";
-    const QString path = QString::fromUtf8(song);
-    SongFileInfoCache cache(QString::fromUtf8(base));
-    std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagWithPath(path);
-    ASSERT_TRUE(tag);
-    cache.storeInfo(CachedInfoTag::infoDictForTag(*tag, path), path);
-    ASSERT_TRUE(waitUntilClean(cache));
-}
-
-TEST(SongFileInfoCacheTest, CacheWrittenByOneProcessIsReadByTheNext)
-{
-    const QString dir = SongTestFiles::folder(QStringLiteral("cache-processes"));
-    const QString path = SongTestFiles::writeMp3(dir + QStringLiteral("/Album/p.mp3"),
-                                                 {{QStringLiteral("title"), QStringLiteral("Across")},
-                                                  {QStringLiteral("artist"), QStringLiteral("Processes")}});
-    QProcess writer;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("QB_CACHE_WRITER_BASE"), dir + QStringLiteral("/cache"));
-    environment.insert(QStringLiteral("QB_CACHE_WRITER_SONG"), path);
-    writer.setProcessEnvironment(environment);
-    writer.start(QCoreApplication::applicationFilePath(),
-                 {QStringLiteral("--gtest_filter=SongFileInfoCacheHelper.WriterProcess")});
-    ASSERT_TRUE(writer.waitForFinished(120000));
-    ASSERT_EQ(writer.exitCode(), 0) << writer.readAll().toStdString();
-    ASSERT_TRUE(writer.readAllStandardOutput().contains("[  PASSED  ] 1 test"));
-
-    SongFileInfoCache cache(dir + QStringLiteral("/cache"));
-    const QVariantMap info = cache.infoForSongFileAtPath(path);
-    EXPECT_EQ(info.value(QStringLiteral("tit")), QStringLiteral("Across"));
-    EXPECT_EQ(info.value(QStringLiteral("perf")), QStringLiteral("Processes"));
 }

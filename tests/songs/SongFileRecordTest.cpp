@@ -47,16 +47,17 @@ public:
     FakeiTunes(const QString& folder, const QString& playingPath, const QString& refreshedPath)
         : mFolder(folder), mOldPath(qgetenv("PATH"))
     {
-        QDir().mkpath(mFolder + QStringLiteral("/bin"));
-        const QByteArray script = "#!/bin/sh\nsrc=$(cat)\nprintf '%s\\n====\\n' \"$src\" >> '" +
-                                  QFile::encodeName(mFolder) +
-                                  "/scripts.log'\n"
-                                  "case \"$src\" in\n"
-                                  "  *\"current track\"*) printf '%s\\n' '" +
-                                  playingPath.toUtf8() +
-                                  "' ;;\n"
-                                  "  *\"refresh theTrack\"*) printf '%s\\n' '" +
-                                  refreshedPath.toUtf8() + "' ;;\nesac\nexit 0\n";
+        const QByteArray script = QStringLiteral(R"(#!/bin/sh
+src=$(cat)
+printf '%s\n====\n' "$src" >> '%1/scripts.log'
+case "$src" in
+  *"current track"*) printf '%s\n' '%2' ;;
+  *"refresh theTrack"*) printf '%s\n' '%3' ;;
+esac
+exit 0
+)")
+                                      .arg(mFolder, playingPath, refreshedPath)
+                                      .toUtf8();
         const QString osascript = mFolder + QStringLiteral("/bin/osascript");
         TestSupport::writeFile(osascript, script);
         QFile::setPermissions(osascript, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
@@ -70,24 +71,21 @@ public:
     }
 
     // What the record asked, in order: "playing", "pause", "refresh", "play".
-    QStringList requests() const
+    QString requests() const
     {
+        const std::pair<const char16_t*, const char16_t*> kinds[] = {{u"current track", u"playing"},
+                                                                     {u"refresh theTrack", u"refresh"},
+                                                                     {u"\rpause\r", u"pause"},
+                                                                     {u"\rplay\r", u"play"}};
         QStringList result;
         const QString log =
             QString::fromUtf8(TestSupport::readFile(mFolder + QStringLiteral("/scripts.log")));
         for (const QString& script : log.split(QStringLiteral("\n====\n"), Qt::SkipEmptyParts)) {
-            if (script.contains(QStringLiteral("current track")))
-                result << QStringLiteral("playing");
-            else if (script.contains(QStringLiteral("refresh theTrack")))
-                result << QStringLiteral("refresh");
-            else if (script.contains(QStringLiteral("\rpause\r")))
-                result << QStringLiteral("pause");
-            else if (script.contains(QStringLiteral("\rplay\r")))
-                result << QStringLiteral("play");
-            else
-                result << script;
+            const auto kind = std::find_if(std::begin(kinds), std::end(kinds),
+                                           [&](const auto& k) { return script.contains(str(k.first)); });
+            result << (kind != std::end(kinds) ? str(kind->second) : script);
         }
-        return result;
+        return result.join(QLatin1Char(' '));
     }
 
 private:
@@ -228,8 +226,7 @@ TEST(SongFileRecord, WritingThePlayingSongPausesAndResumesiTunes)
     QFile::copy(path, moved); // iTunes answers that the track lives here now
     QString error;
     ASSERT_TRUE(song->writeToOriginalPath(&error, true));
-    EXPECT_EQ(iTunes.requests(), (QStringList{QStringLiteral("playing"), QStringLiteral("pause"),
-                                              QStringLiteral("refresh"), QStringLiteral("play")}));
+    EXPECT_EQ(iTunes.requests(), QStringLiteral("playing pause refresh play"));
     EXPECT_EQ(song->path(), moved);
 
     // Also when the write fails; and a song that isn't playing is written
@@ -240,14 +237,13 @@ TEST(SongFileRecord, WritingThePlayingSongPausesAndResumesiTunes)
     failing->createInfotagUsingCachedInfoDict(values({{"tit", "read-only"}}));
     EXPECT_FALSE(failing->writeToOriginalPath(&error, true));
     EXPECT_EQ(failing->activityStatus(), SongActivityStatus::Problem);
-    EXPECT_EQ(second.requests(),
-              (QStringList{QStringLiteral("playing"), QStringLiteral("pause"), QStringLiteral("play")}));
+    EXPECT_EQ(second.requests(), QStringLiteral("playing pause play"));
 
     FakeiTunes third(dir + QStringLiteral("/fake3"), path, QStringLiteral("error: no track"));
     const auto quiet = SongFile::songWithPath(other);
     quiet->setPersistentID(QStringLiteral("00CD"));
     quiet->infotag()->setTitle(QStringLiteral("Quiet"));
     ASSERT_TRUE(quiet->writeToOriginalPath(&error, true));
-    EXPECT_EQ(third.requests(), (QStringList{QStringLiteral("playing"), QStringLiteral("refresh")}));
+    EXPECT_EQ(third.requests(), QStringLiteral("playing refresh"));
     EXPECT_EQ(quiet->path(), other); // an error answer keeps the path
 }

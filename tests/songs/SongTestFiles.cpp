@@ -28,25 +28,12 @@ QString SongTestFiles::writeMp3(const QString& path, const QVariantMap& values)
     std::unique_ptr<AudioInfoTag> tag = AudioInfoTag::tagFromFileAtPath(path, false);
     if (!tag)
         return QString();
-    const auto text = [&values](const char* key) {
-        return values.value(QString::fromLatin1(key)).toString();
-    };
-    if (values.contains(QStringLiteral("title")))
-        tag->setTitle(text("title"));
-    if (values.contains(QStringLiteral("artist")))
-        tag->setArtist(text("artist"));
-    if (values.contains(QStringLiteral("album")))
-        tag->setAlbum(text("album"));
-    if (values.contains(QStringLiteral("track")))
-        tag->setTrack(text("track"));
-    if (values.contains(QStringLiteral("year")))
-        tag->setYear(text("year"));
-    if (values.contains(QStringLiteral("genre")))
-        tag->setGenres(text("genre"));
-    if (values.contains(QStringLiteral("lyrics")))
-        tag->setLyrics(text("lyrics"));
-    if (values.contains(QStringLiteral("bpm")))
-        tag->setBPM(text("bpm"));
+    TestSupport::TagValues known;
+    for (const char* name : {"title", "artist", "album", "track", "year", "genre", "lyrics", "bpm"}) {
+        if (values.contains(QLatin1String(name)))
+            known.append({name, values.value(QLatin1String(name)).toString()});
+    }
+    TestSupport::setTagValues(*tag, known);
     QString error;
     return tag->modifySongFileAtPath(path, &error) ? path : QString();
 }

@@ -9,7 +9,6 @@
 #include "support/WMLog.h"
 #include "support/WMStackTrace.h"
 
-#include <QDir>
 #include <QSettings>
 
 #include <gtest/gtest.h>
@@ -24,10 +23,7 @@ class ExceptionReportingTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        mFolder = TestSupport::scratchFolder() + QStringLiteral("/exceptions-") +
-                  QString::fromUtf8(::testing::UnitTest::GetInstance()->current_test_info()->name());
-        QDir(mFolder).removeRecursively();
-        mLogPath = mFolder + QStringLiteral("/Log.txt");
+        mLogPath = TestSupport::testFolder(QStringLiteral("exceptions")) + QStringLiteral("/Log.txt");
         WMLogSetLocation(mLogPath);
     }
     void TearDown() override
@@ -38,7 +34,6 @@ protected:
     }
     QString log() const { return QString::fromUtf8(TestSupport::readFile(mLogPath)); }
 
-    QString mFolder;
     QString mLogPath;
 };
 
@@ -148,11 +143,10 @@ TEST_F(ExceptionReportingTest, EventLoopGuardLogsAndGoesOn)
 TEST_F(ExceptionReportingTest, ExceptionArgumentsFollowTheTable)
 {
     const QStringList args = CrashReporterLauncher::argumentsForException(QStringLiteral("what happened"));
-    const QStringList keys = {QStringLiteral("-processName"), QStringLiteral("-processBundleIdentifier"),
-                              QStringLiteral("-version"),     QStringLiteral("-buildnum"),
-                              QStringLiteral("-company"),     QStringLiteral("-reportAddr"),
-                              QStringLiteral("-fromAddr"),    QStringLiteral("-noCrashLog"),
-                              QStringLiteral("-description")};
+    const QStringList keys =
+        QStringLiteral("-processName -processBundleIdentifier -version -buildnum -company "
+                       "-reportAddr -fromAddr -noCrashLog -description")
+            .split(QLatin1Char(' '));
     ASSERT_EQ(args.size(), keys.size() * 2);
     for (qsizetype i = 0; i < keys.size(); ++i)
         EXPECT_EQ(args[i * 2], keys[i]);

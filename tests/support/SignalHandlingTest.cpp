@@ -5,7 +5,6 @@
 #include "support/SignalHandling.h"
 #include "support/WMLog.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QThread>
@@ -23,10 +22,7 @@ class SignalHandlingTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        mFolder = TestSupport::scratchFolder() + QStringLiteral("/signals-") +
-                  QString::fromUtf8(::testing::UnitTest::GetInstance()->current_test_info()->name());
-        QDir(mFolder).removeRecursively();
-        QDir().mkpath(mFolder);
+        mFolder = TestSupport::testFolder(QStringLiteral("signals"));
         mLogPath = mFolder + QStringLiteral("/Log.txt");
         WMLogSetLocation(mLogPath);
         SignalHandling::configureToHandleSignals();
@@ -134,11 +130,10 @@ TEST_F(SignalHandlingTest, SecondSignalInsideTheHandlerReturnsAtOnce)
 
 TEST(SignalNames, TableUsesThisSystemsNumbers)
 {
-    EXPECT_STREQ(SignalHandling::signalName(SIGSEGV), "SIGSEGV");
-    EXPECT_STREQ(SignalHandling::signalName(SIGBUS), "SIGBUS");
-    EXPECT_STREQ(SignalHandling::signalName(SIGSYS), "SIGSYS");
-    EXPECT_STREQ(SignalHandling::signalName(SIGABRT), "SIGABRT");
-    EXPECT_STREQ(SignalHandling::signalName(SIGINT), "unknown");
+    for (const auto& [signal, name] :
+         {std::pair{SIGSEGV, "SIGSEGV"}, std::pair{SIGBUS, "SIGBUS"}, std::pair{SIGSYS, "SIGSYS"},
+          std::pair{SIGABRT, "SIGABRT"}, std::pair{SIGINT, "unknown"}})
+        EXPECT_STREQ(SignalHandling::signalName(signal), name);
     const std::vector<int> handled = SignalHandling::handledSignals();
     EXPECT_EQ(handled.size(), 9u);
     EXPECT_EQ(std::count(handled.begin(), handled.end(), SIGABRT), 0)

@@ -2,7 +2,6 @@
 
 #include "support/WMLog.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -26,9 +25,7 @@ class WMLogTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        mFolder = TestSupport::scratchFolder() + QStringLiteral("/wmlog-") +
-                  QString::fromUtf8(::testing::UnitTest::GetInstance()->current_test_info()->name());
-        QDir(mFolder).removeRecursively();
+        mFolder = TestSupport::testFolder(QStringLiteral("wmlog"));
         mPath = mFolder + QStringLiteral("/Quillbeat/Log-1.0-(7).txt");
         WMLogSetLocation(mPath);
     }
@@ -42,6 +39,27 @@ protected:
     QString mFolder;
     QString mPath;
 };
+
+// The name and the bytes of the only file in a zip archive.
+std::pair<QString, QByteArray> onlyFileIn(const QString& archive)
+{
+    int error = 0;
+    zip_t* zip = zip_open(QFile::encodeName(archive).constData(), ZIP_RDONLY, &error);
+    zip_stat_t st;
+    if (!zip || zip_get_num_entries(zip, 0) != 1 || zip_stat_index(zip, 0, 0, &st) != 0) {
+        ADD_FAILURE() << archive.toStdString() << " is no archive of one file";
+        return {};
+    }
+    QByteArray bytes(static_cast<qsizetype>(st.size), '\0');
+    zip_file_t* f = zip_fopen_index(zip, 0, 0);
+    const bool read = f && zip_fread(f, bytes.data(), st.size) == static_cast<zip_int64_t>(st.size);
+    EXPECT_TRUE(read);
+    if (f)
+        zip_fclose(f);
+    const QString name = QString::fromUtf8(zip_get_name(zip, 0, 0));
+    zip_close(zip);
+    return {name, bytes};
+}
 
 } // namespace
 
@@ -81,19 +99,8 @@ TEST_F(WMLogTest, FlushFinalPacksTheLogIntoAZipArchive)
     ASSERT_TRUE(QFileInfo::exists(archive));
     EXPECT_FALSE(QFileInfo::exists(mPath)) << "the text file is removed once packed";
 
-    int error = 0;
-    zip_t* zip = zip_open(QFile::encodeName(archive).constData(), ZIP_RDONLY, &error);
-    ASSERT_NE(zip, nullptr);
-    ASSERT_EQ(zip_get_num_entries(zip, 0), 1);
-    EXPECT_STREQ(zip_get_name(zip, 0, 0), "Log-1.0-(7).txt");
-    zip_stat_t st;
-    ASSERT_EQ(zip_stat_index(zip, 0, 0, &st), 0);
-    QByteArray bytes(static_cast<qsizetype>(st.size), '\0');
-    zip_file_t* f = zip_fopen_index(zip, 0, 0);
-    ASSERT_NE(f, nullptr);
-    ASSERT_EQ(zip_fread(f, bytes.data(), st.size), static_cast<zip_int64_t>(st.size));
-    zip_fclose(f);
-    zip_close(zip);
+    const auto [name, bytes] = onlyFileIn(archive);
+    EXPECT_EQ(name, QStringLiteral("Log-1.0-(7).txt"));
     const QStringList lines = QString::fromUtf8(bytes).split(QLatin1Char('\n'));
     ASSERT_EQ(lines.size(), 2);
     EXPECT_EQ(kEntry.match(lines[0]).captured(1), QStringLiteral("before the pack"));
@@ -101,11 +108,7 @@ TEST_F(WMLogTest, FlushFinalPacksTheLogIntoAZipArchive)
 
     // A second pack in the same run packs the one-line file its own entry made.
     WMLogFlushFinal(true);
-    zip = zip_open(QFile::encodeName(archive).constData(), ZIP_RDONLY, &error);
-    ASSERT_NE(zip, nullptr);
-    ASSERT_EQ(zip_stat_index(zip, 0, 0, &st), 0);
-    zip_close(zip);
-    EXPECT_LT(st.size, static_cast<zip_uint64_t>(50));
+    EXPECT_LT(onlyFileIn(archive).second.size(), 50);
 
     // Without packing the file stays and the entry says 0.
     WMLog("after");
@@ -124,11 +127,12 @@ TEST_F(WMLogTest, UnwritableFolderFallsBackToStandardError)
     EXPECT_NE(err.find("WM> to the console 5"), std::string::npos);
 }
 
-TEST(WMLogLocation, AnUnchangedFolderLeavesTheSettingsFileAlone)
+TEST(WMLogLocation, TheFolderIsRememberedAndAnUnchangedOneLeavesTheSettingsFileAlone)
 {
     // A command that writes nothing must not rewrite (and flush) the
     // settings each time it opens its log.
     const QString path = WMLogLocation();
+    EXPECT_EQ(QSettings().value(QStringLiteral("logDirectory")).toString(), QFileInfo(path).absolutePath());
     WMLogSetLocation(path);
     QSettings().sync();
     // A rewrite replaces the file (another inode) and moves its times.

@@ -1,12 +1,13 @@
 // The tag model shared by every tag format: derived values, genres, pictures
 // and iTunes artwork, construction from iTunes track info, archiving.
 #include "ID3TestData.h"
+#include "TestSupport.h"
 
 #include "support/WMLog.h"
 #include "tags/AudioInfoTag.h"
 #include "tags/MP3InfoTag.h"
 
-#include <QFile>
+#include <QIODevice>
 
 #include <gtest/gtest.h>
 
@@ -32,55 +33,40 @@ QByteArray artworkCacheFile(const QByteArray& picture, bool png)
 
 } // namespace
 
-TEST(AudioInfoTag, TrackFields)
+TEST(AudioInfoTag, TrackFieldsArtistOrderAndGenres)
 {
-    EXPECT_EQ(tagWith(QString(), QStringLiteral("3/12"))->trackNumber(), 3);
-    EXPECT_EQ(tagWith(QString(), QStringLiteral("3/12"))->numberOfTracksOnAlbum(), 12);
-    EXPECT_EQ(tagWith(QString(), QStringLiteral("7"))->numberOfTracksOnAlbum(), 7);
-    EXPECT_EQ(tagWith(QString(), QStringLiteral("7/"))->numberOfTracksOnAlbum(), 7);
-    EXPECT_EQ(tagWith(QString(), QStringLiteral("/5"))->trackNumber(), 0);
-    EXPECT_EQ(tagWith(QString(), QStringLiteral("/5"))->numberOfTracksOnAlbum(), 5);
-    EXPECT_EQ(tagWith(QString())->trackNumber(), 0);
-    EXPECT_EQ(tagWith(QString())->numberOfTracksOnAlbum(), 0);
-}
-
-TEST(AudioInfoTag, ArtistOrder)
-{
-    EXPECT_EQ(tagWith(QStringLiteral("Beatles, The"))->normalizedArtist(), QStringLiteral("The Beatles"));
-    EXPECT_EQ(tagWith(QStringLiteral("Smith,  John Jr"))->normalizedArtist(),
-              QStringLiteral("John Smith Jr"));
-    EXPECT_EQ(tagWith(QStringLiteral("Madonna"))->normalizedArtist(), QStringLiteral("Madonna"));
-    EXPECT_EQ(tagWith(QStringLiteral("John Lee Hooker"))->reversedArtist(),
-              QStringLiteral("Hooker, John Lee"));
-    EXPECT_EQ(tagWith(QStringLiteral("Madonna"))->reversedArtist(), QStringLiteral("Madonna"));
-    EXPECT_EQ(tagWith(QStringLiteral("Crosby, Stills"))->reversedArtist(), QStringLiteral("Crosby, Stills"));
-}
-
-TEST(AudioInfoTag, GenreExpansion)
-{
-    EXPECT_EQ(AudioInfoTag::expandedGenres(QStringLiteral("(17)(4)")), QStringLiteral("Rock/Disco"));
-    EXPECT_EQ(AudioInfoTag::expandedGenres(QStringLiteral("17")), QStringLiteral("Rock"));
-    EXPECT_EQ(AudioInfoTag::expandedGenres(QStringLiteral("(17)")), QStringLiteral("Rock"));
-    EXPECT_EQ(AudioInfoTag::expandedGenres(QStringLiteral("Rock/Rock")), QStringLiteral("Rock"));
-    EXPECT_EQ(AudioInfoTag::expandedGenres(QStringLiteral("(999)")), QStringLiteral("(999)"));
-    EXPECT_EQ(AudioInfoTag::expandedGenres(QStringLiteral("(x)Jazz")), QStringLiteral("(x)Jazz"));
-    EXPECT_EQ(AudioInfoTag::expandedGenres(QStringLiteral("(0)")), QStringLiteral("Blues"));
-    EXPECT_EQ(AudioInfoTag::expandedGenres(QStringLiteral("()")), QStringLiteral("()"));
-    EXPECT_EQ(AudioInfoTag::expandedGenres(QStringLiteral("999")), QStringLiteral("999"));
-    EXPECT_TRUE(AudioInfoTag::expandedGenres(QString()).isNull());
-}
-
-TEST(AudioInfoTag, GenreLookup)
-{
+    const std::tuple<const char16_t*, int, int> tracks[] = {
+        {u"3/12", 3, 12}, {u"7", 7, 7}, {u"7/", 7, 7}, {u"/5", 0, 5}, {nullptr, 0, 0}};
+    for (const auto& [track, number, total] : tracks) {
+        EXPECT_EQ(tagWith(QString(), str(track))->trackNumber(), number) << str(track).toStdString();
+        EXPECT_EQ(tagWith(QString(), str(track))->numberOfTracksOnAlbum(), total) << str(track).toStdString();
+    }
+    expectEach([](const QString& artist) { return tagWith(artist)->normalizedArtist(); },
+               {{u"Beatles, The", u"The Beatles"},
+                {u"Smith,  John Jr", u"John Smith Jr"},
+                {u"Madonna", u"Madonna"}});
+    expectEach([](const QString& artist) { return tagWith(artist)->reversedArtist(); },
+               {{u"John Lee Hooker", u"Hooker, John Lee"},
+                {u"Madonna", u"Madonna"},
+                {u"Crosby, Stills", u"Crosby, Stills"}});
+    expectEach(AudioInfoTag::expandedGenres, {{u"(17)(4)", u"Rock/Disco"},
+                                              {u"17", u"Rock"},
+                                              {u"(17)", u"Rock"},
+                                              {u"Rock/Rock", u"Rock"},
+                                              {u"(999)", u"(999)"},
+                                              {u"(x)Jazz", u"(x)Jazz"},
+                                              {u"(0)", u"Blues"},
+                                              {u"()", u"()"},
+                                              {u"999", u"999"},
+                                              {nullptr, nullptr}});
     EXPECT_EQ(AudioInfoTag::allGenres().size(), 192);
     EXPECT_EQ(AudioInfoTag::indexOfGenre(QStringLiteral("  hard rock ")), 79);
     EXPECT_EQ(AudioInfoTag::indexOfGenre(QStringLiteral("Nonexistent")), AudioInfoTag::NotFound);
     EXPECT_TRUE(AudioInfoTag::genreForIndex(192).isNull());
     EXPECT_TRUE(AudioInfoTag::genreForIndex(-1).isNull());
     // The longest genre found inside the text wins.
-    EXPECT_EQ(AudioInfoTag::standardizedGenreFrom(QStringLiteral("Some HARD-rock album")),
-              QStringLiteral("Hard Rock"));
-    EXPECT_TRUE(AudioInfoTag::standardizedGenreFrom(QStringLiteral("R")).isNull());
+    expectEach(AudioInfoTag::standardizedGenreFrom,
+               {{u"Some HARD-rock album", u"Hard Rock"}, {u"R", nullptr}});
 }
 
 TEST(AudioInfoTag, FromiTunesTrackInfo)
@@ -123,11 +109,7 @@ TEST(AudioInfoTag, iTunesArtworkIsAllOrNothing)
 {
     const QByteArray picture = ID3TestData::png(4, 4);
     const QString path = ID3TestData::scratchPath(QStringLiteral("artwork.itc"));
-    {
-        QFile f(path);
-        f.open(QIODevice::WriteOnly);
-        f.write(artworkCacheFile(picture, true));
-    }
+    ASSERT_TRUE(TestSupport::writeFile(path, artworkCacheFile(picture, true)));
     MP3InfoTag tag;
     tag.addImage(ID3Image(QByteArray("own"), QStringLiteral("image/jpeg")));
     ASSERT_TRUE(tag.addiTunesArtworkAtPath(path));
@@ -149,18 +131,11 @@ TEST(AudioInfoTag, iTunesArtworkIsAllOrNothing)
     EXPECT_EQ(tag.numberOfImages(), 0);
 
     // Too short, or an offset too close to the end, is no artwork file.
-    {
-        QFile f(path);
-        f.open(QIODevice::WriteOnly | QIODevice::Truncate);
-        f.write(ID3TestData::bigEndian32(0x7fffffff) + QByteArray(2000, '\0'));
+    for (const QByteArray& bad : QByteArrayList{ID3TestData::bigEndian32(0x7fffffff) + QByteArray(2000, '\0'),
+                                                QByteArray(1000, '\0')}) {
+        ASSERT_TRUE(TestSupport::writeFile(path, bad));
+        EXPECT_FALSE(tag.addiTunesArtworkAtPath(path));
     }
-    EXPECT_FALSE(tag.addiTunesArtworkAtPath(path));
-    {
-        QFile f(path);
-        f.open(QIODevice::WriteOnly | QIODevice::Truncate);
-        f.write(QByteArray(1000, '\0'));
-    }
-    EXPECT_FALSE(tag.addiTunesArtworkAtPath(path));
 }
 
 TEST(AudioInfoTag, ArchivesPlaylistAndModifiedFlagOnly)

@@ -40,9 +40,7 @@ TEST(ID3StringReader, TextFramesWithOddEncodingBytes)
     EXPECT_EQ(ID3TextCodec::id3v23StringsIn(noEncoding, 0, noEncoding.size()),
               QStringList{QStringLiteral("Artist")});
     // An unknown small encoding is skipped and the text read as ISO-8859-1.
-    const QByteArray five = QByteArray("\x05"
-                                       "Caf\xe9",
-                                       5);
+    const QByteArray five("\5Caf\xe9", 5);
     EXPECT_EQ(ID3TextCodec::id3v23StringsIn(five, 0, five.size()), QStringList{QStringLiteral("Caf\u00e9")});
     // Several strings; empty ones are dropped.
     const QByteArray several = QByteArray("\x00Rock\x00\x00Pop\x00", 11);
@@ -53,10 +51,7 @@ TEST(ID3StringReader, TextFramesWithOddEncodingBytes)
 
 TEST(ID3StringReader, TextBlocks)
 {
-    const QByteArray latin = QByteArray("\x00"
-                                        "eng",
-                                        4) +
-                             QByteArray("desc\x00\x00\x00", 7) + "Line one\nLine two";
+    const QByteArray latin = QByteArray("\0engdesc\0\0\0Line one\nLine two", 28);
     const QVariantMap block = ID3TextCodec::textBlockIn(latin, 0, latin.size());
     EXPECT_EQ(block.value(QStringLiteral("lang")).toString(), QStringLiteral("eng"));
     EXPECT_EQ(block.value(QStringLiteral("desc")).toString(), QStringLiteral("desc"));
@@ -70,21 +65,10 @@ TEST(ID3StringReader, TextBlocks)
     EXPECT_FALSE(unicode.contains(QStringLiteral("desc")));
     EXPECT_EQ(unicode.value(QStringLiteral("text")).toString(), QStringLiteral("Stra\u00dfe"));
 
-    EXPECT_TRUE(ID3TextCodec::textBlockIn(QByteArray("\x00"
-                                                     "eng\x00",
-                                                     5),
-                                          0, 5)
-                    .isEmpty()); // too short
-    EXPECT_TRUE(ID3TextCodec::textBlockIn(QByteArray("\x04"
-                                                     "engxx\x00text",
-                                                     11),
-                                          0, 11)
-                    .isEmpty());
-    EXPECT_TRUE(ID3TextCodec::textBlockIn(QByteArray("\x00"
-                                                     "eng\x00\x00\x00",
-                                                     7),
-                                          0, 7)
-                    .isEmpty()); // no text
+    // Too short, an unknown encoding, no text.
+    for (const QByteArray& bad :
+         {QByteArray("\0eng\0", 5), QByteArray("\4engxx\0text", 11), QByteArray("\0eng\0\0\0", 7)})
+        EXPECT_TRUE(ID3TextCodec::textBlockIn(bad, 0, bad.size()).isEmpty()) << bad.toHex().constData();
 }
 
 TEST(ID3StringReader, SynchSafeAndNumbers)

@@ -1,5 +1,6 @@
 #include "ID3TestData.h"
 
+#include "Mp4TestFiles.h"
 #include "MpegTestFiles.h"
 #include "TestSupport.h"
 
@@ -91,4 +92,22 @@ QByteArray ID3TestData::png(int width, int height)
     buffer.open(QIODevice::WriteOnly);
     image.save(&buffer, "PNG");
     return bytes;
+}
+
+QString ID3TestData::song(const QString& path, const Song& song)
+{
+    if (path.endsWith(QLatin1String(".m4a"))) {
+        Mp4TestFiles::Options o;
+        o.items = {Mp4TestFiles::textItem(QStringLiteral("\u00A9nam"), song.title)};
+        if (!song.artist.isNull())
+            o.items.append(Mp4TestFiles::textItem(QStringLiteral("\u00A9ART"), song.artist));
+        o.freeInMeta = song.freeSpace;
+        o.chunkCount = song.length;
+        o.chunkBytes = song.chunkBytes;
+        return TestSupport::writeFile(path, Mp4TestFiles::m4a(o)) ? path : QString();
+    }
+    QList<QByteArray> frames = {frame("TIT2", textBody(song.title))};
+    if (!song.artist.isNull())
+        frames.append(frame("TPE1", textBody(song.artist)));
+    return TestSupport::writeFile(path, tag(3, frames) + audio(song.length)) ? path : QString();
 }

@@ -28,4 +28,17 @@ public:
     static QByteArray png(int width, int height);
     // The path of a fresh file in the scratch folder.
     static QString scratchPath(const QString& name);
+
+    // A song of our own making with a title and, when given, an artist.
+    struct Song
+    {
+        QString title = QStringLiteral("Old Title");
+        QString artist = QString();
+        int length = 60;       // MPEG frames, or MPEG-4 chunks
+        int freeSpace = -1;    // MPEG-4: bytes of free space after the item list
+        int chunkBytes = 1024; // MPEG-4: bytes per chunk
+    };
+    // Writes it to `path`: an ID3v2.3 tag and MPEG audio, or for a ".m4a"
+    // name an MPEG-4 file; gives the path, or an empty string on failure.
+    static QString song(const QString& path, const Song& song);
 };

@@ -31,6 +31,15 @@ MP3Header headerLasting(int seconds)
     return header;
 }
 
+// A header decoded from the first bytes of a buffer of 1000 bytes.
+MP3Header decoded(const QByteArray& bytes)
+{
+    MP3Header header;
+    header.setBuffer(bytes, 0, 1000);
+    header.decodeHeader(0);
+    return header;
+}
+
 QString lastLogLines()
 {
     return QString::fromUtf8(TestSupport::readFile(WMLogLocation()).right(2000));
@@ -95,53 +104,42 @@ TEST(MP3Header, SearchLimitsAndFallbacks)
 
 TEST(MP3Header, DecodingTablesAndTexts)
 {
-    MP3Header header;
     // Channel text follows the low two bits of the fourth byte, not the mode.
     Spec mono;
     mono.channelMode = MpegTestFiles::ChannelMode::Mono;
-    header.setBuffer(MpegTestFiles::frameHeader(mono), 0, 1000);
-    header.decodeHeader(0);
-    EXPECT_EQ(header.getChannelString(), QStringLiteral("Stereo"));
     const char* channelTexts[] = {"Stereo", "Joined Stereo", "Dual Channel", "Single Channel"};
     for (int emphasis = 0; emphasis < 4; ++emphasis) {
         mono.emphasis = emphasis;
-        header.setBuffer(MpegTestFiles::frameHeader(mono), 0, 1000);
-        header.decodeHeader(0);
+        const MP3Header header = decoded(MpegTestFiles::frameHeader(mono));
         EXPECT_EQ(header.getChannels(), emphasis);
         EXPECT_EQ(header.getChannelString(), QLatin1String(channelTexts[emphasis]));
     }
 
     // Bad bit-rate index, reserved version, layer I and MPEG 2.5.
-    header.setBuffer(QByteArray::fromHex("fffbf000"), 0, 1000);
-    header.decodeHeader(0);
+    MP3Header header = decoded(QByteArray::fromHex("fffbf000"));
     EXPECT_EQ(header.getBitRate(), -1);
     EXPECT_EQ(header.getSeconds(), 0);
     EXPECT_EQ(header.getBitRateString(), QStringLiteral("-1 kbps"));
-    header.setBuffer(QByteArray::fromHex("ffeb9000"), 0, 1000);
-    header.decodeHeader(0);
+    header = decoded(QByteArray::fromHex("ffeb9000"));
     EXPECT_EQ(header.getVersionString(), QStringLiteral("UNKNOWN"));
     EXPECT_EQ(header.getBitRate(), 0);
     EXPECT_EQ(header.getFrequency(), 0);
-    header.setBuffer(MpegTestFiles::frameHeader(Spec{Version::Mpeg1, 1, 448, 48000}), 0, 1000);
-    header.decodeHeader(0);
+    header = decoded(MpegTestFiles::frameHeader(Spec{Version::Mpeg1, 1, 448, 48000}));
     EXPECT_EQ(header.getLayerString(), QStringLiteral("Layer 1"));
     EXPECT_EQ(header.getBitRate(), 448);
     EXPECT_EQ(header.getFrequencyString(), QStringLiteral("48,0 kHz"));
-    header.setBuffer(MpegTestFiles::frameHeader(Spec{Version::Mpeg25, 2, 160, 8000}), 0, 1000);
-    header.decodeHeader(0);
-    EXPECT_EQ(header.getEncodingString(), QStringLiteral("MPEG 2.5, Layer 2, 160bps, 8000Hz, Stereo."));
+    EXPECT_EQ(decoded(MpegTestFiles::frameHeader(Spec{Version::Mpeg25, 2, 160, 8000})).getEncodingString(),
+              QStringLiteral("MPEG 2.5, Layer 2, 160bps, 8000Hz, Stereo."));
 }
 
 TEST(MP3Header, SecondsTextThresholds)
 {
-    EXPECT_EQ(headerLasting(118).getSecondsString(), QStringLiteral("118"));
-    EXPECT_EQ(headerLasting(119).getSecondsString(), QStringLiteral("1:59"));
-    EXPECT_EQ(headerLasting(7198).getSecondsString(), QStringLiteral("59:58"));
-    EXPECT_EQ(headerLasting(7199).getSecondsString(), QStringLiteral("1:59:59"));
     // Hours of the day only, below two days.
-    EXPECT_EQ(headerLasting(100000).getSecondsString(), QStringLiteral("3:46:40"));
-    EXPECT_EQ(headerLasting(172799).getSecondsString(), QStringLiteral("1:23:59:59"));
-    EXPECT_EQ(headerLasting(172805).getSecondsString(), QStringLiteral("2:0:0:05"));
+    const std::pair<int, const char16_t*> rows[] = {
+        {118, u"118"},        {119, u"1:59"},          {7198, u"59:58"},     {7199, u"1:59:59"},
+        {100000, u"3:46:40"}, {172799, u"1:23:59:59"}, {172805, u"2:0:0:05"}};
+    for (const auto& [seconds, text] : rows)
+        EXPECT_EQ(headerLasting(seconds).getSecondsString(), str(text)) << seconds;
 }
 
 TEST(MP3Header, HashCoversTheAudioOnly)

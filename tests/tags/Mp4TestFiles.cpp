@@ -2,6 +2,8 @@
 
 #include <QtEndian>
 
+#include <gtest/gtest.h>
+
 QByteArray Mp4TestFiles::be16(quint16 v)
 {
     QByteArray b(2, '\0');
@@ -241,4 +243,13 @@ QList<quint64> Mp4TestFiles::chunkOffsets(const QByteArray& file, int trackNumbe
         offsets.append(wide ? qFromBigEndian<quint64>(p) : qFromBigEndian<quint32>(p));
     }
     return offsets;
+}
+
+void Mp4TestFiles::expectChunksInPlace(const QByteArray& file, const Options& o)
+{
+    const QList<quint64> offsets = chunkOffsets(file);
+    ASSERT_EQ(offsets.size(), o.chunkCount);
+    for (int i = 0; i < o.chunkCount; ++i)
+        EXPECT_EQ(file.mid(static_cast<qsizetype>(offsets[i]), o.chunkBytes), chunkBytes(i, o.chunkBytes))
+            << "chunk " << i;
 }

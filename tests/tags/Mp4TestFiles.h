@@ -1,5 +1,8 @@
 #pragma once
 
+#include "tags/Atom.h"
+
+#include <QBuffer>
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -59,4 +62,26 @@ public:
 
     // The chunk offsets of the first track's stco/co64 table in `file`.
     static QList<quint64> chunkOffsets(const QByteArray& file, int track = 1);
+    // A test failure for every chunk of the first track whose offset in
+    // `file` does not point at that chunk's own bytes.
+    static void expectChunksInPlace(const QByteArray& file, const Options& options);
+};
+
+// An atom tree read from bytes, kept alive with the device its leaves read.
+struct AtomTree
+{
+    explicit AtomTree(const QByteArray& bytes) : buffer(&data)
+    {
+        data = bytes;
+        buffer.open(QIODevice::ReadOnly);
+        root = Atom::atomContainerFromFile(&buffer);
+    }
+    // The atom at a path below the root ("moov:udta"), or null.
+    Atom* at(const QString& path) const { return root->childAtAtomPath(QStringLiteral("FILE:") + path); }
+    // The file image the tree stands for (the root's own header dropped).
+    QByteArray image() const { return root->flattenedData().mid(8); }
+
+    QByteArray data;
+    QBuffer buffer;
+    Atom::Ptr root;
 };

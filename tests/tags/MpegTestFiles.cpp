@@ -1,8 +1,5 @@
 #include "MpegTestFiles.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
+#include "TestSupport.h"
 
 namespace {
 
@@ -219,12 +216,7 @@ QByteArray MpegTestFiles::id3v2Header(int majorVersion, quint32 size, quint8 fla
 bool MpegTestFiles::writeFile(const QString& path, const QByteArray& prefix, const QByteArray& audioBytes,
                               const QByteArray& trailer)
 {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    return file.write(prefix) == prefix.size() && file.write(audioBytes) == audioBytes.size() &&
-           file.write(trailer) == trailer.size();
+    return TestSupport::writeFile(path, prefix + audioBytes + trailer);
 }
 
 bool MpegTestFiles::writeSimpleMp3(const QString& path, int count, const QByteArray& prefix,

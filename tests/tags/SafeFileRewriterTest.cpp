@@ -26,16 +26,9 @@ namespace {
 
 using Fault = SafeFileRewriter::FaultPoint;
 
-// Distinct, position-dependent bytes so that any misplaced byte shows.
 QByteArray pattern(int size, int seed)
 {
-    QByteArray bytes(size, Qt::Uninitialized);
-    quint32 state = 0x12345u + quint32(seed) * 7919u;
-    for (int i = 0; i < size; ++i) {
-        state = state * 1664525u + 1013904223u;
-        bytes[i] = char(state >> 24);
-    }
-    return bytes;
+    return TestSupport::pattern(size, seed);
 }
 
 // What the edits should produce from `original`, computed independently.
@@ -56,11 +49,7 @@ class SafeFileRewriterTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        const QString name =
-            QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name());
-        mFolder = TestSupport::scratchFolder() + QStringLiteral("/rewrite/") + name;
-        QDir(mFolder).removeRecursively();
-        QDir().mkpath(mFolder);
+        mFolder = TestSupport::testFolder(QStringLiteral("rewrite"));
         SafeFileRewriter::setJournalFolder(mFolder + QStringLiteral("/journals"));
         SafeFileRewriter::setFaultPoint(Fault::None);
     }
@@ -76,13 +65,21 @@ protected:
         EXPECT_TRUE(TestSupport::writeFile(path, bytes));
         return path;
     }
-    QStringList journals() const { return SafeFileRewriter::pendingJournals(); }
-    QStringList setAside() const
+    // Applies the edits; the reason of a refusal is left in mError.
+    bool apply(const QString& path, const QList<FileEdit>& edits, const FileIdentity& read = FileIdentity())
     {
-        return QDir(SafeFileRewriter::journalFolder() + QStringLiteral("/Set Aside")).entryList(QDir::Files);
+        mError.clear();
+        return SafeFileRewriter::apply(path, edits, read, &mError);
+    }
+    QStringList journals() const { return SafeFileRewriter::pendingJournals(); }
+    QStringList setAside() const { return QDir(setAsideFolder()).entryList(QDir::Files); }
+    static QString setAsideFolder()
+    {
+        return SafeFileRewriter::journalFolder() + QStringLiteral("/Set Aside");
     }
 
     QString mFolder;
+    QString mError;
 };
 
 // The edit shapes a tag writer produces: a grown tag, a shrunk tag, a tag of
@@ -120,8 +117,7 @@ TEST_F(SafeFileRewriterTest, EditsGiveTheExpectedBytesInTheSameInode)
         ASSERT_TRUE(openHandle.open(QIODevice::ReadOnly));
         const FileIdentity before = FileIdentity::of(path);
 
-        QString error;
-        ASSERT_TRUE(SafeFileRewriter::apply(path, edits, before, &error)) << error.toStdString();
+        ASSERT_TRUE(apply(path, edits, before)) << mError.toStdString();
         const QByteArray expected = applied(original, edits);
         EXPECT_EQ(TestSupport::readFile(path), expected);
         EXPECT_EQ(TestSupport::readFile(link), expected);
@@ -144,10 +140,9 @@ TEST_F(SafeFileRewriterTest, RecoveryAfterEveryFaultGivesBackTheOriginalBytes)
             const QString path = makeFile(QStringLiteral("song.mp3"), original);
             const FileIdentity before = FileIdentity::of(path);
             SafeFileRewriter::setFaultPoint(fault);
-            QString error;
-            EXPECT_FALSE(SafeFileRewriter::apply(path, edits, before, &error));
+            EXPECT_FALSE(apply(path, edits, before));
             SafeFileRewriter::setFaultPoint(Fault::None);
-            EXPECT_FALSE(error.isEmpty());
+            EXPECT_FALSE(mError.isEmpty());
             ASSERT_EQ(journals().size(), 1);
             if (fault != Fault::AfterJournal) {
                 EXPECT_NE(TestSupport::readFile(path), original);
@@ -188,8 +183,7 @@ TEST_F(SafeFileRewriterTest, RecoveryNeverPutsBackOverAnotherProgramsChange)
     for (const auto& row : rows) {
         const QString path = makeFile(QStringLiteral("theirs.mp3"), original);
         SafeFileRewriter::setFaultPoint(row.fault);
-        QString error;
-        EXPECT_FALSE(SafeFileRewriter::apply(path, row.edits, FileIdentity::of(path), &error)) << row.name;
+        EXPECT_FALSE(apply(path, row.edits, FileIdentity::of(path))) << row.name;
         SafeFileRewriter::setFaultPoint(Fault::None);
         QByteArray theirs = TestSupport::readFile(path);
         char value = 0;
@@ -202,7 +196,7 @@ TEST_F(SafeFileRewriterTest, RecoveryNeverPutsBackOverAnotherProgramsChange)
         EXPECT_EQ(TestSupport::readFile(path), theirs) << row.name << ": the other program's change is lost";
         EXPECT_TRUE(journals().isEmpty()) << row.name;
         EXPECT_EQ(setAside().size(), 1) << row.name;
-        QDir(SafeFileRewriter::journalFolder() + QStringLiteral("/Set Aside")).removeRecursively();
+        QDir(setAsideFolder()).removeRecursively();
     }
 }
 
@@ -251,12 +245,11 @@ TEST_F(SafeFileRewriterTest, WithoutFlushingTheJournalStillUndoes)
     const QList<FileEdit> grow = editShapes(original).first();
     SafeFileRewriter::setFlushToDisk(false);
     const QString path = makeFile(QStringLiteral("noflush.mp3"), original);
-    QString error;
-    EXPECT_TRUE(SafeFileRewriter::apply(path, grow, FileIdentity(), &error));
+    EXPECT_TRUE(apply(path, grow));
     EXPECT_EQ(TestSupport::readFile(path), applied(original, grow));
     ASSERT_TRUE(TestSupport::writeFile(path, original));
     SafeFileRewriter::setFaultPoint(Fault::AfterTruncate);
-    EXPECT_FALSE(SafeFileRewriter::apply(path, grow, FileIdentity(), &error));
+    EXPECT_FALSE(apply(path, grow));
     SafeFileRewriter::setFlushToDisk(true);
     EXPECT_EQ(SafeFileRewriter::recoverInterruptedWrites(), 1);
     EXPECT_EQ(TestSupport::readFile(path), original);
@@ -271,8 +264,7 @@ TEST_F(SafeFileRewriterTest, SameLengthEditJournalsAndWritesOnlyTheDifferences)
     tag[20] = char(tag[20] ^ 0x55); // merged with the one above
     tag[90000] = char(tag[90000] ^ 0x55);
     SafeFileRewriter::setFaultPoint(Fault::AfterJournal);
-    QString error;
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 100000, tag}}, FileIdentity(), &error));
+    EXPECT_FALSE(apply(path, {{0, 100000, tag}}));
     const QStringList left = journals();
     ASSERT_EQ(left.size(), 1);
     // A header of about 200 bytes and two small regions, not 100 KB.
@@ -281,12 +273,12 @@ TEST_F(SafeFileRewriterTest, SameLengthEditJournalsAndWritesOnlyTheDifferences)
 
     SafeFileRewriter::setFaultPoint(Fault::None);
     const FileIdentity before = FileIdentity::of(path);
-    ASSERT_TRUE(SafeFileRewriter::apply(path, {{0, 100000, tag}}, before, &error));
+    ASSERT_TRUE(apply(path, {{0, 100000, tag}}, before));
     EXPECT_EQ(TestSupport::readFile(path), tag + original.mid(100000));
 
     // Nothing differs: nothing is written, not even the time.
     const FileIdentity unchanged = FileIdentity::of(path);
-    ASSERT_TRUE(SafeFileRewriter::apply(path, {{0, 100000, tag}}, unchanged, &error));
+    ASSERT_TRUE(apply(path, {{0, 100000, tag}}, unchanged));
     EXPECT_EQ(FileIdentity::of(path), unchanged);
 }
 
@@ -301,10 +293,9 @@ TEST_F(SafeFileRewriterTest, RefusesFilesChangedSinceTheyWereRead)
     ASSERT_TRUE(TestSupport::writeFile(path, other));
     struct timespec times[2] = {{0, UTIME_OMIT}, {read.mtimeNs / 1000000000 + 5, 0}};
     ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0), 0);
-    QString error;
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 100, pattern(5000, 1)}}, read, &error));
-    EXPECT_TRUE(error.contains(path));
-    EXPECT_TRUE(error.contains(QStringLiteral("changed")));
+    EXPECT_FALSE(apply(path, {{0, 100, pattern(5000, 1)}}, read));
+    EXPECT_TRUE(mError.contains(path));
+    EXPECT_TRUE(mError.contains(QStringLiteral("changed")));
     EXPECT_EQ(TestSupport::readFile(path), other);
 
     // Same length and the time put back: only the change time tells.
@@ -315,14 +306,14 @@ TEST_F(SafeFileRewriterTest, RefusesFilesChangedSinceTheyWereRead)
         {0, UTIME_OMIT}, {beforeQuietChange.mtimeNs / 1000000000, beforeQuietChange.mtimeNs % 1000000000}};
     ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), back, 0), 0);
     ASSERT_TRUE(FileIdentity::of(path).hasSameContentStamp(beforeQuietChange));
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 100, pattern(5000, 1)}}, beforeQuietChange, &error));
+    EXPECT_FALSE(apply(path, {{0, 100, pattern(5000, 1)}}, beforeQuietChange));
     EXPECT_EQ(TestSupport::readFile(path), other);
 
     // Replaced by another file under the same name.
     const FileIdentity current = FileIdentity::of(path);
     ASSERT_TRUE(QFile::remove(path));
     makeFile(QStringLiteral("changed.mp3"), other);
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 100, pattern(5000, 1)}}, current, &error));
+    EXPECT_FALSE(apply(path, {{0, 100, pattern(5000, 1)}}, current));
     EXPECT_EQ(TestSupport::readFile(path), other);
     EXPECT_TRUE(journals().isEmpty());
 }
@@ -331,17 +322,15 @@ TEST_F(SafeFileRewriterTest, RejectsEditsThatDoNotFitAndUnwritableFiles)
 {
     const QByteArray original = pattern(1000, 0);
     const QString path = makeFile(QStringLiteral("bad.mp3"), original);
-    QString error;
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 10, "a"}, {5, 10, "b"}}, FileIdentity(), &error));
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{990, 11, "a"}}, FileIdentity(), &error));
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{-1, 1, "a"}}, FileIdentity(), &error));
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{10, -1, "a"}}, FileIdentity(), &error));
-    EXPECT_FALSE(SafeFileRewriter::apply(mFolder + QStringLiteral("/missing.mp3"), {{0, 0, "a"}},
-                                         FileIdentity(), &error));
-    EXPECT_FALSE(error.isEmpty());
+    // Overlapping, past the end, negative offset or length.
+    for (const QList<FileEdit>& edits : QList<QList<FileEdit>>{
+             {{0, 10, "a"}, {5, 10, "b"}}, {{990, 11, "a"}}, {{-1, 1, "a"}}, {{10, -1, "a"}}})
+        EXPECT_FALSE(apply(path, edits)) << edits.first().offset;
+    EXPECT_FALSE(apply(mFolder + QStringLiteral("/missing.mp3"), {{0, 0, "a"}}));
+    EXPECT_FALSE(mError.isEmpty());
     if (::geteuid() != 0) {
         QFile::setPermissions(path, QFileDevice::ReadOwner);
-        EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 1, "a"}}, FileIdentity(), &error));
+        EXPECT_FALSE(apply(path, {{0, 1, "a"}}));
         QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
     }
     EXPECT_EQ(TestSupport::readFile(path), original);
@@ -360,13 +349,11 @@ TEST_F(SafeFileRewriterTest, WriteErrorPutsTheOriginalBack)
     struct rlimit limited = saved;
     limited.rlim_cur = 52000;
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limited), 0);
-    QString error;
-    const bool written =
-        SafeFileRewriter::apply(path, {{45000, 10, pattern(5000, 1)}}, FileIdentity(), &error);
+    const bool written = apply(path, {{45000, 10, pattern(5000, 1)}});
     ::setrlimit(RLIMIT_FSIZE, &saved);
     std::signal(SIGXFSZ, previousHandler);
     EXPECT_FALSE(written);
-    EXPECT_TRUE(error.contains(QStringLiteral("put back"))) << error.toStdString();
+    EXPECT_TRUE(mError.contains(QStringLiteral("put back"))) << mError.toStdString();
     EXPECT_EQ(TestSupport::readFile(path), original);
     EXPECT_TRUE(journals().isEmpty());
 }
@@ -375,22 +362,21 @@ TEST_F(SafeFileRewriterTest, JournalsThatMatchNeitherStateAreSetAside)
 {
     const QByteArray original = pattern(40000, 0);
     const QList<FileEdit> grow = {{0, 1000, pattern(6000, 1)}};
-    QString error;
 
     // The file was replaced after the interruption.
     const QString replaced = makeFile(QStringLiteral("replaced.mp3"), original);
     SafeFileRewriter::setFaultPoint(Fault::AfterWrite);
-    EXPECT_FALSE(SafeFileRewriter::apply(replaced, grow, FileIdentity(), &error));
+    EXPECT_FALSE(apply(replaced, grow));
     ASSERT_TRUE(QFile::remove(replaced));
     makeFile(QStringLiteral("replaced.mp3"), "someone else's file");
     // The file's length is outside anything the write could have left.
     const QString cut = makeFile(QStringLiteral("cut.mp3"), original);
-    EXPECT_FALSE(SafeFileRewriter::apply(cut, grow, FileIdentity(), &error));
+    EXPECT_FALSE(apply(cut, grow));
     ASSERT_EQ(::truncate(QFile::encodeName(cut).constData(), 100), 0);
     const QByteArray cutBytes = TestSupport::readFile(cut);
     // The file is gone.
     const QString gone = makeFile(QStringLiteral("gone.mp3"), original);
-    EXPECT_FALSE(SafeFileRewriter::apply(gone, grow, FileIdentity(), &error));
+    EXPECT_FALSE(apply(gone, grow));
     ASSERT_TRUE(QFile::remove(gone));
     SafeFileRewriter::setFaultPoint(Fault::None);
     ASSERT_EQ(journals().size(), 3);
@@ -410,8 +396,7 @@ TEST_F(SafeFileRewriterTest, DamagedOrBusyJournalsAreNeverApplied)
     const QByteArray original = pattern(40000, 0);
     const QString path = makeFile(QStringLiteral("damaged.mp3"), original);
     SafeFileRewriter::setFaultPoint(Fault::AfterWrite);
-    QString error;
-    EXPECT_FALSE(SafeFileRewriter::apply(path, {{0, 1000, pattern(6000, 1)}}, FileIdentity(), &error));
+    EXPECT_FALSE(apply(path, {{0, 1000, pattern(6000, 1)}}));
     SafeFileRewriter::setFaultPoint(Fault::None);
     const QByteArray written = TestSupport::readFile(path);
     ASSERT_EQ(journals().size(), 1);
@@ -470,7 +455,7 @@ TEST_F(SafeFileRewriterTest, WritersWaitForTheWriteLockOfAnotherWriter)
         ::flock(other, LOCK_UN);
     });
     const QList<FileEdit> edit = {{0, 10, pattern(10, 1)}};
-    EXPECT_TRUE(SafeFileRewriter::apply(path, edit, FileIdentity::of(path), &error)) << error.toStdString();
+    EXPECT_TRUE(apply(path, edit, FileIdentity::of(path))) << mError.toStdString();
     releaser.join();
     ::close(other);
     EXPECT_EQ(TestSupport::readFile(path), applied(original, edit));
@@ -481,8 +466,7 @@ TEST_F(SafeFileRewriterTest, WritersWaitForTheWriteLockOfAnotherWriter)
         const FileWriteLock held = FileWriteLock::acquire(path, &error, 50);
         ASSERT_TRUE(held.isLocked());
         const QList<FileEdit> inner = {{20, 10, pattern(10, 2)}};
-        EXPECT_TRUE(SafeFileRewriter::apply(path, inner, FileIdentity::of(path), &error))
-            << error.toStdString();
+        EXPECT_TRUE(apply(path, inner, FileIdentity::of(path))) << mError.toStdString();
         bool lockedElsewhere = true;
         std::thread([&] { lockedElsewhere = FileWriteLock::acquire(path, nullptr, 50).isLocked(); }).join();
         EXPECT_FALSE(lockedElsewhere);

@@ -1,6 +1,7 @@
 // One song file read once: the device serves every reader the file's own
 // bytes, in a few system calls, and the type the tag is read as is the one
 // the bytes and then the name decide.
+#include "ID3TestData.h"
 #include "Mp4TestFiles.h"
 #include "MpegTestFiles.h"
 #include "TestSupport.h"
@@ -21,33 +22,24 @@ namespace {
 
 using Spec = MpegTestFiles::FrameSpec;
 
+using T = ID3TestData;
+
 QString scratch(const QString& name)
 {
-    const QString folder = TestSupport::scratchFolder() + QStringLiteral("/device/");
-    QDir().mkpath(folder);
-    return folder + name;
+    QDir().mkpath(TestSupport::scratchFolder() + QStringLiteral("/device"));
+    return TestSupport::scratchFolder() + QStringLiteral("/device/") + name;
 }
 
 QString written(const QString& name, const QByteArray& bytes)
 {
-    const QString path = scratch(name);
-    EXPECT_TRUE(TestSupport::writeFile(path, bytes));
-    return path;
-}
-
-QByteArray pattern(qsizetype length)
-{
-    QByteArray bytes(length, Qt::Uninitialized);
-    for (qsizetype i = 0; i < length; ++i)
-        bytes[i] = static_cast<char>((i * 131 + (i >> 9)) & 0xFF);
-    return bytes;
+    return TestSupport::scratchFile(QStringLiteral("device/") + name, bytes);
 }
 
 } // namespace
 
 TEST(SongFileDevice, EveryReadGivesTheFileBytes)
 {
-    const QByteArray bytes = pattern(3 * 1024 * 1024 + 777);
+    const QByteArray bytes = TestSupport::pattern(3 * 1024 * 1024 + 777);
     const qint64 size = bytes.size();
     // Head, reads just past it and far from it, the tail, blocks, long reads,
     // reads across the ends of what is kept, the very end and beyond.
@@ -105,7 +97,7 @@ TEST(SongFileDevice, NamesThatAreNoFilesAreRefusedAtOnce)
 
 TEST(SongFileDevice, AFileCutShortWhileOpenGivesNoBytes)
 {
-    const QByteArray bytes = pattern(2 * 1024 * 1024);
+    const QByteArray bytes = TestSupport::pattern(2 * 1024 * 1024);
     const QString path = written(QStringLiteral("cut.bin"), bytes);
     SongFileDevice file(path);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));

@@ -1,6 +1,6 @@
 // Write batches: several MP3 and MPEG-4 files written by the tag writers in
 // one batch, interrupted between any two of its steps, and recovered.
-#include "Mp4TestFiles.h"
+#include "ID3TestData.h"
 #include "MpegTestFiles.h"
 #include "TestSupport.h"
 
@@ -35,47 +35,25 @@ QString newTitle(const QString& title, Edit edit)
     return changed.replace(QStringLiteral("Old"), QStringLiteral("New"));
 }
 
-// True when `now` is what a whole write gives: the same bytes, but for the
-// modification times an MPEG-4 write stamps into the movie (at most three
-// 32-bit fields), which depend on the second of the write.
-bool isCompleteWrite(const QByteArray& now, const QByteArray& complete)
-{
-    if (now.size() != complete.size())
-        return false;
-    int differing = 0;
-    for (qsizetype i = 0; i < now.size() && differing <= 12; ++i)
-        differing += now[i] != complete[i] ? 1 : 0;
-    return differing <= 12;
-}
-
 class WriteBatchTest : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
-        const QString name =
-            QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name());
-        mFolder = TestSupport::scratchFolder() + QStringLiteral("/batch/") + name;
-        QDir(mFolder).removeRecursively();
-        QDir().mkpath(mFolder);
+        mFolder = TestSupport::testFolder(QStringLiteral("batch"));
         SafeFileRewriter::setJournalFolder(mFolder + QStringLiteral("/journals"));
         SafeFileRewriter::setFaultPoint(Fault::None);
     }
     void TearDown() override { SafeFileRewriter::setFaultPoint(Fault::None); }
 
-    // A song made by our own writers: MPEG audio with an ID3v2 tag, or an
+    // A song made by our own writers (so that a title of the same length
+    // is a write of the same length): MPEG audio with an ID3v2 tag, or an
     // M4A file with an item list and some free space after it.
     QString makeSong(const QString& name, const QString& title)
     {
         const QString path = mFolder + QLatin1Char('/') + name;
-        if (name.endsWith(QLatin1String(".m4a"))) {
-            Mp4TestFiles::Options o;
-            o.items = {Mp4TestFiles::textItem(QStringLiteral("\u00A9nam"), title)};
-            o.freeInMeta = 200;
-            o.chunkCount = 12;
-            EXPECT_TRUE(TestSupport::writeFile(path, Mp4TestFiles::m4a(o)));
-            return path;
-        }
+        if (name.endsWith(QLatin1String(".m4a")))
+            return ID3TestData::song(path, {.title = title, .length = 12, .freeSpace = 200});
         EXPECT_TRUE(MpegTestFiles::writeSimpleMp3(path, 80));
         MP3InfoTag tag;
         tag.setTitle(title);
@@ -186,7 +164,7 @@ TEST_F(WriteBatchTest, EveryInterruptionLeavesEachFileAsItWasOrCompletelyWritten
             SafeFileRewriter::recoverInterruptedWrites();
             for (qsizetype i = 0; i < paths.size(); ++i) {
                 const QByteArray now = TestSupport::readFile(paths[i]);
-                EXPECT_TRUE(now == originals[i] || isCompleteWrite(now, complete[i]))
+                EXPECT_TRUE(now == originals[i] || TestSupport::isCompleteWrite(now, complete[i]))
                     << row << ": " << kNames[i].toStdString() << " is neither as it was nor complete";
             }
             EXPECT_TRUE(SafeFileRewriter::pendingJournals().isEmpty()) << row;

@@ -26,6 +26,18 @@ QString page(const char* body)
     return QString::fromUtf8(body);
 }
 
+// The entries parsed from a page, each in brackets, cells joined by "|".
+QString entries(const QString& html, const QVariantMap& description = tableDescription())
+{
+    const auto parsed = WMUtility::parsedContentsOfHTML(html, description);
+    if (!parsed)
+        return QStringLiteral("(refused)");
+    QStringList joined;
+    for (const QStringList& entry : *parsed)
+        joined << QLatin1Char('[') + entry.join(QLatin1Char('|')) + QLatin1Char(']');
+    return joined.join(QString());
+}
+
 } // namespace
 
 TEST(PageExtraction, PiecesStopAtStrayEndsAndEntryBounds)
@@ -36,11 +48,7 @@ TEST(PageExtraction, PiecesStopAtStrayEndsAndEntryBounds)
                               "<tr><td>open"                  // its end lies in the next entry
                               "<tr><td>c</td>"
                               "</table>");
-    const auto parsed = WMUtility::parsedContentsOfHTML(html, tableDescription());
-    ASSERT_TRUE(parsed.has_value());
-    ASSERT_EQ(parsed->size(), 2);
-    EXPECT_EQ(parsed->at(0), QStringList{QStringLiteral("<td>a</td>")});
-    EXPECT_EQ(parsed->at(1), QStringList{QStringLiteral("<td>c</td>")});
+    EXPECT_EQ(entries(html), QStringLiteral("[<td>a</td>][<td>c</td>]"));
 }
 
 TEST(QueryEncoding, HTTPFromDictionary)

@@ -1,3 +1,5 @@
+#include "TestSupport.h"
+
 #include "text/WendmarkTextExtensions.h"
 
 #include <QCoreApplication>
@@ -18,12 +20,6 @@
 using namespace WendmarkTextExtensions;
 
 namespace {
-
-struct KeyCase
-{
-    const char* word;
-    const char* key;
-};
 
 // The textbook full-matrix edit distance, as an independent reference.
 int referenceDistance(const QString& a, const QString& b)
@@ -67,22 +63,24 @@ public:
 
 TEST(Metaphone, WordKeys)
 {
-    const KeyCase cases[] = {
-        {"knight", "nikt"}, {"wright", "nikt"},   {"phone", "fn"},    {"thomas", "0ms"}, {"x", "s"},
-        {"xx", "s"},        {"xavier", "ksfr"},   {"smith", "sm0h"},  {"occur", "okr"},  {"science", "sns"},
-        {"judge", "jj"},    {"gnome", "nom"},     {"aeon", "eon"},    {"who", "wo"},     {"wrap", "nap"},
-        {"bomb", "bm"},     {"nation", "nxn"},    {"church", "krkh"}, {"laugh", "lh"},   {"edge", "ej"},
-        {"shh", "xh"},      {"ahead", "aht"},     {"ohm", "om"},      {"cia", "x"},      {"cow", "kw"},
-        {"swan", "swn"},    {"awkward", "akwrt"}, {"back", "bkk"},    {"backs", "bks"},  {"ghost", "kst"},
-        {"gig", "jk"},      {"signed", "snt"},    {"u2", "u2"},       {"b", "b"},        {"e", "e"},
-        {"", ""},           {"Café", "kf"},       {"SMITH", "sm0h"},  {"y", "y"},        {"zyx", "syks"},
-    };
-    for (const KeyCase& c : cases)
-        EXPECT_EQ(metaphoneWord(QString::fromUtf8(c.word)), QString::fromUtf8(c.key)) << c.word;
+    expectEach(metaphoneWord,
+               {{u"knight", u"nikt"}, {u"wright", u"nikt"}, {u"phone", u"fn"},      {u"thomas", u"0ms"},
+                {u"x", u"s"},         {u"xx", u"s"},        {u"xavier", u"ksfr"},   {u"smith", u"sm0h"},
+                {u"occur", u"okr"},   {u"science", u"sns"}, {u"judge", u"jj"},      {u"gnome", u"nom"},
+                {u"aeon", u"eon"},    {u"who", u"wo"},      {u"wrap", u"nap"},      {u"bomb", u"bm"},
+                {u"nation", u"nxn"},  {u"church", u"krkh"}, {u"laugh", u"lh"},      {u"edge", u"ej"},
+                {u"shh", u"xh"},      {u"ahead", u"aht"},   {u"ohm", u"om"},        {u"cia", u"x"},
+                {u"cow", u"kw"},      {u"swan", u"swn"},    {u"awkward", u"akwrt"}, {u"back", u"bkk"},
+                {u"backs", u"bks"},   {u"ghost", u"kst"},   {u"gig", u"jk"},        {u"signed", u"snt"},
+                {u"u2", u"u2"},       {u"b", u"b"},         {u"e", u"e"},           {u"", u""},
+                {u"Café", u"kf"},     {u"SMITH", u"sm0h"},  {u"y", u"y"},           {u"zyx", u"syks"}});
 }
 
 TEST(Levenshtein, MatchesTheFullMatrix)
 {
+    // An empty word is no match at all: 0, not its length.
+    EXPECT_EQ(levenshteinCompareWithWord(QString(), QStringLiteral("abc")), 0.0f);
+    EXPECT_EQ(levenshteinCompareWithWord(QStringLiteral("abc"), QString()), 0.0f);
     std::mt19937 random(1234);
     const char16_t alphabet[] = {u'a', u'b', u'c', u'A', u'\u00e9', u'\u0416', 0xD83C};
     for (int round = 0; round < 400; ++round) {
