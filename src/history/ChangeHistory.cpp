@@ -17,6 +17,8 @@
 namespace {
 
 constexpr qint64 kSchemaVersion = 1;
+// Pages of the write-ahead log an operation may leave behind (of 4 KB).
+constexpr qint64 kLargestKeptLogBytes = 64 * 4096;
 constexpr qint64 kDefaultLimitMB = 500;
 const char* const kDamagedKey = "historyDamaged";
 
@@ -125,12 +127,8 @@ bool ChangeHistory::createSchema()
 {
     if (!mDatabase.execute("PRAGMA synchronous = NORMAL") || !mDatabase.execute("PRAGMA foreign_keys = ON"))
         return false;
-    // Each command that opens the history first reads the whole write-ahead
-    // log (closing leaves it in place): kept to 64 pages, that costs about a
-    // millisecond, where SQLite's default of 1,000 pages cost three per
-    // command. A checkpoint then comes every dozen or so one-song commands.
-    if (!mDatabase.execute("PRAGMA wal_autocheckpoint = 64") ||
-        !mDatabase.execute("PRAGMA journal_size_limit = 1048576"))
+    // SQLite's own checkpoints leave the write-ahead log at 1 MB at the most.
+    if (!mDatabase.execute("PRAGMA journal_size_limit = 1048576"))
         return false;
     const qint64 version = mDatabase.integerValue("PRAGMA user_version", -1);
     if (version < 0)
@@ -355,7 +353,17 @@ bool ChangeHistory::finishOperation(qint64 operation, QString* problem)
         if (!drop.run())
             return fail(problem);
     }
-    return pruneToLimit(operation) || fail(problem);
+    if (!pruneToLimit(operation))
+        return fail(problem);
+    // Each command that opens the history first reads the whole write-ahead
+    // log (closing leaves it in place, to spare a flush per command): a log
+    // of SQLite's 1,000 pages cost a one-song command 3 ms. An operation that
+    // leaves more than 64 pages in it checkpoints once at its end, so that
+    // the next command reads little, and a long operation flushes once.
+    const qint64 logBytes = QFileInfo(mPath + QStringLiteral("-wal")).size();
+    if (logBytes > kLargestKeptLogBytes)
+        mDatabase.execute("PRAGMA wal_checkpoint(TRUNCATE)");
+    return true;
 }
 
 qint64 ChangeHistory::sizeInBytes()
