@@ -345,13 +345,15 @@ bool ChangeHistory::finishOperation(qint64 operation, QString* problem)
 {
     if (!open(problem))
         return false;
-    SqliteConnection::Statement count = mDatabase.prepare("SELECT count(*) FROM files WHERE operation = ?");
-    count.bind(1, operation);
-    if (count.next() && count.integer(0) == 0) {
-        SqliteConnection::Statement drop = mDatabase.prepare("DELETE FROM operations WHERE id = ?");
-        drop.bind(1, operation);
-        if (!drop.run())
-            return fail(problem);
+    {
+        SqliteConnection::Statement count = mDatabase.prepare("SELECT count(*) FROM files WHERE operation = ?");
+        count.bind(1, operation);
+        if (count.next() && count.integer(0) == 0) {
+            SqliteConnection::Statement drop = mDatabase.prepare("DELETE FROM operations WHERE id = ?");
+            drop.bind(1, operation);
+            if (!drop.run())
+                return fail(problem);
+        }
     }
     if (!pruneToLimit(operation))
         return fail(problem);
