@@ -1,5 +1,6 @@
 #include "SafeFileRewriter.h"
 
+#include "EditTarget.h"
 #include "FileWriteLock.h"
 #include "PosixFile.h"
 #include "RewriteJournal.h"
@@ -205,36 +206,18 @@ bool fail(QString* errorText, const QString& text)
 
 // A dry run's write: everything a write would check (the lock, the file, its
 // state since it was read, the edits, the journal folder), nothing written.
-bool rehearse(const QString& path, const QList<FileEdit>& edits, const FileIdentity& expected, QString* errorText)
+bool rehearse(const QString& path, const QList<FileEdit>& edits, const FileIdentity& expected,
+              QString* errorText)
 {
-    // Held until the end, also when the caller holds it already (it then
-    // covers the caller's read as well).
-    const FileWriteLock lock = FileWriteLock::acquire(path, errorText);
-    if (!lock.isLocked())
+    // The lock is held until the end, over the journal folder's check too.
+    const std::optional<EditTarget> target = EditTarget::open(path, edits, expected, errorText);
+    if (!target)
         return false;
-    PosixFile file = PosixFile::open(path, O_RDWR);
-    if (!file.isOpen())
-        return fail(errorText, LocalizedStrings::format(QStringLiteral("RewriteErrorOpen"), path,
-                                                        PosixFile::lastError()));
-    const FileIdentity before = FileIdentity::ofDescriptor(file.fd());
-    if (!before.isValid())
-        return fail(errorText, LocalizedStrings::format(QStringLiteral("RewriteErrorOpen"), path,
-                                                        QStringLiteral("not a regular file")));
-    if (expected.isValid() && before != expected)
-        return fail(errorText, LocalizedStrings::format(QStringLiteral("RewriteErrorChanged"), path));
-
-    qint64 previousEnd = 0;
-    for (const FileEdit& edit : edits) {
-        if (edit.offset < previousEnd || edit.length < 0 || edit.offset > before.size - edit.length)
-            return fail(errorText, LocalizedStrings::format(QStringLiteral("RewriteErrorBadEdit"), path));
-        previousEnd = edit.offset + edit.length;
-    }
     const QString folder = SafeFileRewriter::journalFolder();
     if (!QDir().mkpath(folder) || !QFileInfo(folder).isWritable())
         return fail(errorText, LocalizedStrings::format(QStringLiteral("RewriteErrorJournal"), path,
                                                         QStringLiteral("%1 can't be written").arg(folder)));
     return true;
-
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "WriteBatch.h"
 
+#include "EditTarget.h"
 #include "FileWriteLock.h"
 #include "PosixFile.h"
 #include "RewriteJournal.h"
@@ -217,32 +218,20 @@ bool WriteBatch::stage(const QString& path, const QList<FileEdit>& edits, const 
         return true;
     if (isDue())
         launch();
-    // Held until the commit, also when the caller holds it already (it then
-    // covers the caller's read as well).
-    FileWriteLock lock = FileWriteLock::acquire(path, errorText);
-    if (!lock.isLocked())
-        return false;
-    PosixFile file = PosixFile::open(path, O_RDWR);
-    if (!file.isOpen())
-        return fail(errorText, LocalizedStrings::format(QStringLiteral("RewriteErrorOpen"), path,
-                                                        PosixFile::lastError()));
-    const FileIdentity before = FileIdentity::ofDescriptor(file.fd());
-    if (!before.isValid())
-        return fail(errorText, LocalizedStrings::format(QStringLiteral("RewriteErrorOpen"), path,
-                                                        QStringLiteral("not a regular file")));
-    if (expected.isValid() && before != expected)
-        return fail(errorText, LocalizedStrings::format(QStringLiteral("RewriteErrorChanged"), path));
+    // The lock is held until the commit.
+    QString refusal;
+    std::optional<EditTarget> target = EditTarget::open(path, edits, expected, &refusal);
+    if (!target)
+        return fail(errorText, refusal);
+    const FileIdentity& before = target->before;
+    PosixFile& file = target->file;
 
     RewriteJournal::Entry entry;
     entry.path = QFile::encodeName(path);
     entry.before = before;
     entry.newLength = before.size;
     entry.sameLength = true;
-    qint64 previousEnd = 0;
     for (const FileEdit& edit : edits) {
-        if (edit.offset < previousEnd || edit.length < 0 || edit.offset > before.size - edit.length)
-            return fail(errorText, LocalizedStrings::format(QStringLiteral("RewriteErrorBadEdit"), path));
-        previousEnd = edit.offset + edit.length;
         entry.newLength += edit.bytes.size() - edit.length;
         entry.sameLength = entry.sameLength && edit.bytes.size() == edit.length;
     }
@@ -286,7 +275,7 @@ bool WriteBatch::stage(const QString& path, const QList<FileEdit>& edits, const 
         group.journal.startWriteBack();
     Staged staged;
     staged.path = path;
-    staged.lock = std::move(lock);
+    staged.lock = std::move(target->lock);
     staged.before = before;
     staged.newSize = group.journal.entries().constLast().newLength;
     staged.entry = static_cast<int>(group.journal.entries().size() - 1);
