@@ -1,5 +1,7 @@
 #include "ChangeJson.h"
 
+#include "songs/SongPathTags.h"
+
 #include <QJsonObject>
 
 QJsonValue ChangeJson::value(const TagSnapshot& values, TagAttribute attribute)
@@ -31,4 +33,19 @@ QJsonArray ChangeJson::changes(const FileChangeRecord& record)
                                     origin.detail.isEmpty() ? QJsonValue() : QJsonValue(origin.detail)}});
     }
     return changes;
+}
+
+QJsonValue ChangeJson::orNull(const QString& text)
+{
+    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
+}
+
+QJsonValue ChangeJson::pathTags(const SongPathTags& tags)
+{
+    if (tags.isEmpty())
+        return QJsonValue();
+    return QJsonObject{{QStringLiteral("artist"), orNull(tags.artist)},
+                       {QStringLiteral("album"), orNull(tags.album)},
+                       {QStringLiteral("title"), orNull(tags.title)},
+                       {QStringLiteral("track"), tags.track > 0 ? QJsonValue(tags.track) : QJsonValue()}};
 }

@@ -24,11 +24,6 @@ QString text(const char* key)
     return LocalizedStrings::text(QLatin1String(key));
 }
 
-QJsonValue orNull(const QString& value)
-{
-    return value.isEmpty() ? QJsonValue() : QJsonValue(value);
-}
-
 QString outcomeName(SongOutcome::Kind kind)
 {
     switch (kind) {
@@ -47,16 +42,6 @@ QString outcomeName(SongOutcome::Kind kind)
         break;
     }
     return QStringLiteral("skipped");
-}
-
-QJsonValue pathTagsJson(const SongPathTags& tags)
-{
-    if (tags.isEmpty())
-        return QJsonValue();
-    return QJsonObject{{QStringLiteral("artist"), orNull(tags.artist)},
-                       {QStringLiteral("album"), orNull(tags.album)},
-                       {QStringLiteral("title"), orNull(tags.title)},
-                       {QStringLiteral("track"), tags.track > 0 ? QJsonValue(tags.track) : QJsonValue()}};
 }
 
 } // namespace
@@ -134,7 +119,7 @@ void FixReport::printSongJson(const QString& path, const QString& name, const So
     for (const SourceReport& report : outcome.sources)
         sources.append(QJsonObject{{QStringLiteral("source"), CommandTable::sourceNameOfClass(report.source)},
                                    {QStringLiteral("albums"), report.albums},
-                                   {QStringLiteral("error"), orNull(report.failure.reason())}});
+                                   {QStringLiteral("error"), ChangeJson::orNull(report.failure.reason())}});
     const qsizetype dash = name.indexOf(QStringLiteral(" – "));
     const QString artist = name.left(dash);
     const QString title = name.mid(dash + 3);
@@ -146,11 +131,11 @@ void FixReport::printSongJson(const QString& path, const QString& name, const So
                   {QStringLiteral("artist"), artist == text("NoArtist") ? QJsonValue() : QJsonValue(artist)},
                   {QStringLiteral("title"), title == text("NoTrackTitle") ? QJsonValue() : QJsonValue(title)},
                   {QStringLiteral("outcome"), outcomeName(outcome.kind)},
-                  {QStringLiteral("error"), orNull(outcome.reason)},
+                  {QStringLiteral("error"), ChangeJson::orNull(outcome.reason)},
                   {QStringLiteral("changes"), ChangeJson::changes(outcome.changes)},
-                  {QStringLiteral("fromPath"), pathTagsJson(outcome.fromPath)},
+                  {QStringLiteral("fromPath"), ChangeJson::pathTags(outcome.fromPath)},
                   {QStringLiteral("sources"), sources},
-                  {QStringLiteral("note"), orNull(outcome.note)},
+                  {QStringLiteral("note"), ChangeJson::orNull(outcome.note)},
                   {QStringLiteral("dryRun"), mDryRun}});
 }
 
@@ -251,22 +236,23 @@ void FixReport::finish(bool cancelled, qint64 notDone, int status)
 {
     const int skipped = mDamaged + mReadOnly + mUnreadable + mVanished;
     if (mJson) {
-        CliOutput::printJsonLine(mOut, QJsonObject{{QStringLiteral("kind"), QStringLiteral("summary")},
-                                                   {QStringLiteral("dryRun"), mDryRun},
-                                                   {QStringLiteral("changed"), mChanged},
-                                                   {QStringLiteral("nothingFound"), mNothingFound},
-                                                   {QStringLiteral("failed"), mFailed},
-                                                   {QStringLiteral("skipped"), skipped},
-                                                   {QStringLiteral("damaged"), mDamaged},
-                                                   {QStringLiteral("readOnly"), mReadOnly},
-                                                   {QStringLiteral("unreadable"), mUnreadable},
-                                                   {QStringLiteral("vanished"), mVanished},
-                                                   {QStringLiteral("complete"), mComplete},
-                                                   {QStringLiteral("cancelled"), cancelled},
-                                                   {QStringLiteral("notDone"), notDone},
-                                                   {QStringLiteral("allSourcesFailed"), allSourcesFailed()},
-                                                   {QStringLiteral("sourceErrors"), orNull(sourcesSummary())},
-                                                   {QStringLiteral("status"), status}});
+        CliOutput::printJsonLine(
+            mOut, QJsonObject{{QStringLiteral("kind"), QStringLiteral("summary")},
+                              {QStringLiteral("dryRun"), mDryRun},
+                              {QStringLiteral("changed"), mChanged},
+                              {QStringLiteral("nothingFound"), mNothingFound},
+                              {QStringLiteral("failed"), mFailed},
+                              {QStringLiteral("skipped"), skipped},
+                              {QStringLiteral("damaged"), mDamaged},
+                              {QStringLiteral("readOnly"), mReadOnly},
+                              {QStringLiteral("unreadable"), mUnreadable},
+                              {QStringLiteral("vanished"), mVanished},
+                              {QStringLiteral("complete"), mComplete},
+                              {QStringLiteral("cancelled"), cancelled},
+                              {QStringLiteral("notDone"), notDone},
+                              {QStringLiteral("allSourcesFailed"), allSourcesFailed()},
+                              {QStringLiteral("sourceErrors"), ChangeJson::orNull(sourcesSummary())},
+                              {QStringLiteral("status"), status}});
         return;
     }
     QStringList kinds;

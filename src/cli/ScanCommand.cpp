@@ -1,6 +1,7 @@
 #include "ScanCommand.h"
 
 #include "ArgumentParser.h"
+#include "ChangeJson.h"
 #include "CliOutput.h"
 #include "ClosedOutputNotifier.h"
 #include "SongSourceOptions.h"
@@ -28,21 +29,6 @@ const std::pair<AlbumAsset, const char*> kLackable[] = {
     {AlbumAsset::AlbumName, "album"}, {AlbumAsset::SongTitle, "title"}, {AlbumAsset::Artwork, "artwork"},
     {AlbumAsset::Genre, "genre"},     {AlbumAsset::Track, "track"},     {AlbumAsset::Year, "year"},
     {AlbumAsset::Lyrics, "lyrics"}};
-
-QJsonValue orNull(const QString& value)
-{
-    return value.isEmpty() ? QJsonValue() : QJsonValue(value);
-}
-
-QJsonValue pathJson(const SongPathTags& tags)
-{
-    if (tags.isEmpty())
-        return QJsonValue();
-    return QJsonObject{{QStringLiteral("artist"), orNull(tags.artist)},
-                       {QStringLiteral("album"), orNull(tags.album)},
-                       {QStringLiteral("title"), orNull(tags.title)},
-                       {QStringLiteral("track"), tags.track > 0 ? QJsonValue(tags.track) : QJsonValue()}};
-}
 
 // "artist “X”, title “Y”, track 3".
 QString pathText(const SongPathTags& tags)
@@ -212,16 +198,17 @@ int ScanCommand::run()
         const QString album = tag ? tag->album() : QString();
         const SongPathTags fromPath = tag ? pathValuesFor(*song, *tag, checked, root) : SongPathTags();
         if (json) {
-            text += line(QJsonObject{{QStringLiteral("kind"), QStringLiteral("song")},
-                                     {QStringLiteral("path"), song->path()},
-                                     {QStringLiteral("artist"), orNull(artist)},
-                                     {QStringLiteral("title"), orNull(title)},
-                                     {QStringLiteral("album"), orNull(album)},
-                                     {QStringLiteral("track"), tag ? orNull(tag->track()) : QJsonValue()},
-                                     {QStringLiteral("status"), statusName(status)},
-                                     {QStringLiteral("lacks"), QJsonArray::fromStringList(lacks)},
-                                     {QStringLiteral("fromPath"), pathJson(fromPath)},
-                                     {QStringLiteral("error"), QJsonValue()}});
+            text += line(
+                QJsonObject{{QStringLiteral("kind"), QStringLiteral("song")},
+                            {QStringLiteral("path"), song->path()},
+                            {QStringLiteral("artist"), ChangeJson::orNull(artist)},
+                            {QStringLiteral("title"), ChangeJson::orNull(title)},
+                            {QStringLiteral("album"), ChangeJson::orNull(album)},
+                            {QStringLiteral("track"), tag ? ChangeJson::orNull(tag->track()) : QJsonValue()},
+                            {QStringLiteral("status"), statusName(status)},
+                            {QStringLiteral("lacks"), QJsonArray::fromStringList(lacks)},
+                            {QStringLiteral("fromPath"), ChangeJson::pathTags(fromPath)},
+                            {QStringLiteral("error"), QJsonValue()}});
         } else {
             text += song->path();
             if (status == SongActivityStatus::Locked)
@@ -262,7 +249,7 @@ int ScanCommand::run()
                                  {QStringLiteral("damaged"), damaged},
                                  {QStringLiteral("unreadable"), static_cast<qint64>(unopened.size())},
                                  {QStringLiteral("cancelled"), !loaded},
-                                 {QStringLiteral("error"), orNull(loader.sourceError())}});
+                                 {QStringLiteral("error"), ChangeJson::orNull(loader.sourceError())}});
     } else {
         text += LocalizedStrings::format(QStringLiteral("CliScanSummary"),
                                          LocalizedStrings::count(QStringLiteral("CountSongs"), songs.size()),
