@@ -2,8 +2,6 @@
 
 #include "WindowHistory.h"
 
-#include "run/MainController.h"
-
 #include <utility>
 
 WindowOperation::WindowOperation(WindowHistory& history, OperationKind kind, QString name,
@@ -18,17 +16,6 @@ WindowOperation::WindowOperation(WindowHistory& history, OperationKind kind, QSt
 WindowOperation::~WindowOperation()
 {
     finish();
-}
-
-bool WindowOperation::write(const std::shared_ptr<SongFile>& song, const TagSnapshot& before,
-                            const ChangeOrigin& origin)
-{
-    return mOwner.controller().writeSong(song, before, mRecorder, origin);
-}
-
-void WindowOperation::record(const FileChangeRecord& record)
-{
-    mRecorder.record(record);
 }
 
 void WindowOperation::finish()

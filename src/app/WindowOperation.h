@@ -1,28 +1,19 @@
 #pragma once
 
-#include "history/ChangeOrigin.h"
-#include "history/FileChangeRecord.h"
 #include "history/HistoryOperation.h"
 #include "history/HistoryRecorder.h"
 
 #include <QString>
 #include <QStringList>
 
-#include <memory>
-
-class SongFile;
-class TagSnapshot;
 class WindowHistory;
 
 // One edit or command of the window as one operation of the change history,
 // however many files it writes:
 //
 //     WindowOperation operation(window.history(), OperationKind::Artwork, {}, paths);
-//     for (const auto& song : songs) {
-//         const TagSnapshot before = TagSnapshot::of(*song->infotag());
-//         ... change the tag ...
-//         operation.write(song, before);
-//     }
+//     SongChangeBatch(controller, OperationKind::Artwork)
+//         .apply(songs, change, &operation.recorder());
 //
 // Each file is recorded right after its write. When the operation ends
 // (finish(), or the end of its scope) it goes on the undo stack under its
@@ -39,17 +30,9 @@ public:
     WindowOperation(const WindowOperation&) = delete;
     WindowOperation& operator=(const WindowOperation&) = delete;
 
-    // Writes a song whose tag was changed, through the run's own write (the
-    // crash-safe rewrite under the write lock; a failure is told as every
-    // failed write), and records what changed since `before`. True when the
-    // file was written.
-    bool write(const std::shared_ptr<SongFile>& song, const TagSnapshot& before,
-               const ChangeOrigin& origin = {});
-    // Records a file the command wrote itself (a rebuilt tag).
-    void record(const FileChangeRecord& record);
     void finish();
-    // The recorder, for the core's batches that write and record songs
-    // themselves (SongChangeBatch).
+    // What records the operation's files: the core's SongChangeBatch writes
+    // and records each song through it.
     HistoryRecorder& recorder() { return mRecorder; }
 
 private:

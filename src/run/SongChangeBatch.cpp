@@ -69,7 +69,6 @@ SongChangeBatch::Result SongChangeBatch::apply(const SongList& songs, const Chan
             ++result.unchanged;
         } else if (applyTo(song, change, &why, history)) {
             ++result.written;
-            emit songWritten(song);
         } else if (why.isEmpty()) {
             ++result.unchanged;
         } else {

@@ -65,7 +65,6 @@ signals:
     // A song was refused, or the change history could not record the
     // changes. (A failed write is told by the controller's writeFailed.)
     void problem(const QString& text);
-    void songWritten(const std::shared_ptr<SongFile>& song);
 
 private:
     // Changes and writes one song; why it was not, in `why`.
